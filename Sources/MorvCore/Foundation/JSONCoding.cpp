@@ -1,0 +1,86 @@
+#include "MorvCore/Foundation/JSONCoding.h"
+
+#include "MorvCore/Foundation/Errors.h"
+
+#include <fmt/format.h>
+
+namespace morv::json {
+
+namespace {
+
+[[noreturn]] void fail(std::string_view expected) {
+    throw DecodingError(fmt::format("A saved record is damaged: it holds a value that is not {}.", expected));
+}
+
+} // namespace
+
+std::string dump(const Value& value) {
+    return value.dump(-1, ' ', false, Value::error_handler_t::replace);
+}
+
+Value parse(std::string_view text) {
+    auto value = Value::parse(text.begin(), text.end(), nullptr, false);
+    if (value.is_discarded())
+        throw DecodingError("A saved record is damaged: it is not valid JSON.");
+    return value;
+}
+
+void decode(const Value& value, std::string& out) {
+    if (!value.is_string())
+        fail("text");
+    out = value.get<std::string>();
+}
+
+void decode(const Value& value, bool& out) {
+    if (!value.is_boolean())
+        fail("true or false");
+    out = value.get<bool>();
+}
+
+void decode(const Value& value, std::int64_t& out) {
+    if (!value.is_number_integer() ||
+        (value.is_number_unsigned() && value.get<std::uint64_t>() > std::uint64_t{INT64_MAX}))
+        fail("a whole number");
+    out = value.get<std::int64_t>();
+}
+
+void decode(const Value& value, double& out) {
+    if (!value.is_number())
+        fail("a number");
+    out = value.get<double>();
+}
+
+void decode(const Value& value, Date& out) { decode(value, out.sinceReference); }
+
+void decode(const Value& value, UUID& out) {
+    const auto id = value.is_string() ? UUID::parse(value.get_ref<const std::string&>()) : std::nullopt;
+    if (!id)
+        fail("a UUID");
+    out = *id;
+}
+
+void decode(const Value& value, FileURL& out) {
+    const auto url = value.is_string() ? FileURL::parse(value.get_ref<const std::string&>()) : std::nullopt;
+    if (!url)
+        fail("a file URL");
+    out = *url;
+}
+
+void decode(const Value& value, std::vector<std::string>& out) {
+    if (!value.is_array())
+        fail("a list");
+    out.clear();
+    for (const auto& element : value)
+        decode(element, out.emplace_back());
+}
+
+const Value& require(const Value& object, const char* key) {
+    if (!object.is_object())
+        fail("an object");
+    const auto found = object.find(key);
+    if (found == object.end())
+        throw DecodingError(fmt::format("A saved record is damaged: “{}” is missing.", key));
+    return *found;
+}
+
+} // namespace morv::json

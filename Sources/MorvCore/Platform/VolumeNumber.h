@@ -1,0 +1,31 @@
+// A number for a volume that stays the same across boots.
+//
+// st_dev of btrfs, device-mapper, NVMe and network volumes may change at every boot, and a receipt must
+// still be undoable after one. Where the file system gives a stable id (f_fsid of ext2/3/4, btrfs, f2fs, zfs)
+// the number is made from its type and that id; elsewhere it is st_dev. Looked up once per st_dev.
+// When two st_dev of one process give the same number (a cloned image), the later one keeps its st_dev.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace morv {
+
+/// What kind of volume a descriptor's file lives on. Cached per st_dev; safe to share.
+struct VolumeTraits {
+    std::uint64_t number = 0;
+    /// The type of file system, as in statfs(2) f_type.
+    std::uint64_t type = 0;
+    /// A local disk or memory volume whose times and leases can be believed (never network or FUSE).
+    bool isTrustedLocal = false;
+    /// Keeps permission bits, attributes and exact times (not FAT, exFAT, NTFS, SMB or FUSE).
+    bool keepsMetadata = true;
+    /// Removable, network or FUSE: what was written is read back from the device, not from memory.
+    bool verifyFromDevice = false;
+};
+
+/// `device` is st_dev of `name` relative to `directory` (AT_FDCWD and an absolute path are fine; an empty name
+/// means the descriptor itself).
+const VolumeTraits& volumeTraits(std::uint64_t device, int directory, const char* name);
+
+} // namespace morv
