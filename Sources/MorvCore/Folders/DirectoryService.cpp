@@ -2,6 +2,7 @@
 
 #include "MorvCore/Folders/CreativePinnedDirectory.h"
 #include "MorvCore/Folders/FileTagMetadata.h"
+#include "MorvCore/Folders/FolderReadingCrew.h"
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/ChildWritability.h"
@@ -123,8 +124,7 @@ public:
 private:
     void open();
     std::vector<std::string> nextNames(std::size_t limit, const std::stop_token& stop);
-    void appendEntry(std::string name, const ChildWritability& writability,
-                     std::vector<FileEntry>& batch) const;
+    void appendEntries(std::vector<std::string>& names, std::vector<FileEntry>& batch);
     std::optional<FileEntry> readChild(const std::string& name, const ChildWritability& writability) const;
     bool isHiddenName(const std::string& name) const {
         return hidden_ == HiddenItems::skip && (name.front() == '.' || hiddenNames_.contains(name));
@@ -137,6 +137,7 @@ private:
     std::shared_ptr<const CreativePinnedDirectory> folder_;
     std::unordered_set<std::string> hiddenNames_;
     std::optional<CreativeDirectoryCursor> cursor_;
+    std::unique_ptr<FolderReadingCrew> crew_;
     bool finished_ = false;
 };
 
@@ -184,6 +185,44 @@ std::optional<FileEntry> DirectoryBatchState::readChild(const std::string& name,
     }
 }
 
+std::vector<std::string> DirectoryBatchState::nextNames(std::size_t limit, const std::stop_token& stop) {
+    std::vector<std::string> names;
+    names.reserve(limit);
+    while (names.size() < limit) {
+        auto name = cursor_->next(Ancestry::trust, stop);
+        if (!name) {
+            finished_ = true;
+            cursor_.reset();
+            break;
+        }
+        if (!isHiddenName(*name))
+            names.push_back(std::move(*name));
+    }
+    return names;
+}
+
+void DirectoryBatchState::appendEntries(std::vector<std::string>& names, std::vector<FileEntry>& batch) {
+    // Asked anew for each batch: a volume can become read-only while it is read.
+    const ChildWritability writability(folder_->descriptor());
+    // Threads cost more than a small folder does, and an observer is promised the order.
+    constexpr std::size_t worthACrew = 128;
+    if (!crew_ && !observer_ && names.size() >= worthACrew)
+        crew_ = std::make_unique<FolderReadingCrew>(folder_->descriptor());
+    if (!crew_ || names.size() < worthACrew) {
+        for (auto& name : names) {
+            if (auto entry = readChild(name, writability))
+                batch.push_back(std::move(*entry));
+        }
+        return;
+    }
+    std::vector<std::optional<FileEntry>> rows(names.size());
+    crew_->run(names.size(), [&](std::size_t i) { rows[i] = readChild(names[i], writability); });
+    for (auto& row : rows) {
+        if (row)
+            batch.push_back(std::move(*row));
+    }
+}
+
 std::optional<std::vector<FileEntry>> DirectoryBatchState::next(const std::stop_token& stop) {
     checkCancelled(stop);
     if (finished_)
@@ -191,21 +230,12 @@ std::optional<std::vector<FileEntry>> DirectoryBatchState::next(const std::stop_
     if (!cursor_)
         open();
     folder_->validate();
-    // Asked anew for each batch: a volume can become read-only while it is read.
-    const ChildWritability writability(folder_->descriptor());
     std::vector<FileEntry> batch;
     batch.reserve(batchSize_);
-    while (batch.size() < batchSize_) {
-        auto name = cursor_->next(Ancestry::trust, stop);
-        if (!name) {
-            finished_ = true;
-            cursor_.reset();
-            break;
-        }
-        if (isHiddenName(*name))
-            continue;
-        if (auto entry = readChild(*name, writability))
-            batch.push_back(std::move(*entry));
+    // Items that vanished leave room: an empty batch is the folder's end and nothing else.
+    while (batch.size() < batchSize_ && !finished_) {
+        auto names = nextNames(batchSize_ - batch.size(), stop);
+        appendEntries(names, batch);
     }
     checkCancelled(stop);
     folder_->validate();

@@ -88,6 +88,11 @@ std::string kindOf(const FileStat& info) {
         "Morv cannot copy sockets, devices or other special filesystem entries.");
 }
 
+bool crossesVolumes(const FileStat& item, const FileStat& folder) {
+    // Bind mounts share a device number, and a rename between them is refused all the same.
+    return item.device != folder.device || item.mountID != folder.mountID;
+}
+
 void exclusiveMove(const FileURL& source, const FileURL& destination) {
     renameWithoutReplacing(source, destination);
 }

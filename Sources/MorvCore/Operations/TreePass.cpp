@@ -598,7 +598,7 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
         readAttributes(target, copy_ ? AttributeValues::keep : AttributeValues::digestOnly, stop);
 
     std::optional<DigestAdmission> admission;
-    if (context_.cache && context_.from != ReadFrom::device)
+    if (context_.cache)
         admission.emplace(info, file.get());
     if (context_.from == ReadFrom::device)
         posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);

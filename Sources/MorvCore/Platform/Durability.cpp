@@ -20,13 +20,17 @@ void flushVolume(int descriptor, const FileURL& shown) {
         throw PosixError(errno, shown.path());
 }
 
+void flushFolder(int folder, const FileURL& shown) {
+    // Some FUSE and network file systems have no fsync for folders; they order their own metadata.
+    if (fsync(folder) != 0 && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        throw PosixError(errno, shown.path());
+}
+
 void flushFolder(const FileURL& folder) {
     const Descriptor descriptor(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!descriptor)
         throw PosixError(errno, folder.path());
-    // Some FUSE and network file systems have no fsync for folders; they order their own metadata.
-    if (fsync(descriptor.get()) != 0 && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
-        throw PosixError(errno, folder.path());
+    flushFolder(descriptor.get(), folder);
 }
 
 void startFlushing(int descriptor, long offset, long length) {

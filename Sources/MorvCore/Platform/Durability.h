@@ -12,7 +12,8 @@ void flushDescriptor(int descriptor, const FileURL& shown);
 /// One flush for everything on the descriptor's volume (syncfs), which also reports write errors.
 void flushVolume(int descriptor, const FileURL& shown);
 
-/// Makes the entries of a folder durable: created, renamed and removed names.
+/// Makes the entries of a folder durable: created, renamed and removed names. The descriptor was opened for reading.
+void flushFolder(int folder, const FileURL& shown);
 void flushFolder(const FileURL& folder);
 
 /// Starts writing out a range without waiting for it, so that the final flush has less to do.

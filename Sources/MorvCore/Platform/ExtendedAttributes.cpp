@@ -1,6 +1,7 @@
 #include "MorvCore/Platform/ExtendedAttributes.h"
 
 #include "MorvCore/Foundation/Errors.h"
+#include "MorvCore/Platform/ThreadFolder.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -16,7 +17,7 @@ AttributeTarget AttributeTarget::descriptor(int descriptor) {
 
 AttributeTarget AttributeTarget::at(int directory, const std::string& name) {
     AttributeTarget target;
-    if (directory == AT_FDCWD) {
+    if (directory == AT_FDCWD || ThreadFolder::isCurrent(directory)) {
         target.path_ = name;
     } else {
         // Opening the item would need read permission and wake what listens for opens; the l-calls on the

@@ -259,9 +259,9 @@ FileURL trash(const FileURL& item) {
             throw PosixError(error.code(), item.path());
         }
         reservation.keep();
-        flushDescriptor(folder->information.get(), folder->url.child("info"));
-        flushDescriptor(folder->files.get(), folder->url.child("files"));
-        flushDescriptor(parent.get(), item.parent());
+        flushFolder(folder->information.get(), folder->url.child("info"));
+        flushFolder(folder->files.get(), folder->url.child("files"));
+        flushFolder(parent.get(), item.parent());
         return place;
     }
 }
