@@ -30,9 +30,9 @@ TEST_F(FailingCalls, ofTheFilesFailTheItemAloneWithASentence) {
         for (const std::string error : {"ENOSPC", "EIO", "EACCES", "EROFS", "EDQUOT", "EINTR"}) {
             const auto& operation = operations[row.operation];
             SCOPED_TRACE(operation.name + " " + row.call + " " + error + " below " + row.below);
-            checks.reset();
+            checks.reset(operation);
             auto arguments = operation.arguments;
-            arguments.insert(arguments.begin(), {"--json", "run"});
+            arguments.insert(arguments.begin(), "--json");
             RunOptions options;
             options.fault = row.call + "=1:" + error + "@" + row.below;
             const auto result = run(arguments, options);
@@ -65,14 +65,13 @@ TEST_F(FailingCalls, ofTheStoreEndTheOperationBeforeItGoesOn) {
     std::size_t refused = 0;
     for (const std::size_t index : {0U, 1U, 2U, 4U}) {
         const auto& operation = operations[index];
-        auto arguments = operation.arguments;
-        arguments.insert(arguments.begin(), "run");
+        const auto& arguments = operation.arguments;
         const std::vector<std::pair<std::string, std::string>> faults = {
             {"write", "ENOSPC"}, {"sync", "EIO"}, {"write", "EIO"}, {"open", "EACCES"}};
         for (const auto& [call, error] : faults) {
             for (std::size_t n = 1; n <= 12; ++n) {
                 SCOPED_TRACE(operation.name + " " + call + " " + error + " " + std::to_string(n));
-                checks.reset();
+                checks.reset(operation);
                 RunOptions options;
                 options.fault = call + "=" + std::to_string(n) + ":" + error + "@" + data;
                 const auto result = run(arguments, options);

@@ -5,7 +5,9 @@
 //   N         the N-th matching call, from 1; 0 is never reached, which only counts
 //   ACTION    kill (before the call), killafter, or an error: ENOSPC, EIO, EACCES, EROFS, EDQUOT, EINTR, …
 //   @ and !   only calls on something below the folder, or only on something that is not
-//   MORV_FAULT_LOG=FILE, of a fixed size: every matching call writes its function's number into the next byte
+//   MORV_FAULT_POOR=FOLDER: what is below it behaves like a FAT volume: it says so, keeps no attributes,
+//   modes, links or times, and refuses the characters that FAT refuses MORV_FAULT_LOG=FILE, of a fixed size:
+//   every matching call writes its function's number into the next byte
 //
 // Only calls that change files count: an open without O_CREAT does not, nor does a write to the standard
 // streams. Built without the large-file macros, so that both names of a call can be defined here.
@@ -24,10 +26,12 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/types.h>
 #include <unistd.h>
 #include <utility>
@@ -46,8 +50,11 @@ struct Fault {
     unsigned char* log = nullptr;
     std::size_t logSize = 0;
     std::atomic<unsigned long> count = 0;
+    std::string poor;
 
     Fault() {
+        if (const char* place = std::getenv("MORV_FAULT_POOR"))
+            poor = place;
         const char* text = std::getenv("MORV_FAULT");
         if (text == nullptr)
             return;
@@ -150,6 +157,25 @@ bool applies(const FaultCalls::Call& call, const Path& path) {
     return below == f.inside;
 }
 
+// What a FAT volume answers; nothing when it would do as it is told.
+template <class Path>
+std::optional<int> answerOfPoorVolume(const FaultCalls::Call& call, const Path& path) {
+    if (fault().poor.empty())
+        return std::nullopt;
+    const auto place = path();
+    if (!place.starts_with(fault().poor + "/") && place != fault().poor)
+        return std::nullopt;
+    const auto family = call.family;
+    if (family == "attribute")
+        return ENOTSUP;
+    if (family == "mode" || family == "link" || call.name == "linkat")
+        return EPERM;
+    if (family == "time")
+        return 0;
+    const auto name = place.substr(place.rfind('/') + 1);
+    return name.find_first_of(":?*<>|\"") != std::string::npos ? std::optional(EINVAL) : std::nullopt;
+}
+
 [[noreturn]] void die() {
     ::kill(::getpid(), SIGKILL);
     for (;;)
@@ -159,6 +185,10 @@ bool applies(const FaultCalls::Call& call, const Path& path) {
 template <class Path, class Work>
 auto at(const char* name, const Path& path, const Work& work) -> decltype(work()) {
     const auto index = FaultCalls::indexOf(name);
+    if (const auto answer = answerOfPoorVolume(FaultCalls::all[index], path)) {
+        errno = *answer;
+        return *answer == 0 ? 0 : -1;
+    }
     if (!applies(FaultCalls::all[index], path))
         return work();
     auto& f = fault();
@@ -231,6 +261,19 @@ ON_NAME(utimensat, (int d, const char* path, const timespec* times, int flags) n
 ON_NAME(fchmodat, (int d, const char* path, mode_t mode, int flags) noexcept, d, path, d, path, mode, flags)
 ON_NAME(unlinkat, (int d, const char* path, int flags) noexcept, d, path, d, path, flags)
 ON_NAME(unlink, (const char* path) noexcept, AT_FDCWD, path, path)
+
+#define FILE_SYSTEM(name, type)                                                                              \
+    extern "C" int name(int d, type* system) noexcept {                                                      \
+        static const auto next = real<int (*)(int, type*)>(#name);                                           \
+        const int result = next(d, system);                                                                  \
+        const auto& poor = fault().poor;                                                                     \
+        if (result == 0 && !poor.empty() && (ofDescriptor(d) + "/").starts_with(poor + "/"))                 \
+            system->f_type = 0x4d44;                                                                         \
+        return result;                                                                                       \
+    }
+
+FILE_SYSTEM(fstatfs, struct statfs)
+FILE_SYSTEM(fstatfs64, struct statfs64)
 
 #define OPEN(name, parameters, folder, path, ...)                                                            \
     extern "C" int name parameters {                                                                         \

@@ -31,9 +31,8 @@ TEST_P(KillPoints, loseNothingReplaceNothingAndAreTold) {
         GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
     OperationChecks checks(*this, other + "/to");
     const auto operation = OperationChecks::operations(*this)[GetParam()];
-    auto arguments = operation.arguments;
-    arguments.insert(arguments.begin(), "run");
-    const auto calls = callsOf(*this, arguments);
+    checks.reset(operation);
+    const auto calls = callsOf(*this, operation.arguments);
     checks.check(operation);
     ASSERT_GT(calls.size(), 10U);
 
@@ -56,10 +55,10 @@ TEST_P(KillPoints, loseNothingReplaceNothingAndAreTold) {
     std::size_t killed = 0;
     for (const auto& fault : faults) {
         SCOPED_TRACE(operation.name + " " + fault);
-        checks.reset();
+        checks.reset(operation);
         RunOptions options;
         options.fault = fault;
-        const auto result = run(arguments, options);
+        const auto result = run(operation.arguments, options);
         killed += result.signal == SIGKILL ? 1 : 0;
         checks.check(operation);
         if (HasFailure())
@@ -70,11 +69,12 @@ TEST_P(KillPoints, loseNothingReplaceNothingAndAreTold) {
 }
 
 std::string operationName(const testing::TestParamInfo<std::size_t>& parameter) {
-    constexpr std::array names = {"copy",      "move", "moveAcrossVolumes", "rename", "trash",
-                                  "newFolder", "tags"};
+    constexpr std::array names = {
+        "copy", "move",        "moveAcrossVolumes",        "rename",      "trash", "newFolder",
+        "tags", "undoOfAMove", "undoOfAMoveAcrossVolumes", "undoOfATrash"};
     return names[parameter.param];
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, KillPoints, testing::Range<std::size_t>(0, 7), operationName);
+INSTANTIATE_TEST_SUITE_P(Operations, KillPoints, testing::Range<std::size_t>(0, 10), operationName);
 
 } // namespace

@@ -22,31 +22,33 @@ OperationChecks::OperationChecks(Scene& scene, const std::string& across) : scen
     earlier_ = scene_.json({"history"});
     std::filesystem::copy(scene_.data, scene_.root + "/data-at-start",
                           std::filesystem::copy_options::recursive);
-    reset();
 }
 
 std::vector<Operation> OperationChecks::operations(const Scene& scene) {
     const auto tree = scene.from + "/tree";
     const auto single = scene.from + "/single.txt";
     const auto across = scene.other + "/to";
+    const std::vector<std::string> moveAcross = {"run", "move", tree, single, "--to", across, "--yes"};
+    const std::vector<std::string> move = {"run", "move", tree, single, "--to", scene.to};
     return {
-        {"copy", {"copy", tree, single, "--to", scene.to}, scene.to, {"tree", "single.txt"}},
-        {"move", {"move", tree, single, "--to", scene.to}, scene.to, {"tree", "single.txt"}},
-        {"move across volumes",
-         {"move", tree, single, "--to", across, "--yes"},
-         across,
-         {"tree", "single.txt"}},
+        {"copy", {"run", "copy", tree, single, "--to", scene.to}, scene.to, {"tree", "single.txt"}, {}},
+        {"move", move, scene.to, {"tree", "single.txt"}, {}},
+        {"moveAcrossVolumes", moveAcross, across, {"tree", "single.txt"}, {}},
         {"rename",
-         {"rename", tree, single, "--name", "new {name}.{ext}", "--yes"},
+         {"run", "rename", tree, single, "--name", "new {name}.{ext}", "--yes"},
          scene.from,
-         {"new tree.", "new single.txt"}},
-        {"trash", {"trash", tree, single}, scene.from, {}},
-        {"new folder", {"newFolder", "--to", scene.to, "--name", "fresh"}, scene.to, {"fresh"}},
-        {"tags", {"tags", tree, single, "--tag", "Red", "--tag", "Blue"}, scene.from, {}},
+         {"new tree.", "new single.txt"},
+         {}},
+        {"trash", {"run", "trash", tree, single}, scene.from, {}, {}},
+        {"newFolder", {"run", "newFolder", "--to", scene.to, "--name", "fresh"}, scene.to, {"fresh"}, {}},
+        {"tags", {"run", "tags", tree, single, "--tag", "Red", "--tag", "Blue"}, scene.from, {}, {}},
+        {"undoOfAMove", {"undo"}, scene.to, {"tree", "single.txt"}, move},
+        {"undoOfAMoveAcrossVolumes", {"undo"}, across, {"tree", "single.txt"}, moveAcross},
+        {"undoOfATrash", {"undo"}, scene.from, {}, {"run", "trash", tree, single}},
     };
 }
 
-void OperationChecks::reset() {
+void OperationChecks::reset(const Operation& operation) {
     removeTree(scene_.data);
     std::filesystem::copy(scene_.root + "/data-at-start", scene_.data,
                           std::filesystem::copy_options::recursive);
@@ -64,6 +66,9 @@ void OperationChecks::reset() {
     bystanders_.clear();
     for (const auto& folder : {scene_.from, scene_.to, across_})
         bystanders_.merge(TreeSnapshot{{folder, snapshot(folder + "/bystander").at("")}});
+    if (!operation.before.empty()) {
+        EXPECT_EQ(scene_.run(operation.before).status, 0);
+    }
 }
 
 nlohmann::json OperationChecks::newReceipts() const {
@@ -90,10 +95,13 @@ void OperationChecks::check(const Operation& operation) {
         return;
     }
     for (const auto& receipt : receipts) {
-        const std::set<std::string> ends = {"completed", "interrupted", "partial", "failed", "cancelled"};
+        const std::set<std::string> ends = {"completed", "interrupted", "partial",
+                                            "failed",    "cancelled",   "undone"};
         EXPECT_TRUE(ends.contains(receipt.at("status"))) << receipt.dump(1);
         EXPECT_TRUE(receipt.contains("completedAt"));
-        checkSucceededItems(receipt);
+        // An undo that was cut off says so; which of its items had gone back already is for the user to see.
+        if (operation.before.empty())
+            checkSucceededItems(receipt);
     }
     const auto staging = stagingPlaces(receipts);
     checkContents(staging);

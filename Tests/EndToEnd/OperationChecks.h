@@ -10,9 +10,10 @@
 /// An operation on a fresh pair of folders.
 struct Operation {
     std::string name;
-    std::vector<std::string> arguments; ///< of "run"
-    std::string destination;            ///< the folder in which results appear
-    std::vector<std::string> finals;    ///< names that it may make there
+    std::vector<std::string> arguments;
+    std::string destination;         ///< the folder in which results appear
+    std::vector<std::string> finals; ///< names that it may make there
+    std::vector<std::string> before; ///< what is run first, undisturbed: the operation that is undone
 };
 
 /// The scene's originals and bystanders, remade before every run and compared afterwards.
@@ -20,12 +21,13 @@ class OperationChecks {
 public:
     OperationChecks(Scene& scene, const std::string& across);
 
-    /// Copy, moves within and across volumes, rename, trash, new folder and tags.
+    /// Copy, moves within and across volumes, rename, trash, new folder, tags, and undo.
     static std::vector<Operation> operations(const Scene& scene);
 
-    /// Fresh work folders, an empty trash, and a data directory with one completed receipt.
-    void reset();
-    /// Everything that must hold. `mayThrow`: the journal itself failed.
+    /// Fresh work folders, an empty trash, and a data directory with one completed receipt; then what the
+    /// operation needs to come first.
+    void reset(const Operation& operation);
+    /// Everything that must hold.
     void check(const Operation& operation);
     /// The receipts that the run made; the earlier one is checked and left out.
     nlohmann::json newReceipts() const;

@@ -50,6 +50,12 @@ std::string bytesOf(int descriptor) {
     return content;
 }
 
+std::string targetOf(int folder, const std::string& name) {
+    std::array<char, 8192> target{};
+    const auto length = readlinkat(folder, name.c_str(), target.data(), target.size());
+    return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
 char typeOf(mode_t mode) {
     switch (mode & S_IFMT) {
     case S_IFDIR:
@@ -80,9 +86,7 @@ public:
         item.mode = info.st_mode & 07777;
         item.modified = info.st_mtim.tv_sec * 1'000'000'000 + info.st_mtim.tv_nsec;
         if (item.type == 'l') {
-            std::array<char, 8192> target{};
-            const auto length = readlinkat(folder_, name.c_str(), target.data(), target.size());
-            item.content = std::string(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+            item.content = targetOf(folder_, name);
         } else if (item.type == 'f' || item.type == 'd') {
             const int opened = openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
             if (opened < 0)
