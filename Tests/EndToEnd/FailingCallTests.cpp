@@ -89,6 +89,46 @@ TEST_F(FailingCalls, ofTheStoreEndTheOperationBeforeItGoesOn) {
     EXPECT_GE(refused, 20U) << "The faults do not reach the store.";
 }
 
+TEST_F(FailingCalls, aFileThatAppearsAtTheLastMomentIsNeverReplaced) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    OperationChecks checks(*this, other + "/to");
+    const auto across = other + "/to";
+    const std::vector<std::pair<std::size_t, std::string>> rows = {{0, to + "/tree"},
+                                                                   {1, to + "/tree"},
+                                                                   {2, across + "/tree"},
+                                                                   {3, from + "/new tree."},
+                                                                   {5, to + "/fresh"}};
+    const auto operations = OperationChecks::operations(*this);
+    for (const auto& [index, place] : rows) {
+        const auto& operation = operations[index];
+        SCOPED_TRACE(operation.name);
+        checks.reset(operation);
+        RunOptions options;
+        options.fault = "rename=1:occupy@" + place.substr(0, place.rfind('/'));
+        const auto result = run(operation.arguments, options);
+        EXPECT_EQ(result.status, 1) << result.out << result.err;
+        EXPECT_EQ(readFile(place), "newcomer");
+        if (index != 5) {
+            EXPECT_FALSE(snapshot(from + "/tree").empty());
+        }
+        unlink(place.c_str());
+        checks.check(operation);
+    }
+    // The Trash finds another name; a place that undo wants back is left to its new owner.
+    const auto trashed = operations[4];
+    checks.reset(trashed);
+    RunOptions options;
+    options.fault = "rename=1:occupy@" + trashFiles();
+    EXPECT_EQ(run(trashed.arguments, options).status, 0);
+    EXPECT_EQ(readFile(trashFiles() + "/tree"), "newcomer");
+    EXPECT_EQ(namesIn(trashFiles()).size(), 3U);
+    options.fault = "rename=1:occupy@" + from;
+    EXPECT_EQ(run({"undo"}, options).status, 1);
+    EXPECT_EQ(readFile(from + "/single.txt"), "newcomer");
+    EXPECT_FALSE(snapshot(from + "/tree").empty());
+}
+
 TEST_F(FailingCalls, aVolumeWithoutNoReplaceRenameTakesFilesAndRefusesFolders) {
     if (!canInjectFaults())
         GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";

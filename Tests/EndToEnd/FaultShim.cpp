@@ -3,7 +3,9 @@
 //   MORV_FAULT=CALL=N:ACTION[@FOLDER|!FOLDER]
 //   CALL      a function's name, its family ("open", "write", "sync", "rename", …) or "any"
 //   N         the N-th matching call, from 1; 0 is never reached, which only counts
-//   ACTION    kill (before the call), killafter, or an error: ENOSPC, EIO, EACCES, EROFS, EDQUOT, EINTR, …
+//   ACTION    kill (before the call), killafter, an error (ENOSPC, EIO, EACCES, EROFS, EDQUOT, EINTR, …), or
+//   occupy:
+//             just before a rename another program's file appears under its new name
 //   @ and !   only calls on something below the folder, or only on something that is not
 //   MORV_FAULT_POOR=FOLDER: what is below it behaves like a FAT volume: it says so, keeps no attributes,
 //   modes, links or times, and refuses the characters that FAT refuses MORV_FAULT_LOG=FILE, of a fixed size:
@@ -38,7 +40,7 @@
 
 namespace {
 
-enum class Action { none, kill, killAfter, fail };
+enum class Action { none, kill, killAfter, fail, occupy };
 
 struct Fault {
     std::string call = "none";
@@ -83,6 +85,8 @@ struct Fault {
             action = Action::kill;
         else if (name == "killafter")
             action = Action::killAfter;
+        else if (name == "occupy")
+            action = Action::occupy;
         for (const auto& [text, value] : errors) {
             if (name == text) {
                 action = Action::fail;
@@ -182,6 +186,15 @@ std::optional<int> answerOfPoorVolume(const FaultCalls::Call& call, const Path& 
         ::pause();
 }
 
+void occupy(const std::string& place) {
+    using Open = int (*)(const char*, int, ...);
+    const int made = real<Open>("open")(place.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (made >= 0) {
+        real<ssize_t (*)(int, const void*, std::size_t)>("write")(made, "newcomer", 8);
+        ::close(made);
+    }
+}
+
 template <class Path, class Work>
 auto at(const char* name, const Path& path, const Work& work) -> decltype(work()) {
     const auto index = FaultCalls::indexOf(name);
@@ -202,6 +215,8 @@ auto at(const char* name, const Path& path, const Work& work) -> decltype(work()
         errno = f.error;
         return -1;
     }
+    if (hit && f.action == Action::occupy)
+        occupy(path());
     const auto result = work();
     if (hit && f.action == Action::killAfter)
         die();
