@@ -735,10 +735,10 @@ void TreePass::setAttributes(int target, const FileStat& info,
                              const std::vector<std::pair<std::string, std::string>>& attributes,
                              const FileURL& path) const {
     const auto item = AttributeTarget::descriptor(target);
-    for (const auto& [name, value] : attributes)
+    for (const auto& attribute : attributes)
         keeping([&] {
             try {
-                item.set(name, value);
+                item.set(attribute.first, attribute.second);
             } catch (const PosixError& error) {
                 throw PosixError(error.code(), path.path());
             }
