@@ -13,6 +13,7 @@ public:
     explicit EntryKey(const FileEntry& entry)
         : folder_(entry.folder), name_(entry.name), volume_(entry.volume), inode_(entry.inode) {}
 
+    std::uint64_t inode() const { return inode_; }
     std::size_t hash() const noexcept {
         return std::hash<std::string>()(name_) ^ static_cast<std::size_t>(inode_ * 0x9E3779B97F4A7C15U);
     }
