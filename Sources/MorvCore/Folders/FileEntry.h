@@ -19,14 +19,15 @@ struct FileStat;
 
 enum class FileKind : std::uint8_t { folder, image, document, video, audio, archive, installer, other };
 /// In the order of grouping.
-inline constexpr std::array allFileKinds = {FileKind::folder,  FileKind::image,     FileKind::document,
-                                            FileKind::video,   FileKind::audio,     FileKind::archive,
+inline constexpr std::array allFileKinds = {FileKind::folder,    FileKind::image, FileKind::document,
+                                            FileKind::video,     FileKind::audio, FileKind::archive,
                                             FileKind::installer, FileKind::other};
 std::string_view rawValue(FileKind kind);
 std::string_view title(FileKind kind);
 std::string_view symbol(FileKind kind);
 /// By the name alone: a navigable folder, else the lower-cased extension decides.
 FileKind classifyFile(const FileURL& url, bool isDirectory, bool isPackage);
+FileKind classifyName(std::string_view name, bool isDirectory, bool isPackage);
 
 enum class FileAvailability : std::uint8_t { local, notDownloaded, unavailable };
 enum class BrowserViewMode : std::uint8_t { grid, list, columns, gallery };
@@ -37,8 +38,8 @@ std::string_view rawValue(BrowserViewMode value);
 std::string_view rawValue(FileSort value);
 std::string_view rawValue(FileGrouping value);
 
-/// Value; equality over all fields. Small on purpose: folders hold a hundred thousand of them, so the folder's
-/// path is shared, the identity is numbers, and texts are made on demand.
+/// Value; equality over all fields. Small on purpose: folders hold a hundred thousand of them, so the
+/// folder's path is shared, the identity is numbers, and texts are made on demand.
 class FileEntry {
 public:
     std::shared_ptr<const FileURL> folder; ///< the containing folder, shared by all entries of one reading
@@ -57,6 +58,7 @@ public:
     bool isDownloading = false;
     std::shared_ptr<const std::vector<std::string>> tagList; ///< null: none
 
+    /// Marked as a folder when the item is a directory.
     FileURL url() const;
     /// Volume ":" inode ":" path; "unavailable:" and the path for an item that could not be read.
     std::string id() const;
@@ -70,6 +72,8 @@ public:
     friend bool operator==(const FileEntry& a, const FileEntry& b);
 };
 
+/// A name that is not UTF-8 is repaired in "name" and "id"; "url" carries its bytes, and fromJSON takes it
+/// from there.
 std::string toJSON(const FileEntry& entry);
 void fromJSON(std::string_view text, FileEntry& entry);
 

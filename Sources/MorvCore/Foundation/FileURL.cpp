@@ -1,10 +1,9 @@
 #include "MorvCore/Foundation/FileURL.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <unistd.h>
 #include <vector>
 
 namespace morv {
@@ -112,7 +111,10 @@ std::string_view FileURL::lastComponent() const {
 }
 
 std::string_view FileURL::extension() const {
-    const auto name = lastComponent();
+    return extensionOf(lastComponent());
+}
+
+std::string_view FileURL::extensionOf(std::string_view name) {
     const auto dot = extensionDot(name);
     return dot == std::string_view::npos ? std::string_view() : name.substr(dot + 1);
 }

@@ -36,6 +36,8 @@ public:
     std::string_view lastComponent() const;
     /// What follows the last dot of the last component; a leading dot does not count. No dot: empty.
     std::string_view extension() const;
+    /// The same of a name that stands alone.
+    static std::string_view extensionOf(std::string_view name);
     /// The last component without its extension and the dot before it.
     std::string_view stem() const;
     /// The containing folder; the root is its own parent.

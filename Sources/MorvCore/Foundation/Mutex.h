@@ -1,6 +1,7 @@
 // A mutex that clang can check: -Wthread-safety proves that a guarded field is touched only under its lock.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -34,6 +35,8 @@ public:
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
+    void unlock() MORV_ANNOTATION(release_capability()) { lock_.unlock(); }
+    void lock() MORV_ANNOTATION(acquire_capability()) { lock_.lock(); }
     void wait(std::condition_variable& condition) { condition.wait(lock_); }
     template <class Clock, class Duration>
     std::cv_status waitUntil(std::condition_variable& condition,

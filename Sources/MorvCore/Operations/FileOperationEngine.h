@@ -16,6 +16,8 @@
 // FileOperationError, PosixError, PersistenceError, DecodingError, CancellationError.
 #pragma once
 
+#include "MorvCore/Operations/Broadcast.h"
+#include "MorvCore/Operations/OperationPlanning.h"
 #include "MorvCore/Operations/OperationProgress.h"
 #include "MorvCore/Operations/Operations.h"
 
@@ -29,19 +31,9 @@
 namespace morv {
 
 class SQLiteStore;
-class ContentDigestCache;
+struct EngineState;
 
-/// What a plan is asked to do.
-struct OperationRequest {
-    OperationKind kind = OperationKind::copy;
-    std::vector<FileURL> sources;
-    std::optional<FileURL> destination;
-    std::optional<std::string> newName; ///< bytes; for several sources a template with {name}, {ext}, {n}
-    CollisionPolicy collision = CollisionPolicy::keepBoth;
-    std::vector<std::string> tags;
-};
-
-/// A place in the queue. Move-only; letting it go unexecuted gives the place up.
+/// A place in the queue. Move-only; letting it go unexecuted gives the place up. Must not outlive its engine.
 class OperationAdmission {
 public:
     OperationAdmission(OperationAdmission&&) noexcept;
@@ -52,21 +44,10 @@ public:
 
 private:
     friend class FileOperationEngine;
-    friend class OperationExecution;
-    OperationAdmission(std::function<void()> giveUp, FileOperationPlan plan);
+    OperationAdmission(EngineState& engine, FileOperationPlan plan) : engine_(&engine), plan_(std::move(plan)) {}
 
-    std::function<void()> giveUp_; ///< empty once execute() has taken over
+    EngineState* engine_; ///< null once execute() has taken over
     FileOperationPlan plan_;
-};
-
-/// A bounded channel of the newest values. Destroying it unsubscribes; safe to use from one consumer thread
-/// while the engine publishes from others.
-template <class T>
-class EngineStream {
-public:
-    virtual ~EngineStream() = default;
-    /// The oldest unread value, or nothing. Never blocks.
-    virtual std::optional<T> take() = 0;
 };
 
 /// Fixed at construction; absent in normal running.
@@ -123,9 +104,7 @@ public:
                                 const ProgressMeter::Observer& progress = {});
 
 private:
-    friend class OperationExecution;
-    struct State;
-    std::unique_ptr<State> state_;
+    std::unique_ptr<EngineState> state_;
 };
 
 } // namespace morv

@@ -30,6 +30,9 @@ std::string identity(const FileURL& url);
 /// "directory", "file" or "symbolicLink"; throws unsupported for anything else.
 std::string kindOf(const FileStat& info);
 
+/// Whether an item cannot be renamed into a folder, because they stand on different volumes or mounts.
+bool crossesVolumes(const FileStat& item, const FileStat& folder);
+
 /// A rename that refuses to replace. Throws PosixError with the destination's path, or unsupported.
 /// Flushes nothing: the caller knows which folders to flush.
 void exclusiveMove(const FileURL& source, const FileURL& destination);

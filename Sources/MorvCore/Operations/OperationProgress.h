@@ -45,14 +45,18 @@ struct OperationProgress {
 class ProgressMeter {
 public:
     using Observer = std::function<void(const OperationProgress&)>;
+    /// What an item is: everything found below the sources, or a line of the plan.
+    enum class Items : std::uint8_t { found, planned };
 
-    ProgressMeter(UUID id, Observer observer);
+    ProgressMeter(UUID id, Items items, Observer observer);
 
     void setPhase(OperationPhase phase);
-    void setTotals(std::int64_t bytes, std::int64_t items);
+    /// `passes`: how often each byte is handled (written, then read back) before it counts as done.
+    void setTotals(std::int64_t bytes, std::int64_t items, int passes);
     void setName(const std::string& displayedName);
     void addBytes(std::int64_t bytes);
-    void addItems(std::int64_t items);
+    void addFoundItems(std::int64_t items);
+    void addPlannedItems(std::int64_t items);
     /// Tells the observer the present state now.
     void report();
 
@@ -61,6 +65,7 @@ private:
     OperationProgress snapshot() MORV_REQUIRES(mutex_);
 
     const UUID id_;
+    const Items counted_;
     const Observer observer_;
     std::atomic<std::int64_t> bytes_ = 0;
     std::atomic<std::int64_t> items_ = 0;
@@ -69,6 +74,7 @@ private:
     OperationPhase phase_ MORV_GUARDED_BY(mutex_) = OperationPhase::reading;
     std::int64_t bytesTotal_ MORV_GUARDED_BY(mutex_) = 0;
     std::int64_t itemsTotal_ MORV_GUARDED_BY(mutex_) = 0;
+    int passes_ MORV_GUARDED_BY(mutex_) = 1;
     std::string name_ MORV_GUARDED_BY(mutex_);
     double rate_ MORV_GUARDED_BY(mutex_) = 0;
     std::int64_t rateBytes_ MORV_GUARDED_BY(mutex_) = 0;

@@ -31,6 +31,8 @@ struct FileStat {
     std::uint32_t mode = 0;  ///< with type bits
     std::uint32_t links = 0;
     std::uint32_t owner = 0;
+    /// Marked immutable, or the volume does not say: the mode alone does not prove that it can be written.
+    bool mayBeImmutable = true;
     FileTime modified;
     FileTime changed;
     std::optional<FileTime> born;

@@ -14,7 +14,7 @@ namespace morv {
 /// What kind of volume a descriptor's file lives on. Cached per st_dev; safe to share.
 struct VolumeTraits {
     std::uint64_t number = 0;
-    /// The type of file system, as in statfs(2) f_type.
+    /// The type of file system, as in statfs(2) f_type; 0 when the item went away before it could be asked.
     std::uint64_t type = 0;
     /// A local disk or memory volume whose times and leases can be believed (never network or FUSE).
     bool isTrustedLocal = false;

@@ -1,0 +1,57 @@
+#include "MorvCore/Operations/ContentDigestCache.h"
+
+#include "MorvCore/Platform/ReadLease.h"
+#include "MorvCore/Platform/VolumeNumber.h"
+
+#include <fcntl.h>
+
+#include <ctime>
+
+namespace morv {
+
+namespace {
+
+constexpr std::int64_t settledNanoseconds = 100'000'000;
+
+bool isSettled(const FileTime& changed) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    // A change time in the future (a clock that was set back) proves nothing either.
+    return (now.tv_sec - changed.seconds) * 1'000'000'000 + now.tv_nsec -
+               static_cast<std::int64_t>(changed.nanoseconds) >=
+           settledNanoseconds;
+}
+
+} // namespace
+
+DigestAdmission::DigestAdmission(const FileStat& info, int descriptor)
+    : before_(info), descriptor_(descriptor),
+      possible_(info.isRegular() && isSettled(info.changed) &&
+                volumeTraits(info.device, descriptor, "").isTrustedLocal && nobodyIsWriting(descriptor)) {}
+
+bool DigestAdmission::isProved(const FileStat& after) const {
+    return possible_ && before_.isSameItem(after) && before_.size == after.size &&
+           before_.modified == after.modified && before_.changed == after.changed &&
+           nobodyIsWriting(descriptor_);
+}
+
+std::optional<CachedFile> ContentDigestCache::find(const FileStat& info) const {
+    const Key key(info);
+    const MutexLock lock(mutex_);
+    for (const auto* generation : {&young_, &old_})
+        if (const auto found = generation->find(key); found != generation->end())
+            return found->second;
+    return std::nullopt;
+}
+
+void ContentDigestCache::admit(const FileStat& info, CachedFile file) {
+    Generation forgotten;
+    const MutexLock lock(mutex_);
+    if (young_.size() >= capacity) {
+        forgotten.swap(old_);
+        old_.swap(young_);
+    }
+    young_.insert_or_assign(Key(info), std::move(file));
+}
+
+} // namespace morv

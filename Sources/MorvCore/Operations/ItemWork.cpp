@@ -1,0 +1,440 @@
+#include "MorvCore/Operations/ItemWork.h"
+
+#include "MorvCore/Folders/FileTagMetadata.h"
+#include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Operations/OperationFiles.h"
+#include "MorvCore/Operations/RenameProof.h"
+#include "MorvCore/Operations/TreePass.h"
+#include "MorvCore/Platform/Durability.h"
+#include "MorvCore/Platform/ExclusiveRename.h"
+#include "MorvCore/Platform/VolumeNumber.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <exception>
+#include <thread>
+
+namespace morv {
+
+namespace {
+
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+/// Waits for the device on a thread of its own, while the copy is being read back from memory.
+class Flush {
+public:
+    Flush(int descriptor, bool isTree, const FileURL& shown)
+        : thread_([this, descriptor, isTree, shown] {
+              try {
+                  if (isTree)
+                      flushVolume(descriptor, shown);
+                  else
+                      flushDescriptor(descriptor, shown);
+              } catch (...) {
+                  failure_ = std::current_exception();
+              }
+          }) {}
+    ~Flush() {
+        if (thread_.joinable())
+            thread_.join();
+    }
+    Flush(const Flush&) = delete;
+    Flush& operator=(const Flush&) = delete;
+
+    /// Throws what the flush threw. Never flushes again.
+    void wait() {
+        if (thread_.joinable())
+            thread_.join();
+        if (failure_)
+            std::rethrow_exception(failure_);
+    }
+
+private:
+    std::exception_ptr failure_;
+    std::thread thread_;
+};
+
+std::string describe(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+}
+
+class ItemWork {
+public:
+    explicit ItemWork(const ItemWorkRequest& request) : request_(request), item_(request.item) {}
+
+    Performed run();
+
+private:
+    void checkpoint() const {
+        if (request_.cancellation.isCancelled())
+            throw CancellationError();
+    }
+    void phase(OperationPhase phase) const {
+        if (request_.progress)
+            request_.progress->setPhase(phase);
+    }
+    ReadingContext reading() const { return {request_.cancellation.token(), request_.cache}; }
+    std::string sourceName() const { return displayText(item_.source->lastComponent()); }
+
+    void revalidateSource();
+    void revalidateDestination();
+    bool isOccupied(const std::string& name) const;
+    const FileURL& requireStaging(const char* sentence) const;
+
+    Performed makeNewFolder();
+    Performed makeAlias();
+    Performed copy();
+    Performed moveOrRename();
+    Performed moveAcrossVolumes();
+    Performed trash();
+    Performed setTags();
+
+    FileFingerprint publishVerifiedCopy(const FileURL& staging, ReadFrom readBack);
+    void publish(const FileURL& staging);
+    void flushDestination() const;
+    void renameFromSource(const std::string& name, const FileURL& to);
+    FileFingerprint fingerprintAfterRename(const FileURL& url, const RenameProof& proof,
+                                           const std::optional<ReadFile>& known) const;
+
+    const ItemWorkRequest& request_;
+    const FileOperationItem& item_;
+    Descriptor folder_; ///< the destination's, pinned from its revalidation on
+    FileURL folderURL_;
+    std::string destinationName_;
+    bool isSelfOccupied_ = false;
+    std::optional<RenameProof> sourceProof_;
+    std::optional<ReadFile> sourceFile_;
+};
+
+Performed ItemWork::run() {
+    checkpoint();
+    if (item_.source && item_.fingerprint)
+        revalidateSource();
+    checkpoint();
+    if (item_.destination)
+        revalidateDestination();
+    switch (request_.kind) {
+    case OperationKind::newFolder:
+        return makeNewFolder();
+    case OperationKind::alias:
+        return makeAlias();
+    case OperationKind::copy:
+    case OperationKind::duplicate:
+        return copy();
+    case OperationKind::move:
+    case OperationKind::rename:
+        return moveOrRename();
+    case OperationKind::trash:
+        return trash();
+    case OperationKind::tags:
+        return setTags();
+    case OperationKind::compressZIP:
+    case OperationKind::extractZIP:
+        break;
+    }
+    throw FileOperationError::unsupported("Morv cannot make or extract ZIP archives yet.");
+}
+
+// MARK: Revalidation
+
+void ItemWork::revalidateSource() {
+    phase(OperationPhase::reading);
+    const bool renamesSource = request_.kind == OperationKind::move || request_.kind == OperationKind::rename ||
+                               request_.kind == OperationKind::trash;
+    if (renamesSource)
+        sourceProof_.emplace(RenameProof::of(*item_.source));
+    auto context = reading();
+    context.topFile = &sourceFile_;
+    if (readFingerprint(*item_.source, context) != *item_.fingerprint)
+        throw FileOperationError::changed(sourceName() + " changed since the preview. Create a new preview.");
+}
+
+void ItemWork::revalidateDestination() {
+    const auto& destination = *item_.destination;
+    folderURL_ = destination.parent();
+    destinationName_ = destination.lastComponent();
+    folder_ = Descriptor(open(folderURL_.path().c_str(), folderFlags));
+    if (!folder_ && errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+        throw PosixError(errno, folderURL_.path());
+    if (!folder_ || !item_.destinationParentIdentity ||
+        statDescriptor(folder_.get()).identity() != *item_.destinationParentIdentity)
+        throw FileOperationError::changed("The destination folder changed since the preview.");
+
+    if (request_.kind == OperationKind::rename && item_.source && *item_.source != destination &&
+        pathKey(item_.source->path()) == pathKey(destination.path())) {
+        const auto there = statIfPresent(destination);
+        isSelfOccupied_ = there && item_.fingerprint && there->identity() == item_.fingerprint->identity;
+    }
+    if (!isSelfOccupied_ && isOccupied(destinationName_))
+        throw FileOperationError::collision(
+            displayText(destinationName_) +
+            " appeared after the preview. It was preserved; create a new preview.");
+    if (request_.staging && isOccupied(std::string(request_.staging->lastComponent())))
+        throw FileOperationError::collision("An operation staging path is already occupied.");
+}
+
+/// Only an answer of the file system that nothing stands there counts as free.
+bool ItemWork::isOccupied(const std::string& name) const {
+    try {
+        statAt(folder_.get(), name);
+        return true;
+    } catch (const PosixError& error) {
+        if (error.code() == ENOENT || error.code() == ENAMETOOLONG)
+            return false;
+        throw PosixError(error.code(), folderURL_.child(name).path());
+    }
+}
+
+const FileURL& ItemWork::requireStaging(const char* sentence) const {
+    if (!request_.staging)
+        throw FileOperationError::invalid(sentence);
+    return *request_.staging;
+}
+
+// MARK: New objects
+
+Performed ItemWork::makeNewFolder() {
+    const auto& staging = requireStaging("Missing transfer staging location.");
+    const std::string name(staging.lastComponent());
+    checkpoint();
+    if (mkdirat(folder_.get(), name.c_str(), 0777) != 0)
+        throw PosixError(errno, item_.destination->path());
+    const Descriptor made(openat(folder_.get(), name.c_str(), folderFlags));
+    if (!made)
+        throw PosixError(errno, item_.destination->path());
+    flushFolder(made.get(), *item_.destination);
+    checkpoint();
+    publish(staging);
+    return {item_.destination, {}, readFingerprint(*item_.destination, reading())};
+}
+
+Performed ItemWork::makeAlias() {
+    const auto& staging = requireStaging("Missing transfer staging location.");
+    checkpoint();
+    if (symlinkat(item_.source->path().c_str(), folder_.get(), std::string(staging.lastComponent()).c_str()) != 0)
+        throw PosixError(errno, item_.destination->path());
+    checkpoint();
+    publish(staging);
+    return {item_.destination, {}, readFingerprint(*item_.destination, reading())};
+}
+
+/// The destination's folder entries are durable when this returns; the rename is the last thing that can be refused.
+void ItemWork::publish(const FileURL& staging) {
+    phase(OperationPhase::finishing);
+    renameWithoutReplacing(folder_.get(), std::string(staging.lastComponent()), folder_.get(), destinationName_,
+                           *item_.destination);
+    flushDestination();
+}
+
+void ItemWork::flushDestination() const {
+    try {
+        flushFolder(folder_.get(), folderURL_);
+    } catch (const PosixError& error) {
+        throw MutationFailure(
+            fmt::format("The result stands at its destination, but the device did not confirm it: {}", error.what()),
+            {item_.destination, {}, {}}, MutationFailure::Cause::error);
+    }
+}
+
+// MARK: Copies
+
+Performed ItemWork::copy() {
+    const auto& volume = volumeTraits(statDescriptor(folder_.get()).device, folder_.get(), "");
+    auto after = publishVerifiedCopy(requireStaging("Missing transfer staging location."),
+                                     volume.verifyFromDevice ? ReadFrom::device : ReadFrom::disk);
+    Performed performed{item_.destination, {}, std::move(after)};
+    if (request_.cancellation.isCancelled())
+        throw MutationFailure("The verified copy was published just before cancellation reached its checkpoint. The "
+                              "original was retained.",
+                              std::move(performed), MutationFailure::Cause::cancelled);
+    return performed;
+}
+
+/// Copies the source to staging, proves the copy, and gives it its final name.
+FileFingerprint ItemWork::publishVerifiedCopy(const FileURL& staging, ReadFrom readBack) {
+    const auto& expected = *item_.fingerprint;
+    const auto& volume = volumeTraits(statDescriptor(folder_.get()).device, folder_.get(), "");
+    const auto fidelity = volume.keepsMetadata ? CopyFidelity::everything : CopyFidelity::contentsOnly;
+
+    checkpoint();
+    phase(OperationPhase::copying);
+    auto context = reading();
+    context.progress = request_.progress;
+    auto copied = copyTree({*item_.source, staging, folder_.get(), fidelity}, context);
+    if (request_.stagingObserver)
+        request_.stagingObserver(staging);
+    checkpoint();
+
+    const bool isFile = expected.kind == "file";
+    const Descriptor flushing(fcntl(copied.written.get(), F_DUPFD_CLOEXEC, 0));
+    if (!flushing)
+        throw PosixError(errno, staging.path());
+    phase(OperationPhase::flushing);
+    Flush flush(flushing.get(), !isFile, *item_.destination);
+    if (readBack == ReadFrom::device)
+        flush.wait();
+    phase(OperationPhase::verifying);
+    const RenameProof proof(isFile ? std::move(copied.written) : Descriptor());
+    std::optional<ReadFile> stagedFile;
+    context.from = readBack;
+    context.topFile = &stagedFile;
+    const auto staged = readFingerprint(staging, context);
+    checkpoint();
+    const auto source = readFingerprint(*item_.source, reading());
+    checkpoint();
+    const bool wasReadAsPlanned = copied.source.contentDigest.empty() || copied.source == expected;
+    const bool isFaithful =
+        fidelity == CopyFidelity::contentsOnly || staged.metadataDigest == expected.metadataDigest;
+    if (!staged.hasSameContent(expected) || !isFaithful || source != expected || !wasReadAsPlanned)
+        throw FileOperationError::changed("The source changed or the copy could not be verified. The original and "
+                                          "staging copy were preserved.");
+    phase(OperationPhase::flushing);
+    flush.wait();
+    if (isOccupied(destinationName_))
+        throw FileOperationError::collision("The destination appeared during copying. Both items were preserved.");
+    checkpoint();
+    publish(staging);
+    return fingerprintAfterRename(*item_.destination, proof, stagedFile);
+}
+
+FileFingerprint ItemWork::fingerprintAfterRename(const FileURL& url, const RenameProof& proof,
+                                                 const std::optional<ReadFile>& known) const {
+    auto context = reading();
+    // What already stands must be told of: from here on cancellation only changes how it is reported.
+    context.stop = {};
+    const auto proved = request_.cache ? proof.afterRename(known) : std::nullopt;
+    context.proved = proved ? &*proved : nullptr;
+    auto fingerprint = readFingerprint(url, context);
+    if (proved)
+        proof.keep(*proved, *request_.cache);
+    return fingerprint;
+}
+
+// MARK: Moves
+
+Performed ItemWork::moveOrRename() {
+    if (OperationFiles::crossesVolumes(OperationFiles::info(*item_.source), statDescriptor(folder_.get())))
+        return moveAcrossVolumes();
+    checkpoint();
+    try {
+        if (!isSelfOccupied_) {
+            renameFromSource(destinationName_, *item_.destination);
+        } else {
+            const auto& staging = requireStaging("Missing rename staging location.");
+            renameFromSource(std::string(staging.lastComponent()), staging);
+            renameWithoutReplacing(folder_.get(), std::string(staging.lastComponent()), folder_.get(),
+                                   destinationName_, *item_.destination);
+        }
+    } catch (const PosixError& error) {
+        // One mount can still be two places (merged file systems): that is a transfer, not a failure.
+        if (error.code() != EXDEV || isSelfOccupied_)
+            throw;
+        return moveAcrossVolumes();
+    }
+    flushDestination();
+    return {item_.destination, {},
+            fingerprintAfterRename(*item_.destination, *sourceProof_, sourceFile_)};
+}
+
+/// Renames the very item that was revalidated, and makes its absence durable.
+void ItemWork::renameFromSource(const std::string& name, const FileURL& to) {
+    phase(OperationPhase::finishing);
+    const auto parent = item_.source->parent();
+    const Descriptor from(open(parent.path().c_str(), folderFlags));
+    if (!from)
+        throw PosixError(errno, parent.path());
+    const std::string sourceLast(item_.source->lastComponent());
+    if (statAt(from.get(), sourceLast).identity() != item_.fingerprint->identity)
+        throw FileOperationError::changed(sourceName() + " changed since the preview. Create a new preview.");
+    renameWithoutReplacing(from.get(), sourceLast, folder_.get(), name, to);
+    try {
+        flushFolder(from.get(), parent);
+    } catch (const PosixError& error) {
+        throw MutationFailure(
+            fmt::format("The item was moved, but the device did not confirm it: {}", error.what()), {to, {}, {}},
+            MutationFailure::Cause::error);
+    }
+}
+
+Performed ItemWork::moveAcrossVolumes() {
+    const auto published =
+        publishVerifiedCopy(requireStaging("Missing transfer staging location."), ReadFrom::device);
+    FileURL recovery;
+    try {
+        checkpoint();
+        if (readFingerprint(*item_.source, reading()) != *item_.fingerprint)
+            throw FileOperationError::changed("The source changed after the copy was published.");
+        checkpoint();
+        recovery = request_.trash.trash(*item_.source);
+    } catch (const CancellationError&) {
+        throw MutationFailure("Cancelled after the verified destination copy was created. The original was retained; "
+                              "neither item was deleted.",
+                              {item_.destination, {}, published}, MutationFailure::Cause::cancelled);
+    } catch (const std::exception& error) {
+        throw MutationFailure(
+            fmt::format("The verified destination was created, but the source could not be moved to Trash. Inspect "
+                        "both locations before retrying: {}",
+                        error.what()),
+            {item_.destination, {}, published}, MutationFailure::Cause::error);
+    }
+    try {
+        auto context = reading();
+        context.stop = {};
+        return {item_.destination, recovery, readFingerprint(*item_.destination, context)};
+    } catch (...) {
+        throw MutationFailure(
+            fmt::format("The move completed, but the result could not be verified for Undo: {}",
+                        describe(std::current_exception())),
+            {item_.destination, recovery, {}}, MutationFailure::Cause::error);
+    }
+}
+
+// MARK: Trash and tags
+
+Performed ItemWork::trash() {
+    checkpoint();
+    phase(OperationPhase::finishing);
+    const auto place = request_.trash.trash(*item_.source);
+    try {
+        return {place, {}, fingerprintAfterRename(place, *sourceProof_, sourceFile_)};
+    } catch (...) {
+        throw MutationFailure(
+            fmt::format("The item is in Trash, but Morv could not verify it for automatic restoration: {}",
+                        describe(std::current_exception())),
+            {place, {}, {}}, MutationFailure::Cause::error);
+    }
+}
+
+Performed ItemWork::setTags() {
+    checkpoint();
+    phase(OperationPhase::finishing);
+    const auto& source = *item_.source;
+    FileTagMetadata::setNames(source, request_.tags);
+    try {
+        const Descriptor item(open(source.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (!item)
+            throw PosixError(errno, source.path());
+        flushDescriptor(item.get(), source);
+        auto context = reading();
+        context.stop = {};
+        return {source, {}, readFingerprint(source, context)};
+    } catch (...) {
+        throw MutationFailure(fmt::format("Tags were set, but Morv could not verify the resulting item: {}",
+                                          describe(std::current_exception())),
+                              {source, {}, {}}, MutationFailure::Cause::error);
+    }
+}
+
+} // namespace
+
+Performed performItem(const ItemWorkRequest& request) { return ItemWork(request).run(); }
+
+} // namespace morv

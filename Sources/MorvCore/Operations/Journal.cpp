@@ -1,0 +1,238 @@
+#include "MorvCore/Operations/Journal.h"
+
+#include "MorvCore/Foundation/Cancellation.h"
+#include "MorvCore/Operations/OperationItemJSON.h"
+#include "MorvCore/Records/SQLiteStore.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace morv {
+
+namespace {
+
+constexpr std::string_view recordPrefix = "operations/";
+constexpr std::string_view stepPrefix = "operations.steps/";
+/// Below this a whole record costs no more than a step: the database writes whole pages.
+constexpr std::size_t smallRecord = 8 * 1024;
+
+/// One step: the newest state of one item, and of the receipt around it at that moment.
+struct OperationStep {
+    std::int64_t sequence = 0; ///< rises with every write of the operation
+    std::int64_t index = 0;
+    OperationStatus status = OperationStatus::running;
+    std::optional<std::string> message;
+    OperationItemResult item;
+};
+
+std::string toJSON(const OperationStep& step) {
+    auto object = json::Value::object();
+    json::put(object, "sequence", step.sequence);
+    json::put(object, "index", step.index);
+    json::put(object, "status", step.status);
+    json::put(object, "message", step.message);
+    json::put(object, "item", step.item);
+    return json::dump(object);
+}
+
+void fromJSON(std::string_view text, OperationStep& step) {
+    const auto value = json::parse(text);
+    json::take(value, "sequence", step.sequence);
+    json::take(value, "index", step.index);
+    json::take(value, "status", step.status);
+    json::take(value, "message", step.message);
+    json::take(value, "item", step.item);
+}
+
+std::string stepPrefixOf(const UUID& id) { return fmt::format("{}{}/", stepPrefix, id.text()); }
+
+} // namespace
+
+Journal::Journal(SQLiteStore& store, ReadObserver readObserver)
+    : store_(store), readObserver_(std::move(readObserver)) {}
+
+std::string Journal::key(const UUID& id) { return std::string(recordPrefix) + id.text(); }
+
+/// Counts a write as begun, runs it, tells the observers unless a later one has begun, and wakes the readers.
+template <class Write>
+void Journal::writing(const OperationReceipt& receipt, Write&& write) {
+    std::uint64_t version = 0;
+    {
+        const MutexLock lock(mutex_);
+        version = ++receiptVersions_[receipt.id];
+        pendingReceiptWrites_.insert(receipt.id);
+    }
+    const auto end = [&] {
+        {
+            const MutexLock lock(mutex_);
+            pendingReceiptWrites_.erase(receipt.id);
+        }
+        writeEnded_.notify_all();
+    };
+    try {
+        write();
+    } catch (...) {
+        end();
+        throw;
+    }
+    bool isNewest = false;
+    {
+        const MutexLock lock(mutex_);
+        isNewest = receiptVersions_[receipt.id] == version;
+    }
+    if (isNewest)
+        updates_.publish(receipt);
+    end();
+}
+
+std::set<std::string> Journal::stepKeys(const std::string& prefix) {
+    auto keys = store_.keys(prefix);
+    return {std::make_move_iterator(keys.begin()), std::make_move_iterator(keys.end())};
+}
+
+Journal::Written Journal::writtenOf(const UUID& id) {
+    {
+        const MutexLock lock(mutex_);
+        if (const auto found = active_.find(id); found != active_.end())
+            return std::move(found->second);
+    }
+    // The first write of this process: an earlier one may have left steps.
+    Written written;
+    written.stepKeys = stepKeys(stepPrefixOf(id));
+    return written;
+}
+
+void Journal::persist(const OperationReceipt& receipt) {
+    writing(receipt, [&] {
+        auto written = writtenOf(receipt.id);
+        const auto text = toJSON(receipt);
+        store_.saveBytes(text, key(receipt.id));
+        const std::vector<std::string> steps(written.stepKeys.begin(), written.stepKeys.end());
+        if (!steps.empty())
+            store_.removeAll(steps);
+        const MutexLock lock(mutex_);
+        if (receipt.isActive())
+            active_[receipt.id] = {text.size(), 0, written.sequence, {}};
+        else
+            active_.erase(receipt.id);
+    });
+}
+
+void Journal::persistItem(const OperationReceipt& receipt, std::size_t index) {
+    auto written = writtenOf(receipt.id);
+    const OperationStep step{written.sequence + 1, static_cast<std::int64_t>(index), receipt.status,
+                             receipt.message, receipt.items[index]};
+    const auto text = toJSON(step);
+    const bool whole = written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
+    if (!whole) {
+        writing(receipt, [&] {
+            auto stepKey = fmt::format("{}{}", stepPrefixOf(receipt.id), index);
+            store_.saveBytes(text, stepKey);
+            written.stepKeys.insert(std::move(stepKey));
+        });
+        written.stepBytes += text.size();
+    }
+    ++written.sequence;
+    {
+        const MutexLock lock(mutex_);
+        active_[receipt.id] = std::move(written);
+    }
+    if (whole)
+        persist(receipt);
+}
+
+void Journal::merge(OperationReceipt& receipt, const std::set<std::string>& steps) {
+    if (!receipt.isActive())
+        return;
+    const auto prefix = stepPrefixOf(receipt.id);
+    std::int64_t newest = 0;
+    for (auto at = steps.lower_bound(prefix); at != steps.end() && at->starts_with(prefix); ++at) {
+        const auto bytes = store_.loadBytes(*at);
+        if (!bytes)
+            continue;
+        OperationStep step;
+        fromJSON(*bytes, step);
+        const auto index = static_cast<std::size_t>(step.index);
+        if (step.index < 0 || index >= receipt.items.size() || receipt.items[index].id != step.item.id)
+            throw PersistenceError("A step of an operation does not match its receipt.");
+        if (step.sequence > newest) {
+            newest = step.sequence;
+            receipt.status = step.status;
+            receipt.message = step.message;
+        }
+        receipt.items.replace(index, std::move(step.item));
+    }
+}
+
+std::optional<Journal::Snapshot> Journal::readStable(const UUID& id, const std::set<std::string>& steps,
+                                                     const std::stop_token& stop) {
+    for (bool isFirst = true;; isFirst = false) {
+        checkCancelled(stop);
+        std::uint64_t version = 0;
+        bool wasPending = false;
+        {
+            const MutexLock lock(mutex_);
+            version = receiptVersions_[id];
+            wasPending = pendingReceiptWrites_.contains(id);
+        }
+        auto receipt = store_.load<OperationReceipt>(key(id));
+        if (receipt && receipt->id == id)
+            merge(*receipt, isFirst && version == 0 ? steps : stepKeys(stepPrefixOf(id)));
+        if (receipt && readObserver_)
+            readObserver_(*receipt);
+
+        MutexLock lock(mutex_);
+        if (!wasPending && receiptVersions_[id] == version && !pendingReceiptWrites_.contains(id)) {
+            if (!receipt)
+                return std::nullopt;
+            if (receipt->id != id)
+                throw PersistenceError("An operation receipt does not match its journal key.");
+            return Snapshot{std::move(*receipt), version};
+        }
+        while (pendingReceiptWrites_.contains(id))
+            lock.wait(writeEnded_);
+    }
+}
+
+std::optional<OperationReceipt> Journal::read(const UUID& id, const std::stop_token& stop) {
+    auto snapshot = readStable(id, stepKeys(stepPrefixOf(id)), stop);
+    return snapshot ? std::optional(std::move(snapshot->receipt)) : std::nullopt;
+}
+
+std::vector<OperationReceipt> Journal::readAll(const std::function<bool(const UUID&)>& owns,
+                                               const std::stop_token& stop) {
+    const auto keys = store_.keys(std::string(recordPrefix));
+    const auto steps = stepKeys(std::string(stepPrefix));
+    std::vector<OperationReceipt> receipts;
+    for (const auto& key : keys) {
+        const auto id = UUID::parse(std::string_view(key).substr(recordPrefix.size()));
+        if (!id)
+            throw PersistenceError("An operation receipt has an invalid journal key.");
+        // Asked on both sides of the reading: an operation may begin or end while its receipt is being read.
+        const bool wasOwned = owns(*id);
+        auto snapshot = readStable(*id, steps, stop);
+        if (!snapshot)
+            continue;
+        if (snapshot->receipt.isActive() && !wasOwned && !owns(*id))
+            interrupt(*snapshot);
+        receipts.push_back(std::move(snapshot->receipt));
+    }
+    return receipts;
+}
+
+void Journal::interrupt(Snapshot& snapshot) {
+    auto& receipt = snapshot.receipt;
+    {
+        const MutexLock lock(mutex_);
+        if (receiptVersions_[receipt.id] != snapshot.version)
+            return;
+    }
+    receipt.status = OperationStatus::interrupted;
+    receipt.completedAt = Date::now();
+    receipt.message = "Morv stopped during this operation. Inspect source, destination and any staging location "
+                      "before creating a new operation. Nothing has been replayed.";
+    persist(receipt);
+}
+
+} // namespace morv

@@ -1,0 +1,65 @@
+#include "MorvCore/Operations/RenameProof.h"
+
+#include "MorvCore/Platform/VolumeNumber.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <ctime>
+
+namespace morv {
+
+namespace {
+
+/// Reading this much takes about as long as one tick of the clock that stamps files.
+constexpr std::int64_t worthKeeping = 4 * 1024 * 1024;
+
+bool clockHasLeft(const FileTime& time) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return now.tv_sec > time.seconds ||
+           (now.tv_sec == time.seconds && now.tv_nsec > static_cast<long>(time.nanoseconds));
+}
+
+} // namespace
+
+RenameProof::Held::Held(Descriptor opened)
+    : descriptor(std::move(opened)),
+      trusted(volumeTraits(statDescriptor(descriptor.get()).device, descriptor.get(), "").isTrustedLocal),
+      lease(trusted ? descriptor.get() : -1) {}
+
+RenameProof::RenameProof(Descriptor descriptor) {
+    if (descriptor)
+        held_ = std::make_unique<Held>(std::move(descriptor));
+}
+
+RenameProof RenameProof::of(const FileURL& url) {
+    return RenameProof(
+        Descriptor(open(url.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)));
+}
+
+std::optional<ReadFile> RenameProof::afterRename(const std::optional<ReadFile>& known) const {
+    if (!held_ || !known)
+        return std::nullopt;
+    const auto now = statDescriptor(held_->descriptor.get());
+    if (!now.isRegular() || !now.isSameItem(known->info) || now.size != known->info.size ||
+        now.modified != known->info.modified || !held_->lease.isHeld())
+        return std::nullopt;
+    return ReadFile{now, known->file};
+}
+
+void RenameProof::keep(const ReadFile& file, ContentDigestCache& cache) const {
+    if (file.info.size < worthKeeping)
+        return;
+    constexpr int patience = 20;
+    for (int i = 0; i < patience && !clockHasLeft(file.info.changed); ++i) {
+        const timespec tick{0, 1'000'000};
+        clock_nanosleep(CLOCK_MONOTONIC, 0, &tick, nullptr);
+    }
+    const auto now = statDescriptor(held_->descriptor.get());
+    if (clockHasLeft(file.info.changed) && now.changed == file.info.changed &&
+        now.modified == file.info.modified && held_->lease.isHeld())
+        cache.admit(file.info, file.file);
+}
+
+} // namespace morv
