@@ -20,7 +20,8 @@ CollectionLayout CollectionLayout::grid(std::int64_t count, QSize viewport, int 
     layout.margin_ = gridMargin;
     const int width = std::max(viewport.width() - 2 * gridMargin, layout.cell_.width());
     layout.columns_ = std::max(1, width / layout.cell_.width());
-    layout.stride_ = std::max<double>(layout.cell_.width(), static_cast<double>(width) / static_cast<double>(layout.columns_));
+    layout.stride_ = std::max<double>(layout.cell_.width(),
+                                      static_cast<double>(width) / static_cast<double>(layout.columns_));
     // A few items stay together at the left instead of drifting apart.
     if (count < layout.columns_)
         layout.stride_ = std::min<double>(layout.stride_, layout.cell_.width() + 16);

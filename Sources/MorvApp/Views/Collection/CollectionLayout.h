@@ -1,11 +1,10 @@
-// Where each item of a collection stands, by arithmetic alone: nothing is kept for an item, so a million items
-// cost what ten do. Coordinates are the content's, in device-independent pixels. A value.
+// Where each item of a collection stands, by arithmetic alone: nothing is kept for an item, so a million
+// items cost what ten do. Coordinates are the content's, in device-independent pixels. A value.
 #pragma once
 
 #include <QPoint>
 #include <QRect>
 #include <QSize>
-
 #include <cstdint>
 #include <optional>
 #include <utility>

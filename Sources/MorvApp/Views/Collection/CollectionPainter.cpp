@@ -79,14 +79,16 @@ void CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
     const int height = metrics.height();
     const QRect top(rect.left(), rect.top(), rect.width(), height);
     const int split = first.textLength();
-    painter_.drawText(top, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine, text.left(split).trimmed());
+    painter_.drawText(top, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
+                      text.left(split).trimmed());
     if (second.isValid())
         // The end of a name tells files apart as often as its beginning.
         painter_.drawText(top.translated(0, height), Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
                           metrics.elidedText(text.mid(split), Qt::ElideMiddle, rect.width()));
 }
 
-void CollectionPainter::paintGridCell(const QRect& rect, int picture, const FileEntry& entry, CellState state) {
+void CollectionPainter::paintGridCell(const QRect& rect, int picture, const FileEntry& entry,
+                                      CellState state) {
     paintBackground(rect.adjusted(2, 2, -2, -2), state);
     paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + gridTop, picture, picture}, entry);
     if (state.isRenaming)
@@ -103,7 +105,8 @@ void CollectionPainter::paintGridCell(const QRect& rect, int picture, const File
 void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListColumns& columns,
                                      const FileEntry& entry, CellState state) {
     paintBackground(rect, state);
-    paintPicture({rect.left() + Space::small, rect.top() + (rect.height() - picture) / 2, picture, picture}, entry);
+    paintPicture({rect.left() + Space::small, rect.top() + (rect.height() - picture) / 2, picture, picture},
+                 entry);
     const QFontMetrics metrics(painter_.font());
     const auto cell = [&](std::size_t column, const QString& text, Qt::Alignment alignment) {
         const auto& [left, width] = columns[column];
@@ -117,13 +120,14 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
         QString tags;
         for (const auto& tag : entry.tags())
             tags += (tags.isEmpty() ? QString() : QStringLiteral(" · ")) + shown(tag);
-        const int tagWidth = tags.isEmpty() ? 0 : std::min(metrics.horizontalAdvance(tags) + 2 * Space::small,
-                                                           place.width() / 3);
+        const int tagWidth =
+            tags.isEmpty() ? 0
+                           : std::min(metrics.horizontalAdvance(tags) + 2 * Space::small, place.width() / 3);
         const auto name = metrics.elidedText(shown(entry.name), Qt::ElideMiddle, place.width() - tagWidth);
         painter_.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
         if (tagWidth > 0) {
-            QRect pill(place.left() + metrics.horizontalAdvance(name) + Space::small, 0, tagWidth - Space::small,
-                       metrics.height() + 2);
+            QRect pill(place.left() + metrics.horizontalAdvance(name) + Space::small, 0,
+                       tagWidth - Space::small, metrics.height() + 2);
             pill.moveTop(rect.top() + (rect.height() - pill.height()) / 2);
             painter_.setPen(Qt::NoPen);
             painter_.setBrush(state.isSelected ? colours_.content : colours_.quietSelection);

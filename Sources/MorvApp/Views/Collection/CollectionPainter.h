@@ -3,12 +3,10 @@
 
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Theme/IconCache.h"
-
 #include "MorvCore/Folders/FileEntry.h"
 
 #include <QFont>
 #include <QRect>
-
 #include <array>
 
 class QPainter;

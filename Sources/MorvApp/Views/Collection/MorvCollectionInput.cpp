@@ -1,8 +1,6 @@
 // What hands do to a collection: keys, pointer, the editor of a name and the context menu.
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
-
 #include "MorvApp/Views/Theme/Text.h"
-
 #include "MorvCore/Foundation/Unicode.h"
 
 #include <QApplication>
@@ -13,7 +11,6 @@
 #include <QMouseEvent>
 #include <QScrollBar>
 #include <QTimer>
-
 #include <algorithm>
 
 namespace morv {
@@ -100,12 +97,12 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Escape:
         return pane().setSelection({});
     case Qt::Key_Menu:
-        return showContextMenu(viewport()->mapToGlobal(
-            current_ >= 0 ? visualRect(current_).center() : viewport()->rect().center()));
+        return showContextMenu(viewport()->mapToGlobal(current_ >= 0 ? visualRect(current_).center()
+                                                                     : viewport()->rect().center()));
     case Qt::Key_F10:
         if (modifiers == Qt::ShiftModifier)
-            return showContextMenu(viewport()->mapToGlobal(
-                current_ >= 0 ? visualRect(current_).center() : viewport()->rect().center()));
+            return showContextMenu(viewport()->mapToGlobal(current_ >= 0 ? visualRect(current_).center()
+                                                                         : viewport()->rect().center()));
         break;
     default:
         break;
@@ -294,7 +291,8 @@ bool MorvCollectionView::eventFilter(QObject* watched, QEvent* event) {
     if (watched != editor_)
         return QAbstractScrollArea::eventFilter(watched, event);
     if (event->type() == QEvent::ShortcutOverride) {
-        // While a name is edited every key belongs to the field: Ctrl+Z takes back text, not a file operation.
+        // While a name is edited every key belongs to the field: Ctrl+Z takes back text, not a file
+        // operation.
         event->accept();
         return true;
     }

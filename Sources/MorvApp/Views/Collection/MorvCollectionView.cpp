@@ -9,7 +9,6 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
-
 #include <algorithm>
 #include <array>
 
@@ -41,7 +40,8 @@ public:
 
 } // namespace
 
-MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent) : QAbstractScrollArea(parent), app_(app) {
+MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
+    : QAbstractScrollArea(parent), app_(app) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -129,8 +129,8 @@ void MorvCollectionView::relayout() {
     if (pane().preferences().view == BrowserViewMode::list)
         layout_ = CollectionLayout::list(items, viewport()->size(), line);
     else
-        layout_ = CollectionLayout::grid(items, viewport()->size(), static_cast<int>(pane().preferences().iconSize),
-                                         line);
+        layout_ = CollectionLayout::grid(items, viewport()->size(),
+                                         static_cast<int>(pane().preferences().iconSize), line);
     verticalScrollBar()->setPageStep(viewport()->height());
     verticalScrollBar()->setSingleStep(mode() == CollectionMode::list ? layout_.cell().height() : 40);
     verticalScrollBar()->setRange(0, std::max(0, layout_.contentHeight() - viewport()->height()));
@@ -166,7 +166,8 @@ void MorvCollectionView::locationChanged() {
 void MorvCollectionView::preferencesChanged() {
     const auto& preferences = pane().preferences();
     const auto column = std::ranges::find(columnSorts, preferences.sort);
-    header_->setSortIndicator(column == columnSorts.end() ? -1 : static_cast<int>(column - columnSorts.begin()),
+    header_->setSortIndicator(column == columnSorts.end() ? -1
+                                                          : static_cast<int>(column - columnSorts.begin()),
                               preferences.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
     const auto oldMode = mode();
     relayout();
@@ -184,7 +185,8 @@ void MorvCollectionView::findCurrent() {
     current_ = anchor_ = -1;
     if (!currentKey_ && returnedFrom_) {
         const auto name = returnedFrom_->lastComponent();
-        const auto found = std::ranges::find_if(order, [&](EntryRef ref) { return entries[ref].name == name; });
+        const auto found =
+            std::ranges::find_if(order, [&](EntryRef ref) { return entries[ref].name == name; });
         if (found != order.end()) {
             currentKey_ = EntryKey(entries[*found]);
             returnedFrom_.reset();
@@ -195,8 +197,9 @@ void MorvCollectionView::findCurrent() {
     }
     if (!currentKey_)
         return;
-    const auto found = std::ranges::find_if(
-        order, [&](EntryRef ref) { return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_; });
+    const auto found = std::ranges::find_if(order, [&](EntryRef ref) {
+        return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_;
+    });
     if (found != order.end())
         current_ = anchor_ = found - order.begin();
     else if (!pane().isLoading())
@@ -263,7 +266,8 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         fill.setAlpha(0x22);
         painter.setBrush(fill);
         painter.setPen(colours.accent);
-        painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(0, -verticalScrollBar()->value()));
+        painter.drawRect(
+            QRect(band_->origin, band_->corner).normalized().translated(0, -verticalScrollBar()->value()));
     }
 }
 

@@ -1,9 +1,9 @@
 // The files of a pane as a grid or a list.
 //
-// Nothing exists for an item that is not visible: positions are arithmetic (CollectionLayout), texts and pictures
-// are made when a cell is painted. The pane's displayed order is the order of the items; the view keeps only
-// which item has the keyboard (by identity, so that it survives a new reading) and where it is scrolled.
-// Confined to the main thread.
+// Nothing exists for an item that is not visible: positions are arithmetic (CollectionLayout), texts and
+// pictures are made when a cell is painted. The pane's displayed order is the order of the items; the view
+// keeps only which item has the keyboard (by identity, so that it survives a new reading) and where it is
+// scrolled. Confined to the main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
@@ -14,7 +14,6 @@
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
 #include <QElapsedTimer>
-
 #include <cstdint>
 #include <optional>
 #include <string>

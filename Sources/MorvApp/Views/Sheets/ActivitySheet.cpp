@@ -69,11 +69,12 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
         if (current_)
             app_.undo(current_);
     });
-    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& index) {
-        if (index.isValid())
-            current_ = receipts_->receipt(index.row()).id;
-        showCurrent();
-    });
+    connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& index) {
+                if (index.isValid())
+                    current_ = receipts_->receipt(index.row()).id;
+                showCurrent();
+            });
     const auto follow = [this] {
         const int row = current_ ? receipts_->rowOf(*current_) : -1;
         if (receipts_->rowCount() > 0)

@@ -6,7 +6,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
-
 #include <algorithm>
 
 namespace morv {
@@ -19,8 +18,8 @@ constexpr QSize smallCard{440, 320};
 QString commonTags(const std::vector<const FileEntry*>& entries) {
     QStringList common;
     for (const auto& tag : entries.front()->tags())
-        if (std::ranges::all_of(entries,
-                                [&](const FileEntry* entry) { return std::ranges::count(entry->tags(), tag) > 0; }))
+        if (std::ranges::all_of(
+                entries, [&](const FileEntry* entry) { return std::ranges::count(entry->tags(), tag) > 0; }))
             common << editableName(tag);
     return common.join(QStringLiteral(", "));
 }
@@ -51,10 +50,10 @@ NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
 TagsSheet::TagsSheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Tags"), smallCard, Height::fitting, window) {
     const auto selected = app.activePane().selectedEntries();
-    addText(selected.size() == 1
-                ? QStringLiteral("Of “") + shown(selected.front()->name) + QStringLiteral("”, separated by commas")
-                : QStringLiteral("Replaces the tags of %1. Separate them by commas.")
-                      .arg(shownCount(selected.size())));
+    addText(selected.size() == 1 ? QStringLiteral("Of “") + shown(selected.front()->name) +
+                                       QStringLiteral("”, separated by commas")
+                                 : QStringLiteral("Replaces the tags of %1. Separate them by commas.")
+                                       .arg(shownCount(selected.size())));
     auto* field = new QLineEdit(selected.empty() ? QString() : commonTags(selected), this);
     field->setObjectName(QStringLiteral("tagNames"));
     field->setAccessibleName(QStringLiteral("Tags"));

@@ -12,13 +12,17 @@ PlanModel::PlanModel(const FileOperationPlan& plan, QObject* parent)
       skipped_(static_cast<std::size_t>(std::ranges::count_if(
           plan.items, [](const FileOperationItem& item) { return item.skipReason.has_value(); }))) {}
 
-std::size_t PlanModel::remaining() const { return plan_.items.size() - skipped_ - unchecked_.size(); }
+std::size_t PlanModel::remaining() const {
+    return plan_.items.size() - skipped_ - unchecked_.size();
+}
 
 int PlanModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(plan_.items.size());
 }
 
-int PlanModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : 3; }
+int PlanModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : 3;
+}
 
 QString PlanModel::text(const FileOperationItem& item, int column) const {
     switch (column) {
@@ -27,7 +31,8 @@ QString PlanModel::text(const FileOperationItem& item, int column) const {
     case destination:
         if (item.destination)
             return shown(item.destination->path());
-        return plan_.kind == OperationKind::trash ? QStringLiteral("Trash") : QStringLiteral("Stays in place");
+        return plan_.kind == OperationKind::trash ? QStringLiteral("Trash")
+                                                  : QStringLiteral("Stays in place");
     default:
         if (item.skipReason)
             return shown(*item.skipReason);

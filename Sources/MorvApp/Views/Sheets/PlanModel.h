@@ -5,7 +5,6 @@
 #include "MorvCore/Operations/Operations.h"
 
 #include <QAbstractTableModel>
-
 #include <set>
 
 namespace morv {

@@ -4,7 +4,6 @@
 #include "MorvApp/Views/Theme/Theme.h"
 
 #include <QPainter>
-
 #include <algorithm>
 
 namespace morv {
@@ -94,7 +93,8 @@ ReceiptListModel::ReceiptListModel(AppModel& app, QObject* parent)
 
 void ReceiptListModel::update() {
     const auto& now = app_.receipts();
-    const bool sameRows = std::ranges::equal(now, receipts_, {}, &OperationReceipt::id, &OperationReceipt::id);
+    const bool sameRows =
+        std::ranges::equal(now, receipts_, {}, &OperationReceipt::id, &OperationReceipt::id);
     if (sameRows) {
         receipts_ = now;
         if (!receipts_.empty())
@@ -148,8 +148,9 @@ void ReceiptDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     painter->drawText(text, Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine,
                       metrics.elidedText(index.data().toString(), Qt::ElideMiddle, text.width()));
     painter->setPen(colours.secondaryText);
-    painter->drawText(text, Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
-                      metrics.elidedText(index.data(Qt::StatusTipRole).toString(), Qt::ElideRight, text.width()));
+    painter->drawText(
+        text, Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
+        metrics.elidedText(index.data(Qt::StatusTipRole).toString(), Qt::ElideRight, text.width()));
     painter->restore();
 }
 
@@ -158,8 +159,8 @@ QSize ReceiptDelegate::sizeHint(const QStyleOptionViewItem& option, const QModel
 }
 
 void ReceiptItemsModel::setReceipt(std::optional<OperationReceipt> receipt) {
-    const bool sameRows = receipt && receipt_ && receipt->id == receipt_->id &&
-                          receipt->items.size() == receipt_->items.size();
+    const bool sameRows =
+        receipt && receipt_ && receipt->id == receipt_->id && receipt->items.size() == receipt_->items.size();
     if (sameRows) {
         receipt_ = std::move(receipt);
         if (rowCount() > 0)
@@ -175,7 +176,9 @@ int ReceiptItemsModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() || !receipt_ ? 0 : static_cast<int>(receipt_->items.size());
 }
 
-int ReceiptItemsModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : 3; }
+int ReceiptItemsModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : 3;
+}
 
 QVariant ReceiptItemsModel::data(const QModelIndex& index, int role) const {
     const auto& result = receipt_->items[static_cast<std::size_t>(index.row())];
@@ -188,7 +191,8 @@ QVariant ReceiptItemsModel::data(const QModelIndex& index, int role) const {
     case item:
         if (!subject(result))
             return {};
-        return role == Qt::ToolTipRole ? shown(subject(result)->path()) : shown(subject(result)->lastComponent());
+        return role == Qt::ToolTipRole ? shown(subject(result)->path())
+                                       : shown(subject(result)->lastComponent());
     case outcome:
         return shownOutcome(result.status) +
                (result.error ? QStringLiteral(" · ") + shown(*result.error) : QString());

@@ -6,7 +6,6 @@
 
 #include <QAbstractTableModel>
 #include <QStyledItemDelegate>
-
 #include <optional>
 
 namespace morv {
@@ -37,7 +36,8 @@ class ReceiptDelegate : public QStyledItemDelegate {
 
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };
 

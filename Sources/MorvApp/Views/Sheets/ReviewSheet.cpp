@@ -2,7 +2,6 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
-
 #include "MorvCore/Foundation/ByteCount.h"
 
 #include <QAbstractListModel>
@@ -12,7 +11,6 @@
 #include <QPushButton>
 #include <QTreeView>
 #include <QVBoxLayout>
-
 #include <algorithm>
 
 namespace morv {
@@ -74,8 +72,9 @@ ReviewSheet::ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window)
     table->header()->setSectionResizeMode(PlanModel::destination, QHeaderView::Stretch);
     table->header()->resizeSection(PlanModel::note, 190);
     body()->addWidget(table, 1);
-    addText(QStringLiteral("Keep Both uses the exact names shown. Uncheck an item to Skip it. Existing files are "
-                           "never silently replaced."));
+    addText(
+        QStringLiteral("Keep Both uses the exact names shown. Uncheck an item to Skip it. Existing files are "
+                       "never silently replaced."));
     totals_ = addText(QString(), "heading");
     auto* cancel = addCancel(QStringLiteral("Cancel"));
     cancel->setObjectName(QStringLiteral("reviewCancel"));

@@ -9,7 +9,6 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
-
 #include <algorithm>
 
 namespace morv {
@@ -79,11 +78,12 @@ void Sheet::place() {
     auto size = largest_.boundedTo(room);
     if (height_ == Height::fitting) {
         auto* layout = card_->layout();
-        const int wanted = layout->hasHeightForWidth() ? layout->heightForWidth(size.width())
-                                                       : card_->sizeHint().height();
+        const int wanted =
+            layout->hasHeightForWidth() ? layout->heightForWidth(size.width()) : card_->sizeHint().height();
         size.setHeight(std::min(size.height(), wanted));
     }
-    card_->setGeometry(QRect(QPoint((whole.width() - size.width()) / 2, (whole.height() - size.height()) / 2), size));
+    card_->setGeometry(
+        QRect(QPoint((whole.width() - size.width()) / 2, (whole.height() - size.height()) / 2), size));
 }
 
 void Sheet::paintEvent(QPaintEvent*) {
@@ -94,8 +94,8 @@ void Sheet::paintEvent(QPaintEvent*) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(0, 0, 0, 10));
     for (int spread = 2; spread <= 16; spread += 2)
-        painter.drawRoundedRect(card_->geometry().adjusted(-spread, -spread + 4, spread, spread + 4), 12 + spread,
-                                12 + spread);
+        painter.drawRoundedRect(card_->geometry().adjusted(-spread, -spread + 4, spread, spread + 4),
+                                12 + spread, 12 + spread);
 }
 
 void Sheet::keyPressEvent(QKeyEvent* event) {

@@ -3,7 +3,6 @@
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QIcon>
-
 #include <array>
 #include <string_view>
 #include <utility>
@@ -13,25 +12,44 @@ namespace morv {
 namespace {
 
 constexpr std::array<std::pair<std::string_view, const char*>, 38> iconsOfExtensions{{
-    {"pdf", "application-pdf"},          {"doc", "x-office-document"},
-    {"docx", "x-office-document"},       {"odt", "x-office-document"},
-    {"rtf", "x-office-document"},        {"pages", "x-office-document"},
-    {"xls", "x-office-spreadsheet"},     {"xlsx", "x-office-spreadsheet"},
-    {"ods", "x-office-spreadsheet"},     {"csv", "x-office-spreadsheet"},
-    {"ppt", "x-office-presentation"},    {"pptx", "x-office-presentation"},
-    {"odp", "x-office-presentation"},    {"key", "x-office-presentation"},
-    {"html", "text-html"},               {"htm", "text-html"},
-    {"epub", "application-epub+zip"},    {"sh", "text-x-script"},
-    {"py", "text-x-python"},             {"c", "text-x-csrc"},
-    {"h", "text-x-chdr"},                {"cpp", "text-x-c++src"},
-    {"js", "text-x-javascript"},         {"json", "application-json"},
-    {"xml", "application-xml"},          {"md", "text-markdown"},
-    {"css", "text-css"},                 {"java", "text-x-java"},
-    {"rs", "text-x-generic"},            {"svg", "image-svg+xml"},
-    {"iso", "application-x-cd-image"},   {"deb", "application-x-deb"},
-    {"rpm", "application-x-rpm"},        {"ttf", "font-x-generic"},
-    {"otf", "font-x-generic"},           {"log", "text-x-log"},
-    {"db", "application-vnd.sqlite3"},   {"sqlite", "application-vnd.sqlite3"},
+    {"pdf", "application-pdf"},
+    {"doc", "x-office-document"},
+    {"docx", "x-office-document"},
+    {"odt", "x-office-document"},
+    {"rtf", "x-office-document"},
+    {"pages", "x-office-document"},
+    {"xls", "x-office-spreadsheet"},
+    {"xlsx", "x-office-spreadsheet"},
+    {"ods", "x-office-spreadsheet"},
+    {"csv", "x-office-spreadsheet"},
+    {"ppt", "x-office-presentation"},
+    {"pptx", "x-office-presentation"},
+    {"odp", "x-office-presentation"},
+    {"key", "x-office-presentation"},
+    {"html", "text-html"},
+    {"htm", "text-html"},
+    {"epub", "application-epub+zip"},
+    {"sh", "text-x-script"},
+    {"py", "text-x-python"},
+    {"c", "text-x-csrc"},
+    {"h", "text-x-chdr"},
+    {"cpp", "text-x-c++src"},
+    {"js", "text-x-javascript"},
+    {"json", "application-json"},
+    {"xml", "application-xml"},
+    {"md", "text-markdown"},
+    {"css", "text-css"},
+    {"java", "text-x-java"},
+    {"rs", "text-x-generic"},
+    {"svg", "image-svg+xml"},
+    {"iso", "application-x-cd-image"},
+    {"deb", "application-x-deb"},
+    {"rpm", "application-x-rpm"},
+    {"ttf", "font-x-generic"},
+    {"otf", "font-x-generic"},
+    {"log", "text-x-log"},
+    {"db", "application-vnd.sqlite3"},
+    {"sqlite", "application-vnd.sqlite3"},
 }};
 
 const char* iconOfKind(FileKind kind) {
@@ -71,9 +89,9 @@ std::string lowerExtension(std::string_view name) {
 
 IconCache::IconCache() {
     constexpr std::pair<UserFolder, const char*> folders[] = {
-        {UserFolder::desktop, "user-desktop"},    {UserFolder::documents, "folder-documents"},
+        {UserFolder::desktop, "user-desktop"},      {UserFolder::documents, "folder-documents"},
         {UserFolder::downloads, "folder-download"}, {UserFolder::music, "folder-music"},
-        {UserFolder::pictures, "folder-pictures"}, {UserFolder::videos, "folder-videos"},
+        {UserFolder::pictures, "folder-pictures"},  {UserFolder::videos, "folder-videos"},
     };
     for (const auto& [folder, icon] : folders)
         if (const auto url = userFolder(folder))

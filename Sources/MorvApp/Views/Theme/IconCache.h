@@ -1,5 +1,5 @@
-// Pictures of files by family, from the user's icon theme; each is rendered once per name, size and screen density.
-// Confined to the main thread.
+// Pictures of files by family, from the user's icon theme; each is rendered once per name, size and screen
+// density. Confined to the main thread.
 #pragma once
 
 #include "MorvCore/Folders/FileEntry.h"
@@ -7,7 +7,6 @@
 #include <QHash>
 #include <QPixmap>
 #include <QString>
-
 #include <string>
 #include <unordered_map>
 

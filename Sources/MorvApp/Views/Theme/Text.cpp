@@ -12,7 +12,9 @@ QString ours(std::string_view utf8) {
     return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
 }
 
-QString shown(std::string_view bytes) { return ours(displayText(bytes)); }
+QString shown(std::string_view bytes) {
+    return ours(displayText(bytes));
+}
 
 QString shownPath(const FileURL& url) {
     static const FileURL home = homeFolder();
@@ -21,9 +23,13 @@ QString shownPath(const FileURL& url) {
     return shown(url.path());
 }
 
-QString editableName(std::string_view bytes) { return ours(repairedUTF8(bytes)); }
+QString editableName(std::string_view bytes) {
+    return ours(repairedUTF8(bytes));
+}
 
-std::string typedBytes(const QString& text) { return text.toUtf8().toStdString(); }
+std::string typedBytes(const QString& text) {
+    return text.toUtf8().toStdString();
+}
 
 FileURL typedLocation(const QString& text, const FileURL& base) {
     const auto typed = typedBytes(text.trimmed());
@@ -78,8 +84,8 @@ QString shownKind(const FileEntry& entry) {
         break;
     }
     const auto dot = entry.name.rfind('.');
-    const auto suffix =
-        dot == std::string::npos || dot == 0 ? std::string_view() : std::string_view(entry.name).substr(dot + 1);
+    const auto suffix = dot == std::string::npos || dot == 0 ? std::string_view()
+                                                             : std::string_view(entry.name).substr(dot + 1);
     if (suffix.empty() || suffix.size() > 5)
         return QString(QLatin1Char(noun[0])).toUpper() + QLatin1String(noun + 1);
     return shown(suffix).toUpper() + QLatin1Char(' ') + QLatin1String(noun);

@@ -1,5 +1,6 @@
 // The one place where bytes of names and locations become text on the screen, and typed text becomes them.
-// The way to the screen loses what is not UTF-8, so nothing is ever parsed back from a label: models keep bytes.
+// The way to the screen loses what is not UTF-8, so nothing is ever parsed back from a label: models keep
+// bytes.
 #pragma once
 
 #include "MorvCore/Folders/FileEntry.h"
@@ -7,7 +8,6 @@
 #include "MorvCore/Foundation/FileURL.h"
 
 #include <QString>
-
 #include <cstddef>
 #include <string>
 #include <string_view>

@@ -4,6 +4,7 @@
 #include <QFontDatabase>
 #include <QIcon>
 #include <QPalette>
+#include <QStyle>
 #include <QStyleFactory>
 
 namespace morv {
@@ -194,11 +195,11 @@ QLabel#heading { font-weight: 600; }
     auto handle = c.secondaryText;
     handle.setAlpha(0x66);
     const std::pair<const char*, QColor> names[] = {
-        {"$accentText", c.accentText}, {"$accent", c.accent},       {"$raised", c.raised},
-        {"$window", c.window},         {"$content", c.content},     {"$text", c.text},
-        {"$secondary", c.secondaryText}, {"$separator", c.separator}, {"$hover", c.hover},
-        {"$selection", c.selection},   {"$quiet", c.quietSelection}, {"$failure", c.failure},
-        {"$warning", c.warning},       {"$errorBack", errorBack},   {"$handle", handle},
+        {"$accentText", c.accentText},   {"$accent", c.accent},        {"$raised", c.raised},
+        {"$window", c.window},           {"$content", c.content},      {"$text", c.text},
+        {"$secondary", c.secondaryText}, {"$separator", c.separator},  {"$hover", c.hover},
+        {"$selection", c.selection},     {"$quiet", c.quietSelection}, {"$failure", c.failure},
+        {"$warning", c.warning},         {"$errorBack", errorBack},    {"$handle", handle},
     };
     for (const auto& [name, colour] : names)
         sheet.replace(QLatin1String(name), css(colour));

@@ -1,5 +1,5 @@
-// How Morv looks: one set of colours for light and one for dark, spacing in steps of four, and the style sheet
-// that is made of them. Confined to the main thread.
+// How Morv looks: one set of colours for light and one for dark, spacing in steps of four, and the style
+// sheet that is made of them. Confined to the main thread.
 #pragma once
 
 #include <QColor>
@@ -9,21 +9,21 @@
 namespace morv {
 
 struct ThemeColours {
-    QColor window;        ///< behind bars and sheets
-    QColor content;       ///< behind files
-    QColor raised;        ///< fields, cards
+    QColor window;  ///< behind bars and sheets
+    QColor content; ///< behind files
+    QColor raised;  ///< fields, cards
     QColor text;
     QColor secondaryText;
     QColor separator;
     QColor hover;
     QColor accent;
-    QColor accentText;    ///< on the accent
-    QColor selection;     ///< behind a selected item of the view that has the focus
+    QColor accentText;     ///< on the accent
+    QColor selection;      ///< behind a selected item of the view that has the focus
     QColor quietSelection; ///< the same elsewhere
     QColor warning;
     QColor failure;
     QColor success;
-    QColor scrim;         ///< over what a sheet covers
+    QColor scrim; ///< over what a sheet covers
 };
 
 /// Distances in device-independent pixels.

@@ -2,7 +2,6 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
-
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QHBoxLayout>
@@ -12,7 +11,6 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QToolButton>
-
 #include <algorithm>
 
 namespace morv {
@@ -49,11 +47,17 @@ PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(pane)
     rebuild();
 }
 
-QSize PathBar::sizeHint() const { return {400, barHeight}; }
+QSize PathBar::sizeHint() const {
+    return {400, barHeight};
+}
 
-QSize PathBar::minimumSizeHint() const { return {160, barHeight}; }
+QSize PathBar::minimumSizeHint() const {
+    return {160, barHeight};
+}
 
-bool PathBar::isEditing() const { return editor_->isVisible(); }
+bool PathBar::isEditing() const {
+    return editor_->isVisible();
+}
 
 void PathBar::rebuild() {
     endEditing();
@@ -86,9 +90,9 @@ void PathBar::rebuild() {
         button->setObjectName(&folder == &way.back() ? QStringLiteral("lastCrumb") : QStringLiteral("crumb"));
         button->setCursor(Qt::ArrowCursor);
         button->setFocusPolicy(Qt::TabFocus);
-        auto name = folder == home      ? QStringLiteral("Home")
-                    : folder.isRoot()   ? QStringLiteral("Computer")
-                                        : shown(folder.lastComponent());
+        auto name = folder == home    ? QStringLiteral("Home")
+                    : folder.isRoot() ? QStringLiteral("Computer")
+                                      : shown(folder.lastComponent());
         button->setToolTip(shown(folder.path()));
         name = button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb);
         button->setText(name.replace(QLatin1Char('&'), QLatin1String("&&")));
@@ -110,7 +114,8 @@ void PathBar::fit() {
     int used = 0;
     std::size_t hidden = 0;
     for (std::size_t i = crumbs_.size(); i-- > 0;) {
-        used += crumbs_[i].button->sizeHint().width() + (crumbs_[i].arrow ? crumbs_[i].arrow->sizeHint().width() : 0);
+        used += crumbs_[i].button->sizeHint().width() +
+                (crumbs_[i].arrow ? crumbs_[i].arrow->sizeHint().width() : 0);
         if (used > room && i + 1 < crumbs_.size()) {
             hidden = i + 1;
             break;

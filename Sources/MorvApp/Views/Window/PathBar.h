@@ -5,7 +5,6 @@
 #include "MorvApp/Model/PaneModel.h"
 
 #include <QFrame>
-
 #include <vector>
 
 class QHBoxLayout;

@@ -2,7 +2,6 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
-
 #include "MorvCore/Foundation/ByteCount.h"
 
 #include <QGridLayout>
@@ -10,7 +9,6 @@
 #include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
-
 #include <cmath>
 
 namespace morv {
@@ -28,7 +26,9 @@ QString timeInWords(double seconds) {
         return QStringLiteral("about %1 seconds left").arg(static_cast<int>(std::ceil(seconds / 5) * 5));
     if (seconds < hour) {
         const int minutes = static_cast<int>(std::lround(seconds / minute));
-        return QStringLiteral("about %1 minute%2 left").arg(minutes).arg(minutes == 1 ? QString() : QStringLiteral("s"));
+        return QStringLiteral("about %1 minute%2 left")
+            .arg(minutes)
+            .arg(minutes == 1 ? QString() : QStringLiteral("s"));
     }
     return QStringLiteral("about %1 hours left").arg(QLocale().toString(seconds / hour, 'f', 1));
 }
