@@ -30,12 +30,25 @@ public:
     int columnCount(const QModelIndex&) const override { return static_cast<int>(columnTitles.size()); }
     QVariant data(const QModelIndex&, int) const override { return {}; }
     QVariant headerData(int section, Qt::Orientation, int role) const override {
-        if (role == Qt::DisplayRole)
-            return QLatin1String(columnTitles[static_cast<std::size_t>(section)]);
+        if (role == Qt::DisplayRole) {
+            const auto title = QLatin1String(columnTitles[static_cast<std::size_t>(section)]);
+            return section == sorted_ ? title + QString::fromUtf8(ascending_ ? "  ↑" : "  ↓")
+                                      : QString(title);
+        }
         if (role == Qt::TextAlignmentRole)
             return static_cast<int>((section == 1 ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
         return {};
     }
+    /// The arrow stands in the title, so that titles and values share their edges. -1: no column.
+    void showSort(int column, bool ascending) {
+        sorted_ = column;
+        ascending_ = ascending;
+        Q_EMIT headerDataChanged(Qt::Horizontal, 0, columnCount({}) - 1);
+    }
+
+private:
+    int sorted_ = -1;
+    bool ascending_ = true;
 };
 
 } // namespace
@@ -85,7 +98,6 @@ void MorvCollectionView::buildHeader() {
     header_ = new QHeaderView(Qt::Horizontal, this);
     header_->setModel(new HeaderModel(header_));
     header_->setSectionsClickable(true);
-    header_->setSortIndicatorShown(true);
     header_->setHighlightSections(false);
     header_->setMinimumSectionSize(72);
     header_->setSectionResizeMode(0, QHeaderView::Stretch);
@@ -166,9 +178,9 @@ void MorvCollectionView::locationChanged() {
 void MorvCollectionView::preferencesChanged() {
     const auto& preferences = pane().preferences();
     const auto column = std::ranges::find(columnSorts, preferences.sort);
-    header_->setSortIndicator(column == columnSorts.end() ? -1
-                                                          : static_cast<int>(column - columnSorts.begin()),
-                              preferences.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+    static_cast<HeaderModel*>(header_->model())
+        ->showSort(column == columnSorts.end() ? -1 : static_cast<int>(column - columnSorts.begin()),
+                   preferences.ascending);
     const auto oldMode = mode();
     relayout();
     if (mode() != oldMode || !header_->isVisible()) {

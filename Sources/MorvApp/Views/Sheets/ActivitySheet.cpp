@@ -50,17 +50,12 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     table->header()->resizeSection(ReceiptItemsModel::item, 180);
     table->header()->resizeSection(ReceiptItemsModel::outcome, 160);
     detail->addWidget(table, 1);
-    auto* actions = new QHBoxLayout;
-    actions->addStretch(1);
-    stop_ = new QPushButton(QStringLiteral("Cancel Operation"), this);
-    undo_ = new QPushButton(QStringLiteral("Undo"), this);
-    undo_->setObjectName(QStringLiteral("activityUndo"));
-    actions->addWidget(stop_);
-    actions->addWidget(undo_);
-    detail->addLayout(actions);
     halves->addLayout(detail, 3);
     body()->addLayout(halves, 1);
 
+    undo_ = addAction(QStringLiteral("Undo"));
+    undo_->setObjectName(QStringLiteral("activityUndo"));
+    stop_ = addAction(QStringLiteral("Cancel Operation"));
     auto* done = addDefault(QStringLiteral("Done"));
     connect(done, &QPushButton::clicked, &app_, &AppModel::closeSheet);
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);

@@ -27,10 +27,10 @@ int PlanModel::columnCount(const QModelIndex& parent) const {
 QString PlanModel::text(const FileOperationItem& item, int column) const {
     switch (column) {
     case source:
-        return item.source ? shown(item.source->path()) : QStringLiteral("New");
+        return item.source ? shownPath(*item.source) : QStringLiteral("New");
     case destination:
         if (item.destination)
-            return shown(item.destination->path());
+            return shownPath(*item.destination);
         return plan_.kind == OperationKind::trash ? QStringLiteral("Trash")
                                                   : QStringLiteral("Stays in place");
     default:
@@ -51,7 +51,12 @@ QVariant PlanModel::data(const QModelIndex& index, int role) const {
     const bool isOut = item.skipReason || unchecked_.contains(item.id);
     switch (role) {
     case Qt::DisplayRole:
+        return text(item, index.column());
     case Qt::ToolTipRole:
+        if (index.column() == source && item.source)
+            return shown(item.source->path());
+        if (index.column() == destination && item.destination)
+            return shown(item.destination->path());
         return text(item, index.column());
     case Qt::CheckStateRole:
         if (index.column() == source)

@@ -198,10 +198,10 @@ QVariant ReceiptItemsModel::data(const QModelIndex& index, int role) const {
                (result.error ? QStringLiteral(" · ") + shown(*result.error) : QString());
     default:
         if (result.recoveryURL)
-            return shown(result.recoveryURL->path());
+            return shownPath(*result.recoveryURL);
         if (result.stagingURL)
-            return shown(result.stagingURL->path());
-        return result.destination ? shown(result.destination->path()) : QString();
+            return shownPath(*result.stagingURL);
+        return result.destination ? shownPath(*result.destination) : QString();
     }
 }
 

@@ -66,7 +66,6 @@ ReviewSheet::ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window)
     table->setRootIsDecorated(false);
     table->setUniformRowHeights(true);
     table->setTextElideMode(Qt::ElideMiddle);
-    table->setAllColumnsShowFocus(true);
     table->header()->setStretchLastSection(false);
     table->header()->setSectionResizeMode(PlanModel::source, QHeaderView::Stretch);
     table->header()->setSectionResizeMode(PlanModel::destination, QHeaderView::Stretch);

@@ -57,6 +57,12 @@ QPushButton* Sheet::addCancel(const QString& title) {
     return button;
 }
 
+QPushButton* Sheet::addAction(const QString& title) {
+    auto* button = new QPushButton(title, card_);
+    buttons_->insertWidget(actionCount_++, button);
+    return button;
+}
+
 QPushButton* Sheet::addDefault(const QString& title) {
     default_ = new QPushButton(title, card_);
     default_->setDefault(true);
@@ -92,8 +98,8 @@ void Sheet::paintEvent(QPaintEvent*) {
     // A soft edge under the card; an effect would render the whole card into a picture at every change.
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(0, 0, 0, 10));
-    for (int spread = 2; spread <= 16; spread += 2)
+    painter.setBrush(QColor(0, 0, 0, 4));
+    for (int spread = 2; spread <= 24; spread += 3)
         painter.drawRoundedRect(card_->geometry().adjusted(-spread, -spread + 4, spread, spread + 4),
                                 12 + spread, 12 + spread);
 }

@@ -32,6 +32,8 @@ protected:
     /// Between the title and the body.
     QLabel* addText(const QString& text, const char* role = "secondary");
     QPushButton* addCancel(const QString& title);
+    /// At the left, apart from what ends the sheet.
+    QPushButton* addAction(const QString& title);
     /// The button of Return.
     QPushButton* addDefault(const QString& title);
     /// Lays the card out; called by a subclass when it is filled.
@@ -51,6 +53,7 @@ private:
     QFrame* card_;
     QVBoxLayout* body_;
     QHBoxLayout* buttons_;
+    int actionCount_ = 0;
     QPushButton* default_ = nullptr;
     QPointer<QWidget> previousFocus_;
 };

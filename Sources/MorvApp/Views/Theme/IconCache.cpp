@@ -52,6 +52,8 @@ constexpr std::array<std::pair<std::string_view, const char*>, 38> iconsOfExtens
     {"sqlite", "application-vnd.sqlite3"},
 }};
 
+constexpr std::array drawnSizes = {32, 48, 64, 96, 128};
+
 const char* iconOfKind(FileKind kind) {
     switch (kind) {
     case FileKind::folder:
@@ -121,7 +123,15 @@ QPixmap IconCache::named(const QString& name, int size, qreal density) {
     auto icon = QIcon::fromTheme(name);
     if (icon.isNull())
         icon = QIcon::fromTheme(QStringLiteral("unknown"));
-    auto pixmap = icon.pixmap(QSize(size, size), density);
+    // Themes draw coloured pictures at fixed sizes; between and below them they have only outlines for menus.
+    const auto* drawn = std::ranges::find_if(drawnSizes, [size](int each) { return each > size; });
+    const int source = drawn == drawnSizes.begin() ? drawnSizes.front() : *(drawn - 1);
+    auto pixmap = icon.pixmap(QSize(source, source), density);
+    if (source > size) {
+        const auto physical = static_cast<int>(size * density);
+        pixmap = pixmap.scaled(physical, physical, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        pixmap.setDevicePixelRatio(density);
+    }
     pixmaps_.insert(key, pixmap);
     return pixmap;
 }

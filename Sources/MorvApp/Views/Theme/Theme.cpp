@@ -166,9 +166,8 @@ QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QHeaderView { background: $content; border: none; }
 QHeaderView::section { background: $content; color: $secondary; border: none;
                        border-bottom: 1px solid $separator; padding: 4px 8px; }
+QHeaderView::section:first { padding-left: 16px; }
 QHeaderView::section:hover { color: $text; }
-QHeaderView::up-arrow, QHeaderView::down-arrow { width: 10px; height: 10px; subcontrol-position: center right;
-                       right: 6px; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
 QTreeView::item { height: 28px; padding: 0 4px; }
