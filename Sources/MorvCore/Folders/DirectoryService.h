@@ -2,12 +2,14 @@
 //
 // Protocol    DirectoryService::batches() -> next() until it gives nothing
 // Invariants  I1  the folder is pinned by descriptor at the first next() and read exactly once
-//             I2  a child's row describes the item that was enumerated; one that vanished is left out, one that
+//             I2  a child's row describes the item that was enumerated; one that vanished is left out, one
+//             that
 //                 cannot be read is an honest "unavailable" row
 //             I3  a batch is handed over only while the folder is still the folder that was opened
 // Threading   DirectoryService is safe to share; a DirectoryBatches is used by one thread at a time
 //
-// Errors      PosixError (the folder cannot be statted or opened), FileOperationError (it is no physical folder,
+// Errors      PosixError (the folder cannot be statted or opened), FileOperationError (it is no physical
+// folder,
 //             not downloaded, or changed), CancellationError
 #pragma once
 

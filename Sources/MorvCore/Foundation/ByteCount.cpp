@@ -1,8 +1,7 @@
 #include "MorvCore/Foundation/ByteCount.h"
 
-#include <fmt/format.h>
-
 #include <array>
+#include <fmt/format.h>
 
 namespace morv {
 

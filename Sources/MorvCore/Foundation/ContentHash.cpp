@@ -1,8 +1,7 @@
 #include "MorvCore/Foundation/ContentHash.h"
 
-#include <openssl/evp.h>
-
 #include <new>
+#include <openssl/evp.h>
 
 namespace morv {
 
@@ -16,7 +15,9 @@ std::string hexText(const Digest& digest) {
     return text;
 }
 
-void ContentHash::Free::operator()(evp_md_ctx_st* context) const { EVP_MD_CTX_free(context); }
+void ContentHash::Free::operator()(evp_md_ctx_st* context) const {
+    EVP_MD_CTX_free(context);
+}
 
 namespace {
 

@@ -2,10 +2,9 @@
 
 #include "MorvCore/Foundation/Unicode.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace morv {
 

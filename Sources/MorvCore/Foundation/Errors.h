@@ -43,13 +43,25 @@ public:
 /// The engine's own checks, also raised by the readers of folders and files.
 class FileOperationError : public std::runtime_error {
 public:
-    enum class Case : std::uint8_t { invalid, changed, collision, unavailable, unsupported, busy, missingReceipt };
+    enum class Case : std::uint8_t {
+        invalid,
+        changed,
+        collision,
+        unavailable,
+        unsupported,
+        busy,
+        missingReceipt
+    };
 
     static FileOperationError invalid(const std::string& sentence) { return {Case::invalid, sentence}; }
     static FileOperationError changed(const std::string& sentence) { return {Case::changed, sentence}; }
     static FileOperationError collision(const std::string& sentence) { return {Case::collision, sentence}; }
-    static FileOperationError unavailable(const std::string& sentence) { return {Case::unavailable, sentence}; }
-    static FileOperationError unsupported(const std::string& sentence) { return {Case::unsupported, sentence}; }
+    static FileOperationError unavailable(const std::string& sentence) {
+        return {Case::unavailable, sentence};
+    }
+    static FileOperationError unsupported(const std::string& sentence) {
+        return {Case::unsupported, sentence};
+    }
     static FileOperationError busy() { return {Case::busy, "Another file operation is still running."}; }
     static FileOperationError missingReceipt() {
         return {Case::missingReceipt, "This operation's recovery receipt is unavailable."};

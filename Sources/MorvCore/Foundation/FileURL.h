@@ -20,7 +20,8 @@ public:
     FileURL() : path_("/") {}
 
     /// Standardises `path` by its text alone: nothing is looked up, no link is resolved.
-    /// A relative path is taken as relative to "/". NUL bytes are kept (OperationFiles::normalized refuses them).
+    /// A relative path is taken as relative to "/". NUL bytes are kept (OperationFiles::normalized refuses
+    /// them).
     static FileURL fromPath(std::string_view path);
     static FileURL folder(std::string_view path) { return fromPath(path).asFolder(); }
     /// `argument` as typed in a shell: relative to the working directory of the process.
@@ -52,7 +53,9 @@ public:
     std::string absoluteString() const;
 
     friend bool operator==(const FileURL& a, const FileURL& b) { return a.path_ == b.path_; }
-    friend std::strong_ordering operator<=>(const FileURL& a, const FileURL& b) { return a.path_ <=> b.path_; }
+    friend std::strong_ordering operator<=>(const FileURL& a, const FileURL& b) {
+        return a.path_ <=> b.path_;
+    }
 
 private:
     std::string path_;

@@ -50,7 +50,9 @@ void decode(const Value& value, double& out) {
     out = value.get<double>();
 }
 
-void decode(const Value& value, Date& out) { decode(value, out.sinceReference); }
+void decode(const Value& value, Date& out) {
+    decode(value, out.sinceReference);
+}
 
 void decode(const Value& value, UUID& out) {
     const auto id = value.is_string() ? UUID::parse(value.get_ref<const std::string&>()) : std::nullopt;

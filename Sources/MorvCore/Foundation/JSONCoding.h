@@ -10,7 +10,6 @@
 #include "MorvCore/Foundation/UUID.h"
 
 #include <nlohmann/json.hpp>
-
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,14 +24,30 @@ std::string dump(const Value& value);
 /// Throws DecodingError.
 Value parse(std::string_view text);
 
-inline Value encode(const std::string& text) { return text; }
-inline Value encode(bool value) { return value; }
-inline Value encode(std::int64_t value) { return value; }
-inline Value encode(double value) { return value; }
-inline Value encode(const Date& date) { return date.sinceReference; }
-inline Value encode(const UUID& id) { return id.text(); }
-inline Value encode(const FileURL& url) { return url.absoluteString(); }
-inline Value encode(const std::vector<std::string>& list) { return list; }
+inline Value encode(const std::string& text) {
+    return text;
+}
+inline Value encode(bool value) {
+    return value;
+}
+inline Value encode(std::int64_t value) {
+    return value;
+}
+inline Value encode(double value) {
+    return value;
+}
+inline Value encode(const Date& date) {
+    return date.sinceReference;
+}
+inline Value encode(const UUID& id) {
+    return id.text();
+}
+inline Value encode(const FileURL& url) {
+    return url.absoluteString();
+}
+inline Value encode(const std::vector<std::string>& list) {
+    return list;
+}
 
 void decode(const Value& value, std::string& out);
 void decode(const Value& value, bool& out);

@@ -20,7 +20,9 @@ std::string pathKey(std::string_view path);
 
 /// The order of every digest: by the bytes of the NFC forms, ties by the raw bytes.
 std::strong_ordering canonicalOrder(std::string_view a, std::string_view b);
-inline bool canonicallyLess(std::string_view a, std::string_view b) { return canonicalOrder(a, b) < 0; }
+inline bool canonicallyLess(std::string_view a, std::string_view b) {
+    return canonicalOrder(a, b) < 0;
+}
 
 /// UTF-8 fit to be shown: invalid bytes become U+FFFD; control and bidirectional formatting characters
 /// become visible stand-ins, so that a name cannot rearrange the sentence around it.

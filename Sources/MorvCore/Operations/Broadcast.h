@@ -47,8 +47,8 @@ class Broadcast {
     };
 
 public:
-    /// `wake` may be empty. It is called on the publishing thread after each arrival; after the stream is destroyed a
-    /// call that was under way may still end.
+    /// `wake` may be empty. It is called on the publishing thread after each arrival; after the stream is
+    /// destroyed a call that was under way may still end.
     std::unique_ptr<EngineStream<T>> subscribe(std::size_t capacity, std::function<void()> wake) {
         auto channel = std::make_shared<Channel>(capacity, std::move(wake));
         const MutexLock lock(mutex_);

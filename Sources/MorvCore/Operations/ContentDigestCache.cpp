@@ -3,9 +3,8 @@
 #include "MorvCore/Platform/ReadLease.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
-#include <fcntl.h>
-
 #include <ctime>
+#include <fcntl.h>
 
 namespace morv {
 

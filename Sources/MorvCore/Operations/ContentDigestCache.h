@@ -1,14 +1,14 @@
 // Digests of files that are proved unchanged, so that no byte is read twice for nothing.
 //
-// An entry says: the file with this device, inode, size, modification and change time has this content and these
-// attributes. It is admitted only when nobody could have been writing while it was made:
+// An entry says: the file with this device, inode, size, modification and change time has this content and
+// these attributes. It is admitted only when nobody could have been writing while it was made:
 //   - a read lease was granted just before and again just after the content was hashed (ReadLease.h);
 //   - the stat records before and after are equal;
-//   - the change time was at least 100 ms old when hashing began, so that a later change must show a later one;
+//   - the change time was at least 100 ms old when hashing began, so that a later change must show a later
+//   one;
 //   - the volume's times and leases can be believed (local file systems only).
-// Whoever finds an entry and an equal stat record need not read the file again. The digests that come out are the
-// same with and without the cache.
-// Threading   safe to share
+// Whoever finds an entry and an equal stat record need not read the file again. The digests that come out are
+// the same with and without the cache. Threading   safe to share
 #pragma once
 
 #include "MorvCore/Foundation/ContentHash.h"
@@ -34,7 +34,8 @@ class DigestAdmission {
 public:
     /// `info` is the file's stat record, taken before; `descriptor` is open for reading.
     DigestAdmission(const FileStat& info, int descriptor);
-    /// Whether what was read since the constructor may be kept; `after` is the stat record taken after the last read.
+    /// Whether what was read since the constructor may be kept; `after` is the stat record taken after the
+    /// last read.
     bool isProved(const FileStat& after) const;
 
 private:

@@ -42,7 +42,8 @@ private:
 };
 
 /// Runs an admitted plan to its final receipt; the caller has given the id a place in the queue.
-OperationReceipt runExecution(EngineState& engine, const FileOperationPlan& plan, const std::stop_token& stop);
+OperationReceipt runExecution(EngineState& engine, const FileOperationPlan& plan,
+                              const std::stop_token& stop);
 OperationReceipt runUndo(EngineState& engine, const UUID& id, const std::stop_token& stop);
 
 } // namespace morv

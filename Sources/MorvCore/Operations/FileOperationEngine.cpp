@@ -21,7 +21,8 @@ OperationAdmission::~OperationAdmission() {
         engine_->queue.release(plan_.id);
 }
 
-FileOperationEngine::FileOperationEngine(SQLiteStore& store, std::shared_ptr<const OperationTrashProvider> trash,
+FileOperationEngine::FileOperationEngine(SQLiteStore& store,
+                                         std::shared_ptr<const OperationTrashProvider> trash,
                                          EngineObservers observers)
     : state_(std::make_unique<EngineState>(store, std::move(trash), std::move(observers))) {}
 
@@ -48,15 +49,16 @@ OperationReceipt FileOperationEngine::undo(const UUID& id, const std::stop_token
 }
 
 std::vector<OperationReceipt> FileOperationEngine::history(const std::stop_token& stop) {
-    auto receipts =
-        state_->journal.readAll([this](const UUID& id) { return state_->queue.owns(id); }, stop);
+    auto receipts = state_->journal.readAll([this](const UUID& id) { return state_->queue.owns(id); }, stop);
     std::ranges::stable_sort(receipts, [](const OperationReceipt& a, const OperationReceipt& b) {
         return a.startedAt > b.startedAt;
     });
     return receipts;
 }
 
-void FileOperationEngine::cancel(const std::optional<UUID>& id) { state_->queue.cancel(id); }
+void FileOperationEngine::cancel(const std::optional<UUID>& id) {
+    state_->queue.cancel(id);
+}
 
 bool FileOperationEngine::hasActiveOperation() {
     try {

@@ -1,14 +1,16 @@
 // The one writer: every change that Morv makes to the file system goes through here.
 //
 // Protocol    plan() -> admit() -> execute() -> (later) undo(). A plan runs once, ever.
-// On disk     "operations/" + id: the OperationReceipt. While it runs, "operations.steps/" + id + "/" + index:
+// On disk     "operations/" + id: the OperationReceipt. While it runs, "operations.steps/" + id + "/" +
+// index:
 //             its newest steps (Journal.h). Staging: ".morv-" + plan + "-" + item beside the destination.
 // Invariants  I1  one execution or undo changes files at a time; turns are given in the order of admit()
 //             I2  an item is acted on only while it is exactly what the plan saw
-//             I3  a final name is only reached by a rename that refuses to replace, and only by verified bytes
-//             I4  nothing is deleted: originals and undone results go to the Trash, staging stays and is recorded
-//             I5  the journal is durable before and after every item and never claims more than the disk holds
-//             I6  what a dead process left running reads as interrupted, once, and is never replayed
+//             I3  a final name is only reached by a rename that refuses to replace, and only by verified
+//             bytes I4  nothing is deleted: originals and undone results go to the Trash, staging stays and
+//             is recorded I5  the journal is durable before and after every item and never claims more than
+//             the disk holds I6  what a dead process left running reads as interrupted, once, and is never
+//             replayed
 // Threading   safe to share. plan(), execute(), undo() and history() block: call them from worker threads.
 //             No lock is held during file work, store access or a callback.
 //
@@ -44,7 +46,8 @@ public:
 
 private:
     friend class FileOperationEngine;
-    OperationAdmission(EngineState& engine, FileOperationPlan plan) : engine_(&engine), plan_(std::move(plan)) {}
+    OperationAdmission(EngineState& engine, FileOperationPlan plan)
+        : engine_(&engine), plan_(std::move(plan)) {}
 
     EngineState* engine_; ///< null once execute() has taken over
     FileOperationPlan plan_;
@@ -52,19 +55,20 @@ private:
 
 /// Fixed at construction; absent in normal running.
 struct EngineObservers {
-    std::function<void(const UUID&)> admission;            ///< in execute, before the journal check
-    std::function<void(const FileURL&)> staging;           ///< a copy has reached staging, before it is verified
-    std::function<void(const OperationReceipt&)> historyRead; ///< a receipt was loaded, before it counts as stable
+    std::function<void(const UUID&)> admission;  ///< in execute, before the journal check
+    std::function<void(const FileURL&)> staging; ///< a copy has reached staging, before it is verified
+    std::function<void(const OperationReceipt&)>
+        historyRead; ///< a receipt was loaded, before it counts as stable
     /// Turns the content-digest cache off: every byte is read every time.
     bool withoutDigestCache = false;
 };
 
 class FileOperationEngine {
 public:
-    explicit FileOperationEngine(SQLiteStore& store,
-                                 std::shared_ptr<const OperationTrashProvider> trash =
-                                     std::make_shared<SystemTrashProvider>(),
-                                 EngineObservers observers = {});
+    explicit FileOperationEngine(
+        SQLiteStore& store,
+        std::shared_ptr<const OperationTrashProvider> trash = std::make_shared<SystemTrashProvider>(),
+        EngineObservers observers = {});
     ~FileOperationEngine();
     FileOperationEngine(const FileOperationEngine&) = delete;
     FileOperationEngine& operator=(const FileOperationEngine&) = delete;

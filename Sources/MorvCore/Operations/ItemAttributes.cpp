@@ -68,7 +68,8 @@ ItemAttributes readAttributes(const AttributeTarget& item, AttributeValues value
     if (!list || list->empty())
         return noAttributes();
     if (list->size() > longestList)
-        throw FileOperationError::unsupported("This item's extended metadata is too large to inspect safely.");
+        throw FileOperationError::unsupported(
+            "This item's extended metadata is too large to inspect safely.");
     const auto names = sortedNames(*list);
     if (names.empty())
         return noAttributes();

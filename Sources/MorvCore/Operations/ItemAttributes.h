@@ -24,6 +24,7 @@ const ItemAttributes& noAttributes();
 
 /// Reads "user.*" and "system.posix_acl_*", without what the system itself rewrites.
 /// Throws FileOperationError (changed, unsupported), PosixError, CancellationError.
-ItemAttributes readAttributes(const AttributeTarget& item, AttributeValues values, const std::stop_token& stop);
+ItemAttributes readAttributes(const AttributeTarget& item, AttributeValues values,
+                              const std::stop_token& stop);
 
 } // namespace morv

@@ -9,14 +9,13 @@
 #include "MorvCore/Platform/ExclusiveRename.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
+#include <cerrno>
+#include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <exception>
 #include <thread>
+#include <unistd.h>
 
 namespace morv {
 
@@ -147,7 +146,8 @@ Performed ItemWork::run() {
 
 void ItemWork::revalidateSource() {
     phase(OperationPhase::reading);
-    const bool renamesSource = request_.kind == OperationKind::move || request_.kind == OperationKind::rename ||
+    const bool renamesSource = request_.kind == OperationKind::move ||
+                               request_.kind == OperationKind::rename ||
                                request_.kind == OperationKind::trash;
     if (renamesSource)
         sourceProof_.emplace(RenameProof::of(*item_.source));
@@ -219,18 +219,20 @@ Performed ItemWork::makeNewFolder() {
 Performed ItemWork::makeAlias() {
     const auto& staging = requireStaging("Missing transfer staging location.");
     checkpoint();
-    if (symlinkat(item_.source->path().c_str(), folder_.get(), std::string(staging.lastComponent()).c_str()) != 0)
+    if (symlinkat(item_.source->path().c_str(), folder_.get(),
+                  std::string(staging.lastComponent()).c_str()) != 0)
         throw PosixError(errno, item_.destination->path());
     checkpoint();
     publish(staging);
     return {item_.destination, {}, readFingerprint(*item_.destination, reading())};
 }
 
-/// The destination's folder entries are durable when this returns; the rename is the last thing that can be refused.
+/// The destination's folder entries are durable when this returns; the rename is the last thing that can be
+/// refused.
 void ItemWork::publish(const FileURL& staging) {
     phase(OperationPhase::finishing);
-    renameWithoutReplacing(folder_.get(), std::string(staging.lastComponent()), folder_.get(), destinationName_,
-                           *item_.destination);
+    renameWithoutReplacing(folder_.get(), std::string(staging.lastComponent()), folder_.get(),
+                           destinationName_, *item_.destination);
     flushDestination();
 }
 
@@ -239,7 +241,8 @@ void ItemWork::flushDestination() const {
         flushFolder(folder_.get(), folderURL_);
     } catch (const PosixError& error) {
         throw MutationFailure(
-            fmt::format("The result stands at its destination, but the device did not confirm it: {}", error.what()),
+            fmt::format("The result stands at its destination, but the device did not confirm it: {}",
+                        error.what()),
             {item_.destination, {}, {}}, MutationFailure::Cause::error);
     }
 }
@@ -252,9 +255,10 @@ Performed ItemWork::copy() {
                                      volume.verifyFromDevice ? ReadFrom::device : ReadFrom::disk);
     Performed performed{item_.destination, {}, std::move(after)};
     if (request_.cancellation.isCancelled())
-        throw MutationFailure("The verified copy was published just before cancellation reached its checkpoint. The "
-                              "original was retained.",
-                              std::move(performed), MutationFailure::Cause::cancelled);
+        throw MutationFailure(
+            "The verified copy was published just before cancellation reached its checkpoint. The "
+            "original was retained.",
+            std::move(performed), MutationFailure::Cause::cancelled);
     return performed;
 }
 
@@ -294,12 +298,14 @@ FileFingerprint ItemWork::publishVerifiedCopy(const FileURL& staging, ReadFrom r
     const bool isFaithful =
         fidelity == CopyFidelity::contentsOnly || staged.metadataDigest == expected.metadataDigest;
     if (!staged.hasSameContent(expected) || !isFaithful || source != expected || !wasReadAsPlanned)
-        throw FileOperationError::changed("The source changed or the copy could not be verified. The original and "
-                                          "staging copy were preserved.");
+        throw FileOperationError::changed(
+            "The source changed or the copy could not be verified. The original and "
+            "staging copy were preserved.");
     phase(OperationPhase::flushing);
     flush.wait();
     if (isOccupied(destinationName_))
-        throw FileOperationError::collision("The destination appeared during copying. Both items were preserved.");
+        throw FileOperationError::collision(
+            "The destination appeared during copying. Both items were preserved.");
     checkpoint();
     publish(staging);
     return fingerprintAfterRename(*item_.destination, proof, stagedFile);
@@ -340,8 +346,7 @@ Performed ItemWork::moveOrRename() {
         return moveAcrossVolumes();
     }
     flushDestination();
-    return {item_.destination, {},
-            fingerprintAfterRename(*item_.destination, *sourceProof_, sourceFile_)};
+    return {item_.destination, {}, fingerprintAfterRename(*item_.destination, *sourceProof_, sourceFile_)};
 }
 
 /// Renames the very item that was revalidated, and makes its absence durable.
@@ -359,8 +364,8 @@ void ItemWork::renameFromSource(const std::string& name, const FileURL& to) {
         flushFolder(from.get(), parent);
     } catch (const PosixError& error) {
         throw MutationFailure(
-            fmt::format("The item was moved, but the device did not confirm it: {}", error.what()), {to, {}, {}},
-            MutationFailure::Cause::error);
+            fmt::format("The item was moved, but the device did not confirm it: {}", error.what()),
+            {to, {}, {}}, MutationFailure::Cause::error);
     }
 }
 
@@ -375,14 +380,16 @@ Performed ItemWork::moveAcrossVolumes() {
         checkpoint();
         recovery = request_.trash.trash(*item_.source);
     } catch (const CancellationError&) {
-        throw MutationFailure("Cancelled after the verified destination copy was created. The original was retained; "
-                              "neither item was deleted.",
-                              {item_.destination, {}, published}, MutationFailure::Cause::cancelled);
+        throw MutationFailure(
+            "Cancelled after the verified destination copy was created. The original was retained; "
+            "neither item was deleted.",
+            {item_.destination, {}, published}, MutationFailure::Cause::cancelled);
     } catch (const std::exception& error) {
         throw MutationFailure(
-            fmt::format("The verified destination was created, but the source could not be moved to Trash. Inspect "
-                        "both locations before retrying: {}",
-                        error.what()),
+            fmt::format(
+                "The verified destination was created, but the source could not be moved to Trash. Inspect "
+                "both locations before retrying: {}",
+                error.what()),
             {item_.destination, {}, published}, MutationFailure::Cause::error);
     }
     try {
@@ -435,6 +442,8 @@ Performed ItemWork::setTags() {
 
 } // namespace
 
-Performed performItem(const ItemWorkRequest& request) { return ItemWork(request).run(); }
+Performed performItem(const ItemWorkRequest& request) {
+    return ItemWork(request).run();
+}
 
 } // namespace morv

@@ -34,7 +34,8 @@ struct ItemWorkRequest {
     const std::function<void(const FileURL&)>& stagingObserver;
 };
 
-/// Throws CancellationError at a checkpoint, MutationFailure after an effect, and whatever prevented the work.
+/// Throws CancellationError at a checkpoint, MutationFailure after an effect, and whatever prevented the
+/// work.
 Performed performItem(const ItemWorkRequest& request);
 
 } // namespace morv

@@ -4,9 +4,8 @@
 #include "MorvCore/Operations/OperationItemJSON.h"
 #include "MorvCore/Records/SQLiteStore.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace morv {
 
@@ -45,14 +44,18 @@ void fromJSON(std::string_view text, OperationStep& step) {
     json::take(value, "item", step.item);
 }
 
-std::string stepPrefixOf(const UUID& id) { return fmt::format("{}{}/", stepPrefix, id.text()); }
+std::string stepPrefixOf(const UUID& id) {
+    return fmt::format("{}{}/", stepPrefix, id.text());
+}
 
 } // namespace
 
 Journal::Journal(SQLiteStore& store, ReadObserver readObserver)
     : store_(store), readObserver_(std::move(readObserver)) {}
 
-std::string Journal::key(const UUID& id) { return std::string(recordPrefix) + id.text(); }
+std::string Journal::key(const UUID& id) {
+    return std::string(recordPrefix) + id.text();
+}
 
 /// Counts a write as begun, runs it, tells the observers unless a later one has begun, and wakes the readers.
 template <class Write>
@@ -124,7 +127,8 @@ void Journal::persistItem(const OperationReceipt& receipt, std::size_t index) {
     const OperationStep step{written.sequence + 1, static_cast<std::int64_t>(index), receipt.status,
                              receipt.message, receipt.items[index]};
     const auto text = toJSON(step);
-    const bool whole = written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
+    const bool whole =
+        written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
     if (!whole) {
         writing(receipt, [&] {
             auto stepKey = fmt::format("{}{}", stepPrefixOf(receipt.id), index);
@@ -230,8 +234,9 @@ void Journal::interrupt(Snapshot& snapshot) {
     }
     receipt.status = OperationStatus::interrupted;
     receipt.completedAt = Date::now();
-    receipt.message = "Morv stopped during this operation. Inspect source, destination and any staging location "
-                      "before creating a new operation. Nothing has been replayed.";
+    receipt.message =
+        "Morv stopped during this operation. Inspect source, destination and any staging location "
+        "before creating a new operation. Nothing has been replayed.";
     persist(receipt);
 }
 

@@ -1,12 +1,13 @@
 // The durable truth of what the engine has done.
 //
 // On disk     "operations/" + id: the OperationReceipt, whole. One key an operation, for ever.
-//             "operations.steps/" + id + "/" + index: while an operation of many items is active, the newest result of
-//             one item with the receipt's status and message then, so that an item costs the same however many
-//             there are. The whole record is written at the start, whenever the steps have outgrown it, and at the
-//             end, after which the steps are removed.
+//             "operations.steps/" + id + "/" + index: while an operation of many items is active, the newest
+//             result of one item with the receipt's status and message then, so that an item costs the same
+//             however many there are. The whole record is written at the start, whenever the steps have
+//             outgrown it, and at the end, after which the steps are removed.
 // Invariants  I1  every write returned => what it says survives a power cut
-//             I2  reading merges the steps of an active record over it; a step left behind says what the record says, and
+//             I2  reading merges the steps of an active record over it; a step left behind says what the
+//             record says, and
 //                 those of a record that is no longer active are ignored
 //             I3  a receipt that is read was not being replaced meanwhile
 //             I4  observers see every write that was not overtaken, in order
@@ -41,13 +42,15 @@ public:
 
     /// Writes the whole receipt and removes its steps, if it has any. Throws PersistenceError.
     void persist(const OperationReceipt& receipt);
-    /// Writes what changed: the receipt's status and message, and the item at `index`. Throws PersistenceError.
+    /// Writes what changed: the receipt's status and message, and the item at `index`. Throws
+    /// PersistenceError.
     void persistItem(const OperationReceipt& receipt, std::size_t index);
 
     /// One receipt as it stands on disk, merged. Throws PersistenceError, DecodingError, CancellationError.
     std::optional<OperationReceipt> read(const UUID& id, const std::stop_token& stop);
-    /// Every receipt in key order. One that cannot be read fails the whole call; one that vanished is passed over.
-    /// An active receipt that nobody `owns` was left by a process that is gone: it becomes interrupted, durably.
+    /// Every receipt in key order. One that cannot be read fails the whole call; one that vanished is passed
+    /// over. An active receipt that nobody `owns` was left by a process that is gone: it becomes interrupted,
+    /// durably.
     std::vector<OperationReceipt> readAll(const std::function<bool(const UUID&)>& owns,
                                           const std::stop_token& stop);
 
@@ -67,7 +70,8 @@ private:
         std::uint64_t version = 0; ///< of the writes of this process
     };
 
-    std::optional<Snapshot> readStable(const UUID& id, const std::set<std::string>& steps, const std::stop_token& stop);
+    std::optional<Snapshot> readStable(const UUID& id, const std::set<std::string>& steps,
+                                       const std::stop_token& stop);
     void interrupt(Snapshot& snapshot);
     void merge(OperationReceipt& receipt, const std::set<std::string>& steps);
     std::set<std::string> stepKeys(const std::string& prefix);

@@ -1,11 +1,10 @@
-#include "MorvCore/Operations/EngineState.h"
 #include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Operations/EngineState.h"
 #include "MorvCore/Operations/ItemWork.h"
 #include "MorvCore/Operations/OperationFiles.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace morv {
 
@@ -63,9 +62,9 @@ std::string summary(const OperationReceipt& receipt) {
     if (const auto n = count(receipt, OperationItemStatus::cancelled))
         sentences.push_back(fmt::format("Cancelled: {}.", n));
     if (const auto n = count(receipt, OperationItemStatus::copiedOriginalRetained))
-        sentences.push_back(
-            fmt::format("Created {} verified {}; originals retained after cancellation. Review Activity for details.",
-                        n, n == 1 ? "copy" : "copies"));
+        sentences.push_back(fmt::format(
+            "Created {} verified {}; originals retained after cancellation. Review Activity for details.", n,
+            n == 1 ? "copy" : "copies"));
     return fmt::format("{}", fmt::join(sentences, " "));
 }
 
@@ -202,8 +201,8 @@ void OperationExecution::runItem(std::size_t index) {
         result.error =
             "Cancelled at a safe checkpoint. The original and any recorded staging copy were preserved.";
     } catch (const MutationFailure& failure) {
-        result.status = failure.cancelled() ? OperationItemStatus::copiedOriginalRetained
-                                            : OperationItemStatus::failed;
+        result.status =
+            failure.cancelled() ? OperationItemStatus::copiedOriginalRetained : OperationItemStatus::failed;
         result.error = failure.what();
         result.destination = failure.outcome().destination;
         result.recoveryURL = failure.outcome().recovery;
@@ -241,7 +240,8 @@ void OperationExecution::finish(OperationStatus status, std::string message) {
 
 } // namespace
 
-OperationReceipt runExecution(EngineState& engine, const FileOperationPlan& plan, const std::stop_token& stop) {
+OperationReceipt runExecution(EngineState& engine, const FileOperationPlan& plan,
+                              const std::stop_token& stop) {
     const TurnRelease release(engine.queue, plan.id);
     return OperationExecution(engine, plan).run(stop);
 }

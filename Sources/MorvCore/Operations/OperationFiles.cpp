@@ -4,10 +4,9 @@
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/ExclusiveRename.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <memory>
 
 namespace morv::OperationFiles {
@@ -73,9 +72,13 @@ void validateName(std::string_view name) {
             "Names must contain 1–255 bytes and cannot contain a slash, colon or null character.");
 }
 
-FileStat info(const FileURL& url) { return statItem(url); }
+FileStat info(const FileURL& url) {
+    return statItem(url);
+}
 
-std::string identity(const FileURL& url) { return statItem(url).identity(); }
+std::string identity(const FileURL& url) {
+    return statItem(url).identity();
+}
 
 std::string kindOf(const FileStat& info) {
     if (info.isDirectory())

@@ -7,10 +7,9 @@
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <fmt/format.h>
-
-#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -18,7 +17,9 @@ namespace morv {
 
 namespace {
 
-std::string shownName(const FileURL& url) { return displayText(url.lastComponent()); }
+std::string shownName(const FileURL& url) {
+    return displayText(url.lastComponent());
+}
 
 bool isArchiveKind(OperationKind kind) {
     return kind == OperationKind::compressZIP || kind == OperationKind::extractZIP;
@@ -53,7 +54,8 @@ private:
     FileOperationItem makeItem(const FileURL& source, std::size_t number);
     std::optional<FileURL> destinationFor(const FileURL& source, std::size_t number) const;
     std::string resolvedName(const FileURL& source, std::size_t number) const;
-    void checkPlacement(const FileURL& source, const FileURL& destination, const FileFingerprint& fingerprint) const;
+    void checkPlacement(const FileURL& source, const FileURL& destination,
+                        const FileFingerprint& fingerprint) const;
     void resolveCollision(FileOperationItem& item);
     bool isOccupied(const FileOperationItem& item) const;
     std::string parentIdentity(const FileURL& destination);
@@ -238,8 +240,8 @@ void Planner::resolveCollision(FileOperationItem& item) {
         switch (request_.collision) {
         case CollisionPolicy::keepBoth:
             item.destination = OperationFiles::availableName(*item.destination, reserved_);
-            warnings_.push_back(fmt::format("Keep both: {} will be saved as {}.", occupied,
-                                            shownName(*item.destination)));
+            warnings_.push_back(
+                fmt::format("Keep both: {} will be saved as {}.", occupied, shownName(*item.destination)));
             break;
         case CollisionPolicy::skip:
             item.skipReason = fmt::format("A file named {} already exists.", occupied);
@@ -283,7 +285,8 @@ void Planner::warnOfTheWhole(const std::vector<FileOperationItem>& items) {
         }
         crosses |= leavesItsVolume;
         if ((copies || leavesItsVolume) && there)
-            losesMetadata |= !volumeTraits(there->device, AT_FDCWD, parent->first.path().c_str()).keepsMetadata;
+            losesMetadata |=
+                !volumeTraits(there->device, AT_FDCWD, parent->first.path().c_str()).keepsMetadata;
         if ((crosses || copies) && losesMetadata)
             break;
     }
@@ -291,8 +294,9 @@ void Planner::warnOfTheWhole(const std::vector<FileOperationItem>& items) {
         warnings_.emplace_back("This move crosses volumes. After verification, originals will be kept in the "
                                "system Trash for recovery.");
     if (losesMetadata)
-        warnings_.emplace_back("The destination volume keeps names and contents, but not every date, permission or "
-                               "tag. Contents will be verified; the rest may change.");
+        warnings_.emplace_back(
+            "The destination volume keeps names and contents, but not every date, permission or "
+            "tag. Contents will be verified; the rest may change.");
 }
 
 } // namespace

@@ -111,6 +111,8 @@ void OperationQueue::advance() {
     waitingOrder_.pop_front();
 }
 
-void OperationQueue::leaveQueue(const UUID& id) { std::erase(waitingOrder_, id); }
+void OperationQueue::leaveQueue(const UUID& id) {
+    std::erase(waitingOrder_, id);
+}
 
 } // namespace morv

@@ -1,7 +1,7 @@
 #include "MorvCore/Folders/FileTagMetadata.h"
+#include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/EngineState.h"
 #include "MorvCore/Operations/OperationFiles.h"
-#include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/Durability.h"
 #include "MorvCore/Platform/SystemTrash.h"
 
@@ -109,8 +109,9 @@ void ItemReversal::renameBack() const {
     const auto& destination = *item_.destination;
     const auto here = statItem(destination), there = statItem(source.parent());
     if (here.device != there.device)
-        throw FileOperationError::unsupported("Restoring this item now requires a transfer between volumes. Restore "
-                                              "it from Trash or move it manually.");
+        throw FileOperationError::unsupported(
+            "Restoring this item now requires a transfer between volumes. Restore "
+            "it from Trash or move it manually.");
     checkpoint();
     if (!statIfPresent(source)) {
         move(destination, source);

@@ -69,12 +69,24 @@ void decodeIn(const Table& table, const json::Value& value, Enumeration& out) {
 
 } // namespace
 
-std::string_view rawValue(OperationKind kind) { return nameIn(kinds, kind); }
-std::string_view rawValue(CollisionPolicy policy) { return nameIn(policies, policy); }
-std::string_view rawValue(OperationStatus status) { return nameIn(statuses, status); }
-std::string_view rawValue(OperationItemStatus status) { return nameIn(itemStatuses, status); }
-std::optional<OperationKind> operationKind(std::string_view raw) { return valueIn(kinds, raw); }
-std::optional<CollisionPolicy> collisionPolicy(std::string_view raw) { return valueIn(policies, raw); }
+std::string_view rawValue(OperationKind kind) {
+    return nameIn(kinds, kind);
+}
+std::string_view rawValue(CollisionPolicy policy) {
+    return nameIn(policies, policy);
+}
+std::string_view rawValue(OperationStatus status) {
+    return nameIn(statuses, status);
+}
+std::string_view rawValue(OperationItemStatus status) {
+    return nameIn(itemStatuses, status);
+}
+std::optional<OperationKind> operationKind(std::string_view raw) {
+    return valueIn(kinds, raw);
+}
+std::optional<CollisionPolicy> collisionPolicy(std::string_view raw) {
+    return valueIn(policies, raw);
+}
 
 std::string_view displayName(OperationKind kind) {
     switch (kind) {
@@ -136,15 +148,30 @@ std::size_t OperationReceipt::succeededCount() const {
 
 // MARK: JSON
 
-
-json::Value encode(OperationKind kind) { return rawValue(kind); }
-json::Value encode(CollisionPolicy policy) { return rawValue(policy); }
-json::Value encode(OperationStatus status) { return rawValue(status); }
-json::Value encode(OperationItemStatus status) { return rawValue(status); }
-void decode(const json::Value& value, OperationKind& out) { decodeIn(kinds, value, out); }
-void decode(const json::Value& value, CollisionPolicy& out) { decodeIn(policies, value, out); }
-void decode(const json::Value& value, OperationStatus& out) { decodeIn(statuses, value, out); }
-void decode(const json::Value& value, OperationItemStatus& out) { decodeIn(itemStatuses, value, out); }
+json::Value encode(OperationKind kind) {
+    return rawValue(kind);
+}
+json::Value encode(CollisionPolicy policy) {
+    return rawValue(policy);
+}
+json::Value encode(OperationStatus status) {
+    return rawValue(status);
+}
+json::Value encode(OperationItemStatus status) {
+    return rawValue(status);
+}
+void decode(const json::Value& value, OperationKind& out) {
+    decodeIn(kinds, value, out);
+}
+void decode(const json::Value& value, CollisionPolicy& out) {
+    decodeIn(policies, value, out);
+}
+void decode(const json::Value& value, OperationStatus& out) {
+    decodeIn(statuses, value, out);
+}
+void decode(const json::Value& value, OperationItemStatus& out) {
+    decodeIn(itemStatuses, value, out);
+}
 
 json::Value encode(const FileFingerprint& fingerprint) {
     auto object = json::Value::object();
@@ -245,7 +272,8 @@ Value parseDroppingItems(std::string_view text, Sink&& sink) {
     return value;
 }
 
-/// The object with its items put in one by one: twenty thousand of them as one tree would take ten times the memory.
+/// The object with its items put in one by one: twenty thousand of them as one tree would take ten times the
+/// memory.
 template <class Items>
 std::string dumpWithItems(const Value& object, const Items& items) {
     std::string text = dump(object);
@@ -265,8 +293,12 @@ std::string dumpWithItems(const Value& object, const Items& items) {
 
 } // namespace json
 
-std::string toJSON(const FileFingerprint& fingerprint) { return json::dump(encode(fingerprint)); }
-std::string toJSON(const OperationItemResult& result) { return json::dump(encode(result)); }
+std::string toJSON(const FileFingerprint& fingerprint) {
+    return json::dump(encode(fingerprint));
+}
+std::string toJSON(const OperationItemResult& result) {
+    return json::dump(encode(result));
+}
 
 std::string toJSON(const FileOperationPlan& plan) {
     auto object = json::Value::object();
@@ -294,7 +326,9 @@ void fromJSON(std::string_view text, FileFingerprint& fingerprint) {
     decode(json::parse(text), fingerprint);
 }
 
-void fromJSON(std::string_view text, OperationItemResult& result) { decode(json::parse(text), result); }
+void fromJSON(std::string_view text, OperationItemResult& result) {
+    decode(json::parse(text), result);
+}
 
 void fromJSON(std::string_view text, FileOperationPlan& plan) {
     FileOperationPlan decoded;
@@ -322,6 +356,8 @@ void fromJSON(std::string_view text, OperationReceipt& receipt) {
     receipt = std::move(decoded);
 }
 
-FileURL SystemTrashProvider::trash(const FileURL& url) const { return SystemTrash::trash(url); }
+FileURL SystemTrashProvider::trash(const FileURL& url) const {
+    return SystemTrash::trash(url);
+}
 
 } // namespace morv

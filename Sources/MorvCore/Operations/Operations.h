@@ -1,8 +1,8 @@
 // The records of the engine: what a preview says will happen and what really happened.
 //
-// All of them persist as JSON; key names and raw strings are a file format. Dates are seconds since 2001-01-01,
-// URLs absolute strings, UUIDs upper-case text, absent optionals absent keys.
-// All are values: immutable once shared.
+// All of them persist as JSON; key names and raw strings are a file format. Dates are seconds since
+// 2001-01-01, URLs absolute strings, UUIDs upper-case text, absent optionals absent keys. All are values:
+// immutable once shared.
 #pragma once
 
 #include "MorvCore/Foundation/Date.h"
@@ -34,8 +34,8 @@ enum class OperationKind : std::uint8_t {
     extractZIP
 };
 inline constexpr std::array allOperationKinds = {
-    OperationKind::copy,      OperationKind::move,  OperationKind::rename, OperationKind::duplicate,
-    OperationKind::trash,     OperationKind::newFolder, OperationKind::alias, OperationKind::tags,
+    OperationKind::copy,        OperationKind::move,      OperationKind::rename, OperationKind::duplicate,
+    OperationKind::trash,       OperationKind::newFolder, OperationKind::alias,  OperationKind::tags,
     OperationKind::compressZIP, OperationKind::extractZIP};
 enum class CollisionPolicy : std::uint8_t { keepBoth, skip, fail };
 enum class OperationStatus : std::uint8_t {
@@ -150,7 +150,8 @@ std::string toJSON(const FileFingerprint& fingerprint);
 std::string toJSON(const FileOperationPlan& plan);
 std::string toJSON(const OperationItemResult& result);
 std::string toJSON(const OperationReceipt& receipt);
-/// Each throws DecodingError: a missing required key or a value of the wrong type makes the record undecodable.
+/// Each throws DecodingError: a missing required key or a value of the wrong type makes the record
+/// undecodable.
 void fromJSON(std::string_view text, FileFingerprint& fingerprint);
 void fromJSON(std::string_view text, FileOperationPlan& plan);
 void fromJSON(std::string_view text, OperationItemResult& result);

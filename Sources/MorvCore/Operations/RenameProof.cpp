@@ -2,10 +2,9 @@
 
 #include "MorvCore/Platform/VolumeNumber.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 
 namespace morv {
 
@@ -34,8 +33,7 @@ RenameProof::RenameProof(Descriptor descriptor) {
 }
 
 RenameProof RenameProof::of(const FileURL& url) {
-    return RenameProof(
-        Descriptor(open(url.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)));
+    return RenameProof(Descriptor(open(url.path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)));
 }
 
 std::optional<ReadFile> RenameProof::afterRename(const std::optional<ReadFile>& known) const {

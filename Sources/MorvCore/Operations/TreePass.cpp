@@ -8,19 +8,18 @@
 #include "MorvCore/Platform/CloudPlaceholder.h"
 #include "MorvCore/Platform/FileCopy.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <deque>
+#include <dirent.h>
 #include <exception>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace morv {
 
@@ -44,9 +43,12 @@ struct Folder {
     bool isBase = false;  ///< the folder that the top item stands in
     FileStat info;
     FileStat targetInfo;
-    std::vector<std::pair<std::string, std::string>> attributes; ///< for the copy, set when its children stand
+    std::vector<std::pair<std::string, std::string>>
+        attributes; ///< for the copy, set when its children stand
 
-    std::string below(const std::string& name) const { return isBase ? std::string() : relative + "/" + name; }
+    std::string below(const std::string& name) const {
+        return isBase ? std::string() : relative + "/" + name;
+    }
 };
 
 /// One item on its way into the digests.
@@ -84,15 +86,17 @@ void appendText(std::string& to, std::string_view text) {
 }
 
 FileOperationError changedWhileInspected(std::string_view name) {
-    return FileOperationError::changed(displayText(name) +
-                                       " changed while being inspected. Try again after its writer has finished.");
+    return FileOperationError::changed(
+        displayText(name) + " changed while being inspected. Try again after its writer has finished.");
 }
 
 bool isUnchanged(const FileStat& a, const FileStat& b) {
     return a.isSameItem(b) && a.size == b.size && a.modified == b.modified;
 }
 
-timespec toTimespec(const FileTime& time) { return {static_cast<time_t>(time.seconds), time.nanoseconds}; }
+timespec toTimespec(const FileTime& time) {
+    return {static_cast<time_t>(time.seconds), time.nanoseconds};
+}
 
 class TreePass {
 public:
@@ -456,12 +460,13 @@ void TreePass::feed(Visit& visit) {
 
 void TreePass::leave(const Segment& segment) {
     const auto& folder = *segment.folder;
-    const auto now =
-        located(*segment.parent, segment.name, [&] { return statAt(segment.parent->source.get(), segment.name); });
+    const auto now = located(*segment.parent, segment.name,
+                             [&] { return statAt(segment.parent->source.get(), segment.name); });
     if (!isUnchanged(now, folder.info))
         throw changedWhileInspected(segment.name);
     if (copy_)
-        setAttributes(folder.target.get(), folder.info, folder.attributes, shown(*segment.parent, segment.name));
+        setAttributes(folder.target.get(), folder.info, folder.attributes,
+                      shown(*segment.parent, segment.name));
 }
 
 void TreePass::startThreads() {
@@ -626,7 +631,8 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
 }
 
 std::optional<CachedFile> TreePass::findUnchanged(const FileStat& info) const {
-    if (context_.proved && isUnchanged(context_.proved->info, info) && context_.proved->info.changed == info.changed)
+    if (context_.proved && isUnchanged(context_.proved->info, info) &&
+        context_.proved->info.changed == info.changed)
         return context_.proved->file;
     return useCache_ ? context_.cache->find(info) : std::nullopt;
 }
@@ -636,8 +642,8 @@ Digest TreePass::copyContent(const Folder& folder, const std::string& name, cons
                              const ItemAttributes& attributes, std::int64_t& count) {
     const auto path = shown(folder, name);
     const auto& made = targetName(folder, name);
-    Descriptor file(openat(folder.target.get(), made.c_str(),
-                           O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    Descriptor file(
+        openat(folder.target.get(), made.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) {
         if (errno == EINVAL && copy_->fidelity == CopyFidelity::contentsOnly)
             throw FileOperationError::unsupported("The destination volume does not accept the name “" +

@@ -3,10 +3,9 @@
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Platform/Descriptor.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace morv {
 

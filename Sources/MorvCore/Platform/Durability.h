@@ -12,7 +12,8 @@ void flushDescriptor(int descriptor, const FileURL& shown);
 /// One flush for everything on the descriptor's volume (syncfs), which also reports write errors.
 void flushVolume(int descriptor, const FileURL& shown);
 
-/// Makes the entries of a folder durable: created, renamed and removed names. The descriptor was opened for reading.
+/// Makes the entries of a folder durable: created, renamed and removed names. The descriptor was opened for
+/// reading.
 void flushFolder(int folder, const FileURL& shown);
 void flushFolder(const FileURL& folder);
 

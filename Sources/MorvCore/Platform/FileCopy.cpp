@@ -4,18 +4,17 @@
 #include "MorvCore/Foundation/Mutex.h"
 #include "MorvCore/Platform/Durability.h"
 
-#include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <fcntl.h>
+#include <linux/fs.h>
 #include <optional>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace morv {
@@ -224,7 +223,9 @@ struct Copying {
 
 } // namespace
 
-bool cloneFile(int source, int destination) { return ioctl(destination, FICLONE, source) == 0; }
+bool cloneFile(int source, int destination) {
+    return ioctl(destination, FICLONE, source) == 0;
+}
 
 HashedBytes hashFile(int source, const FileURL& shown, const std::stop_token& stop,
                      const ChunkObserver& chunk) {

@@ -1,5 +1,6 @@
 // Copying the bytes of one open file into another, and reading them, with every byte handed to a sink.
-// Threading   each call is confined to its thread; it may run the sink on a thread of its own, one call at a time
+// Threading   each call is confined to its thread; it may run the sink on a thread of its own, one call at a
+// time
 #pragma once
 
 #include "MorvCore/Foundation/ContentHash.h"
@@ -22,8 +23,8 @@ struct HashedBytes {
 /// Shares the source's blocks (FICLONE) where the volume can. False: nothing was written, copy instead.
 bool cloneFile(int source, int destination);
 
-/// Reads `source` from its beginning to its end and hashes it. Checks `stop` after every chunk of at most 1 MiB.
-/// Throws PosixError with `shown`, CancellationError.
+/// Reads `source` from its beginning to its end and hashes it. Checks `stop` after every chunk of at most 1
+/// MiB. Throws PosixError with `shown`, CancellationError.
 HashedBytes hashFile(int source, const FileURL& shown, const std::stop_token& stop,
                      const ChunkObserver& chunk);
 

@@ -4,11 +4,10 @@
 #include "MorvCore/Foundation/FileURL.h"
 #include "MorvCore/Platform/Descriptor.h"
 
-#include <sys/stat.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/stat.h>
 
 namespace morv {
 

@@ -1,8 +1,7 @@
 #include "MorvCore/Platform/ReadLease.h"
 
-#include <fcntl.h>
-
 #include <csignal>
+#include <fcntl.h>
 
 namespace morv {
 
@@ -13,7 +12,9 @@ bool take(int descriptor) {
     return fcntl(descriptor, F_SETSIG, SIGURG) == 0 && fcntl(descriptor, F_SETLEASE, F_RDLCK) == 0;
 }
 
-void giveBack(int descriptor) { fcntl(descriptor, F_SETLEASE, F_UNLCK); }
+void giveBack(int descriptor) {
+    fcntl(descriptor, F_SETLEASE, F_UNLCK);
+}
 
 } // namespace
 
@@ -31,6 +32,8 @@ ReadLease::~ReadLease() {
         giveBack(descriptor_);
 }
 
-bool ReadLease::isHeld() const { return granted_ && fcntl(descriptor_, F_GETLEASE) == F_RDLCK; }
+bool ReadLease::isHeld() const {
+    return granted_ && fcntl(descriptor_, F_GETLEASE) == F_RDLCK;
+}
 
 } // namespace morv

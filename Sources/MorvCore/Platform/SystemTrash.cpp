@@ -8,14 +8,13 @@
 #include "MorvCore/Platform/FileStat.h"
 #include "MorvCore/Platform/UserFolders.h"
 
+#include <array>
+#include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <ctime>
 
 namespace morv::SystemTrash {
 
@@ -39,7 +38,9 @@ FileOperationError noTrash(const FileURL& item) {
                     displayText(item.lastComponent())));
 }
 
-bool isOwnFolder(const FileStat& info) { return info.isDirectory() && info.owner == geteuid(); }
+bool isOwnFolder(const FileStat& info) {
+    return info.isDirectory() && info.owner == geteuid();
+}
 
 /// The top folder of the item's mount: the last one on the way up that is still on it.
 FileURL mountTop(const FileURL& item, const FileStat& info) {
@@ -73,7 +74,8 @@ Descriptor openInside(const FileURL& trash, const char* name) {
     return folder;
 }
 
-std::optional<TrashFolder> openTrash(const FileURL& url, const FileURL& pathsRelativeTo, const FileStat& item) {
+std::optional<TrashFolder> openTrash(const FileURL& url, const FileURL& pathsRelativeTo,
+                                     const FileStat& item) {
     TrashFolder trash{url, pathsRelativeTo, openInside(url, "files"), openInside(url, "info")};
     if (!trash.files || !trash.information)
         return std::nullopt;
@@ -113,8 +115,9 @@ std::optional<TrashFolder> openVolumeTrash(const FileURL& item, const FileStat& 
     const auto top = mountTop(item, info);
     const auto user = fmt::format("{}", geteuid());
     const auto shared = top.child(".Trash");
-    if (const auto folder = statIfPresent(shared);
-        folder && folder->isDirectory() && (folder->mode & S_ISVTX) != 0 && ensureOwnFolder(shared.child(user)))
+    if (const auto folder = statIfPresent(shared); folder && folder->isDirectory() &&
+                                                   (folder->mode & S_ISVTX) != 0 &&
+                                                   ensureOwnFolder(shared.child(user)))
         if (auto trash = openTrash(shared.child(user), top, info))
             return trash;
     const auto own = top.child(".Trash-" + user);
@@ -125,8 +128,7 @@ std::optional<TrashFolder> openVolumeTrash(const FileURL& item, const FileStat& 
 
 void refuseWhatMayNotBeTrashed(const FileURL& item, const FileStat& info) {
     const auto refuse = [&](std::string_view why) {
-        throw FileOperationError::invalid(
-            fmt::format("{} {}", displayText(item.lastComponent()), why));
+        throw FileOperationError::invalid(fmt::format("{} {}", displayText(item.lastComponent()), why));
     };
     if (const auto parent = statIfPresent(item.parent());
         parent && (parent->mountID != info.mountID || parent->device != info.device) && info.isDirectory())

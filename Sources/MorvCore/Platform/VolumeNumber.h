@@ -24,8 +24,8 @@ struct VolumeTraits {
     bool verifyFromDevice = false;
 };
 
-/// `device` is st_dev of `name` relative to `directory` (AT_FDCWD and an absolute path are fine; an empty name
-/// means the descriptor itself).
+/// `device` is st_dev of `name` relative to `directory` (AT_FDCWD and an absolute path are fine; an empty
+/// name means the descriptor itself).
 const VolumeTraits& volumeTraits(std::uint64_t device, int directory, const char* name);
 
 } // namespace morv
