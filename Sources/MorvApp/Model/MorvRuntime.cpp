@@ -27,10 +27,11 @@ Environment processEnvironment() {
     return result;
 }
 
-MorvServices::MorvServices(Environment given, ItemOpener itemOpener)
+MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObservers observers)
     : environment(std::move(given)), defaults(configurationHome().child("Morv").child("Morv.conf")),
       lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
-      engine(store), opener(std::move(itemOpener)), tasks_(pools) {
+      engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
+      opener(std::move(itemOpener)), tasks_(pools) {
     // The Activity list reports a history that cannot be read; at launch nobody has asked for it.
     tasks_.run(
         TaskLane::reading, [this](const std::stop_token& stop) { engine.history(stop); }, [] {},

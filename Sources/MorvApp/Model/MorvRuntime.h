@@ -25,7 +25,7 @@ class MorvServices {
 public:
     /// Opens the record store in the data directory and starts reading the engine's history, which repairs
     /// what an interrupted process left. Throws PersistenceError or PosixError; nothing stands then.
-    explicit MorvServices(Environment environment, ItemOpener opener = {});
+    explicit MorvServices(Environment environment, ItemOpener opener = {}, EngineObservers observers = {});
     MorvServices(const MorvServices&) = delete;
     MorvServices& operator=(const MorvServices&) = delete;
 
