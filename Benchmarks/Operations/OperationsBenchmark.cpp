@@ -1,23 +1,23 @@
-// MorvOperationsBenchmark FOLDER [SCENARIO]: what whole operations cost, each beside a floor measured in the same run.
+// MorvOperationsBenchmark FOLDER [SCENARIO]: what whole operations cost, each beside a floor measured in the
+// same run.
 //
-// FOLDER should be on a file system made for it (scripts/bench makes one): many files are created and removed there.
-// Each scenario runs three times on fresh files; medians are printed.
+// FOLDER should be on a file system made for it (scripts/bench makes one): many files are created and removed
+// there. Each scenario runs three times on fresh files; medians are printed.
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Operations/Journal.h"
 #include "MorvCore/Records/SQLiteStore.h"
-
-#include <fmt/format.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -102,7 +102,8 @@ public:
         return seconds([&] {
             shell("cp -a " + quoted(path(source)) + " " + quoted(path("to/floor")));
             for (const auto& side : {path(source), path("to/floor")})
-                shell("find " + quoted(side) + " -type f -print0 | sort -z | xargs -0 openssl dgst -sha256 >/dev/null");
+                shell("find " + quoted(side) +
+                      " -type f -print0 | sort -z | xargs -0 openssl dgst -sha256 >/dev/null");
         });
     }
 
@@ -119,9 +120,21 @@ private:
     fs::path base_;
 };
 
+/// Bytes that this process has handed to write calls. While items are only moved, all of them go to the
+/// database.
+std::int64_t bytesWritten() {
+    std::ifstream counters("/proc/self/io");
+    std::string name;
+    std::int64_t value = 0;
+    while (counters >> name >> value)
+        if (name == "wchar:")
+            return value;
+    return 0;
+}
+
 void row(const std::string& name, double ours, double floor, double limit) {
-    fmt::print("{:<58} {:>9.3f} s  floor {:>9.3f} s  ratio {:>6.3f}  limit {:.2f}\n", name, ours, floor, ours / floor,
-               limit);
+    fmt::print("{:<58} {:>9.3f} s  floor {:>9.3f} s  ratio {:>6.3f}  limit {:.2f}\n", name, ours, floor,
+               ours / floor, limit);
     std::fflush(stdout);
 }
 
@@ -165,8 +178,10 @@ void moveAgainstPlan(const fs::path& base, const std::string& name,
         make(round);
         FileOperationPlan plan;
         plans.push_back(seconds([&] {
-            plan = round.engine->plan(
-                {.kind = OperationKind::move, .sources = {round.at("from/source")}, .destination = round.at("to")}, {});
+            plan = round.engine->plan({.kind = OperationKind::move,
+                                       .sources = {round.at("from/source")},
+                                       .destination = round.at("to")},
+                                      {});
         }));
         OperationReceipt receipt;
         executions.push_back(seconds([&] { receipt = round.completed(round.engine->execute(plan, {})); }));
@@ -187,7 +202,8 @@ void manyItems(const fs::path& base) {
             sources.push_back(FileURL::fromPath(entry.path().string()));
         FileOperationPlan plan;
         const auto planning = seconds([&] {
-            plan = round.engine->plan({.kind = OperationKind::move, .sources = sources, .destination = round.at("to")}, {});
+            plan = round.engine->plan(
+                {.kind = OperationKind::move, .sources = sources, .destination = round.at("to")}, {});
         });
         sources = {};
         // The moments at which the items' results were journalled.
@@ -195,6 +211,7 @@ void manyItems(const fs::path& base) {
         moments.reserve(2 * smallFiles + 16);
         const auto updates = round.engine->updates([&] { moments.push_back(Clock::now()); });
         OperationReceipt receipt;
+        const auto before = bytesWritten();
         const auto executing = seconds([&] { receipt = round.completed(round.engine->execute(plan, {})); });
         const auto span = [&](std::size_t from, std::size_t to) {
             return std::chrono::duration<double>(moments[to] - moments[from]).count();
@@ -202,9 +219,12 @@ void manyItems(const fs::path& base) {
         const auto last = moments.size() - 3;
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);
-        fmt::print("{} items moved one by one: plan {:.3f} s, execute {:.3f} s, {:.0f} items/s\n", smallFiles, planning,
-                   executing, smallFiles / executing);
+        fmt::print("{} items moved one by one: plan {:.3f} s, execute {:.3f} s, {:.0f} items/s\n", smallFiles,
+                   planning, executing, smallFiles / executing);
         row("the last thousand items against the first", span(last - 2000, last), span(2, 2002), 1.2);
+        const auto written = bytesWritten() - before;
+        fmt::print("    written to the database with its log and pages: {} bytes, {} an item\n", written,
+                   written / smallFiles);
         fmt::print("    final receipt {} bytes, {} bytes an item; peak memory {} MiB (limit 200)\n",
                    toJSON(receipt).size(), toJSON(receipt).size() / smallFiles, usage.ru_maxrss / 1024);
         std::fflush(stdout);
@@ -234,8 +254,10 @@ int main(int argc, char** argv) {
     const fs::path base = fs::absolute(argv[1]) / "MorvOperationsBenchmark";
     const std::string only = argc > 2 ? argv[2] : "";
     const std::vector<std::pair<std::string, std::function<void()>>> scenarios = {
-        {"copySmall", [&] { copyAgainstShell(base, "copy 20,000 files of 8 KiB, plan and execute", 1.0, smallTree); }},
-        {"copyLarge", [&] { copyAgainstShell(base, "copy one file of 2 GiB, plan and execute", 1.25, largeFile); }},
+        {"copySmall",
+         [&] { copyAgainstShell(base, "copy 20,000 files of 8 KiB, plan and execute", 1.0, smallTree); }},
+        {"copyLarge",
+         [&] { copyAgainstShell(base, "copy one file of 2 GiB, plan and execute", 1.25, largeFile); }},
         {"moveSmall", [&] { moveAgainstPlan(base, "move 20,000 files of 8 KiB", smallTree); }},
         {"moveLarge", [&] { moveAgainstPlan(base, "move one file of 2 GiB", largeFile); }},
         {"manyItems", [&] { manyItems(base); }},

@@ -16,7 +16,8 @@ constexpr std::string_view stepPrefix = "operations.steps/";
 /// Below this a whole record costs no more than a step: the database writes whole pages.
 constexpr std::size_t smallRecord = 8 * 1024;
 
-/// One step: the newest state of one item, and of the receipt around it at that moment.
+/// One step: the newest state of one item, and of the receipt around it at that moment. What of the item
+/// never changes and is long, its fingerprint before, stands in the record only.
 struct OperationStep {
     std::int64_t sequence = 0; ///< rises with every write of the operation
     std::int64_t index = 0;
@@ -124,8 +125,9 @@ void Journal::persist(const OperationReceipt& receipt) {
 
 void Journal::persistItem(const OperationReceipt& receipt, std::size_t index) {
     auto written = writtenOf(receipt.id);
-    const OperationStep step{written.sequence + 1, static_cast<std::int64_t>(index), receipt.status,
-                             receipt.message, receipt.items[index]};
+    OperationStep step{written.sequence + 1, static_cast<std::int64_t>(index), receipt.status,
+                       receipt.message, receipt.items[index]};
+    step.item.before.reset();
     const auto text = toJSON(step);
     const bool whole =
         written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
@@ -165,6 +167,7 @@ void Journal::merge(OperationReceipt& receipt, const std::set<std::string>& step
             receipt.status = step.status;
             receipt.message = step.message;
         }
+        step.item.before = receipt.items[index].before;
         receipt.items.replace(index, std::move(step.item));
     }
 }
