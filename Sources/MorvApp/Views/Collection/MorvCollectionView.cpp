@@ -96,6 +96,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
 
 void MorvCollectionView::buildHeader() {
     header_ = new QHeaderView(Qt::Horizontal, this);
+    header_->setObjectName(QStringLiteral("columns"));
     header_->setModel(new HeaderModel(header_));
     header_->setSectionsClickable(true);
     header_->setHighlightSections(false);
