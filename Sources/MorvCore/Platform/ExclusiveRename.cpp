@@ -1,8 +1,11 @@
 #include "MorvCore/Platform/ExclusiveRename.h"
 
 #include "MorvCore/Foundation/Errors.h"
+#include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/FileStat.h"
+#include "MorvCore/Platform/VolumeNumber.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -12,7 +15,23 @@ namespace morv {
 
 namespace {
 
-[[noreturn]] void refuse() {
+// FAT, exFAT, NTFS and SMB answer a name that they cannot keep as they answer a flag that they do not know.
+bool refusesName(const FileURL& url) {
+    const auto name = url.lastComponent();
+    const bool isSuspect = name.find_first_of("\"*:<>?\\|") != std::string_view::npos ||
+                           std::ranges::any_of(name, [](char c) { return c >= 0 && c < ' '; }) ||
+                           name.ends_with('.') || name.ends_with(' ');
+    const auto parent = url.parent();
+    const auto folder = statIfPresent(parent);
+    if (!isSuspect || !folder)
+        return false;
+    return !volumeTraits(folder->device, AT_FDCWD, parent.path().c_str()).keepsEveryName;
+}
+
+[[noreturn]] void refuse(const FileURL& to) {
+    if (refusesName(to))
+        throw FileOperationError::unsupported("The destination volume does not accept the name “" +
+                                              displayText(to.lastComponent()) + "”.");
     throw FileOperationError::unsupported(
         "This volume cannot rename without replacing. Nothing was changed at the destination.");
 }
@@ -20,10 +39,10 @@ namespace {
 void publishByLink(int fromDirectory, const std::string& fromName, int toDirectory, const std::string& toName,
                    const FileURL& to) {
     if (!statAt(fromDirectory, fromName).isRegular())
-        refuse();
+        refuse(to);
     if (::linkat(fromDirectory, fromName.c_str(), toDirectory, toName.c_str(), 0) != 0) {
         if (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL)
-            refuse();
+            refuse(to);
         throw PosixError(errno, to.path());
     }
     if (::unlinkat(fromDirectory, fromName.c_str(), 0) != 0) {

@@ -32,6 +32,7 @@ constexpr std::uint64_t ncp = 0x564C, plan9 = 0x01021997;
 constexpr std::array stableTypes = {ext, btrfs, f2fs, zfs};
 constexpr std::array trustedTypes = {ext, xfs, btrfs, f2fs, tmpfs, zfs};
 constexpr std::array lossyTypes = {fat, exfat, ntfs, ntfs3, smb, cifs, smb2, fuse};
+constexpr std::array narrowNameTypes = {fat, exfat, ntfs, ntfs3, smb, cifs, smb2};
 constexpr std::array remoteTypes = {smb, cifs, smb2, fuse, nfs, ceph, afs, kafs, coda, ncp, plan9};
 
 template <std::size_t N>
@@ -102,6 +103,7 @@ VolumeTraits describe(std::uint64_t device, const struct statfs& system) {
         traits.number = stableNumber(traits.type, id);
     traits.isTrustedLocal = contains(trustedTypes, traits.type);
     traits.keepsMetadata = !contains(lossyTypes, traits.type);
+    traits.keepsEveryName = !contains(narrowNameTypes, traits.type);
     traits.verifyFromDevice = contains(remoteTypes, traits.type) || isRemovable(device);
     return traits;
 }

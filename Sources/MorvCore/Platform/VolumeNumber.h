@@ -20,6 +20,8 @@ struct VolumeTraits {
     bool isTrustedLocal = false;
     /// Keeps permission bits, attributes and exact times (not FAT, exFAT, NTFS, SMB or FUSE).
     bool keepsMetadata = true;
+    /// A name may hold any byte but "/" (not on FAT, exFAT, NTFS or SMB, which answer EINVAL to some).
+    bool keepsEveryName = true;
     /// Removable, network or FUSE: what was written is read back from the device, not from memory.
     bool verifyFromDevice = false;
 };

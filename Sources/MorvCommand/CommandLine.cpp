@@ -1,0 +1,182 @@
+#include "MorvCommand/CommandLine.h"
+
+#include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Platform/UserFolders.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <utility>
+
+namespace morv {
+
+namespace {
+
+constexpr char shield = '\x01';
+
+// CLI11 takes a value in brackets for a list and "++" for the end of a command. Both are good file names.
+std::string shielded(std::string argument) {
+    if (argument == "++" || (!argument.empty() && (argument.front() == '[' || argument.front() == shield)))
+        argument.insert(argument.begin(), shield);
+    return argument;
+}
+
+std::string unshielded(std::string value) {
+    if (!value.empty() && value.front() == shield)
+        value.erase(0, 1);
+    return value;
+}
+
+std::vector<FileURL> urls(const std::vector<std::string>& values) {
+    std::vector<FileURL> result;
+    result.reserve(values.size());
+    for (const auto& value : values) {
+        if (value.empty())
+            throw UsageError("An empty name is no file.");
+        result.push_back(FileURL::fromArgument(unshielded(value)));
+    }
+    return result;
+}
+
+struct RawArguments {
+    std::optional<std::string> data;
+    bool json = false;
+    bool hidden = false;
+    bool yes = false;
+    std::vector<std::string> paths;
+    std::string kind;
+    std::optional<std::string> to;
+    std::optional<std::string> name;
+    std::vector<std::string> tags;
+    std::string collision = "keepBoth";
+    std::string planFile;
+    std::string operation;
+};
+
+void addRequestOptions(CLI::App& command, RawArguments& raw) {
+    command.add_option("KIND", raw.kind, "copy, move, rename, duplicate, trash, newFolder, alias, tags, …")
+        ->required();
+    command.add_option("SOURCE", raw.paths, "What to act on");
+    command.add_option("--to", raw.to, "The destination folder")->type_name("FOLDER");
+    command
+        .add_option("--name", raw.name,
+                    "The new name; for several sources a template with {name}, {ext}, {n}")
+        ->type_name("NAME");
+    command.add_option("--tag", raw.tags, "A tag; may be given again")
+        ->type_name("TAG")
+        ->allow_extra_args(false);
+    command.add_option("--collision", raw.collision, "What to do with a taken name: keepBoth, skip or fail")
+        ->type_name("POLICY");
+}
+
+FileURL dataDirectory(const std::optional<std::string>& option) {
+    if (option) {
+        if (option->empty())
+            throw UsageError("An empty name is no data directory.");
+        return FileURL::fromArgument(unshielded(*option)).asFolder();
+    }
+    if (const char* environment = std::getenv("MORV_DATA_DIRECTORY"))
+        return FileURL::fromArgument(environment).asFolder();
+    return dataHome().child("Morv").asFolder();
+}
+
+OperationRequest request(const RawArguments& raw) {
+    OperationRequest result;
+    const auto kind = operationKind(raw.kind);
+    if (!kind)
+        throw UsageError(fmt::format("“{}” is not a kind of operation.", displayText(raw.kind)));
+    const auto collision = collisionPolicy(raw.collision);
+    if (!collision)
+        throw UsageError(fmt::format("“{}” is not a collision policy: choose keepBoth, skip or fail.",
+                                     displayText(raw.collision)));
+    if (!std::ranges::all_of(raw.tags, isValidUTF8))
+        throw UsageError("A tag must be UTF-8 text.");
+    result.kind = *kind;
+    result.collision = *collision;
+    result.sources = urls(raw.paths);
+    for (const auto& tag : raw.tags)
+        result.tags.push_back(unshielded(tag));
+    if (raw.to)
+        result.destination = urls({*raw.to}).front();
+    if (raw.name)
+        result.newName = unshielded(*raw.name);
+    return result;
+}
+
+std::string sentence(std::string text) {
+    std::ranges::replace(text, '\n', ' ');
+    text = displayText(text);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '.'))
+        text.pop_back();
+    return text + ".";
+}
+
+} // namespace
+
+CommandLine parseCommandLine(int count, const char* const* arguments) {
+    RawArguments raw;
+    CLI::App app("Morv on the command line: plans, verified operations, receipts and undo.", "morvctl");
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.add_option("--data", raw.data,
+                   "The data directory, instead of $MORV_DATA_DIRECTORY or the user’s own")
+        ->type_name("DIR");
+    app.add_flag("--json", raw.json, "Print records as one JSON document");
+
+    auto& list = *app.add_subcommand("list", "List a folder");
+    list.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
+    list.add_flag("--hidden", raw.hidden, "Show hidden items too");
+    auto& info = *app.add_subcommand("info", "Say what items are");
+    info.add_option("PATH", raw.paths, "The items")->required();
+    auto& fingerprint = *app.add_subcommand("fingerprint", "Print the digests of files and trees");
+    fingerprint.add_option("PATH", raw.paths, "The items")->required();
+    auto& plan = *app.add_subcommand("plan", "Preview an operation; nothing is changed");
+    addRequestOptions(plan, raw);
+    auto& run = *app.add_subcommand("run", "Preview an operation and carry it out");
+    addRequestOptions(run, raw);
+    run.add_flag("--yes", raw.yes, "Accept the plan’s warnings beforehand");
+    auto& execute = *app.add_subcommand("execute", "Carry out a plan that “plan --json” printed");
+    execute.add_option("PLANFILE", raw.planFile, "The plan, or - for standard input")->required();
+    auto& undo = *app.add_subcommand("undo", "Undo an operation");
+    undo.add_option("ID", raw.operation, "The operation; without it the newest that can be undone");
+    auto& history = *app.add_subcommand("history", "Show the receipts of all operations");
+
+    std::vector<std::string> reversed;
+    for (int i = count - 1; i > 0; --i)
+        reversed.push_back(shielded(arguments[i]));
+    try {
+        app.parse(std::move(reversed));
+    } catch (const CLI::CallForHelp&) {
+        throw HelpRequest(app.help());
+    } catch (const CLI::CallForAllHelp&) {
+        throw HelpRequest(app.help("", CLI::AppFormatMode::All));
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(sentence(error.what()));
+    }
+
+    CommandLine result;
+    const std::array verbs = {std::pair(&list, Verb::list), std::pair(&info, Verb::info),
+                              std::pair(&plan, Verb::plan), std::pair(&fingerprint, Verb::fingerprint),
+                              std::pair(&run, Verb::run),   std::pair(&execute, Verb::execute),
+                              std::pair(&undo, Verb::undo), std::pair(&history, Verb::history)};
+    result.verb = std::ranges::find_if(verbs, [](const auto& verb) { return verb.first->parsed(); })->second;
+    result.output = raw.json ? OutputForm::json : OutputForm::text;
+    result.dataDirectory = dataDirectory(raw.data);
+    result.hidden = raw.hidden ? HiddenItems::show : HiddenItems::skip;
+    result.review = raw.yes ? Review::accepted : Review::ask;
+    if (result.verb == Verb::plan || result.verb == Verb::run)
+        result.request = request(raw);
+    else
+        result.paths = urls(raw.paths);
+    result.planFile = unshielded(raw.planFile);
+    if (undo.parsed() && !raw.operation.empty()) {
+        result.operation = UUID::parse(raw.operation);
+        if (!result.operation)
+            throw UsageError(fmt::format("“{}” is not the id of an operation.", displayText(raw.operation)));
+    }
+    return result;
+}
+
+} // namespace morv

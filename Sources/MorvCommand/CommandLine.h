@@ -1,0 +1,50 @@
+// What morvctl was asked to do, as typed.
+//
+// Value       names and paths are bytes; relative paths are taken from the working directory
+// Threading   stateless
+#pragma once
+
+#include "MorvCore/Folders/DirectoryService.h"
+#include "MorvCore/Operations/FileOperationEngine.h"
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace morv {
+
+enum class Verb : std::uint8_t { list, info, fingerprint, plan, run, execute, undo, history };
+enum class OutputForm : std::uint8_t { text, json };
+/// Whether a plan that needs review was accepted beforehand (--yes).
+enum class Review : std::uint8_t { ask, accepted };
+
+struct CommandLine {
+    Verb verb = Verb::list;
+    OutputForm output = OutputForm::text;
+    FileURL dataDirectory;
+    HiddenItems hidden = HiddenItems::skip;
+    Review review = Review::ask;
+    std::vector<FileURL> paths;    ///< list: the one folder; info, fingerprint: the items
+    OperationRequest request;      ///< plan, run
+    std::string planFile;          ///< execute: a path, or "-" for standard input
+    std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
+};
+
+/// The arguments make no sense; what() is one sentence.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Help was asked for; what() is the page.
+class HelpRequest : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws UsageError or HelpRequest. Looks nothing up on disk but the working directory.
+CommandLine parseCommandLine(int count, const char* const* arguments);
+
+} // namespace morv

@@ -1,0 +1,298 @@
+#include "MorvCommand/Commands.h"
+
+#include "MorvCommand/Interruption.h"
+#include "MorvCommand/Presentation.h"
+#include "MorvCommand/ProgressLine.h"
+#include "MorvCore/Operations/OperationFiles.h"
+#include "MorvCore/Operations/TreePass.h"
+#include "MorvCore/Platform/Descriptor.h"
+#include "MorvCore/Records/SQLiteStore.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+namespace morv {
+
+namespace {
+
+void print(std::string_view text) {
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+        throw PosixError(errno, "standard output");
+}
+
+void printLine(std::string_view text) {
+    print(text);
+    print("\n");
+}
+
+template <class T>
+std::string jsonArray(const std::vector<T>& values) {
+    std::string text = "[";
+    for (const auto& value : values) {
+        if (text.size() > 1)
+            text += ",";
+        text += toJSON(value);
+    }
+    return text + "]";
+}
+
+// Draws what the engine tells until it is gone. The engine wakes from whichever thread counts, so taking and
+// drawing are one step; a wake-up that is under way may outlive the stream, so what it uses is shared.
+class ProgressReader {
+public:
+    ProgressReader(FileOperationEngine& engine, ProgressLine& line)
+        : shared_(std::make_shared<Shared>()), line_(line) {
+        auto stream = engine.progress([shared = shared_, &line] {
+            const MutexLock lock(shared->mutex);
+            while (const auto moment = shared->stream ? shared->stream->take() : std::nullopt)
+                line.show(*moment);
+        });
+        const MutexLock lock(shared_->mutex);
+        shared_->stream = std::move(stream);
+    }
+    ~ProgressReader() {
+        {
+            const MutexLock lock(shared_->mutex);
+            shared_->stream.reset();
+        }
+        line_.erase();
+    }
+    ProgressReader(const ProgressReader&) = delete;
+    ProgressReader& operator=(const ProgressReader&) = delete;
+
+private:
+    struct Shared {
+        Mutex mutex;
+        std::unique_ptr<EngineStream<OperationProgress>> stream MORV_GUARDED_BY(mutex);
+    };
+
+    const std::shared_ptr<Shared> shared_;
+    ProgressLine& line_;
+};
+
+class Command {
+public:
+    Command(const CommandLine& line, const Interruption& interruption)
+        : line_(line), interruption_(interruption) {}
+
+    int list() const {
+        const auto entries =
+            DirectoryService().entries(line_.paths.front(), line_.hidden, interruption_.token());
+        if (json()) {
+            printLine(jsonArray(entries));
+        } else {
+            for (const auto& entry : entries)
+                print(listingLine(entry));
+        }
+        return ExitStatus::done;
+    }
+
+    int info() const {
+        std::vector<FileEntry> entries;
+        for (const auto& path : line_.paths)
+            entries.push_back(DirectoryService::entry(path));
+        if (json()) {
+            printLine(jsonArray(entries));
+        } else {
+            for (const auto& entry : entries)
+                print(infoText(entry));
+        }
+        return ExitStatus::done;
+    }
+
+    int fingerprint() {
+        ProgressMeter meter(UUID::random(), ProgressMeter::Items::found, observer());
+        const ReadingContext reading{.stop = interruption_.token(), .progress = &meter};
+        std::vector<FileFingerprint> fingerprints;
+        for (const auto& path : line_.paths)
+            fingerprints.push_back(readFingerprint(OperationFiles::normalized(path), reading));
+        progress_.erase();
+        if (json()) {
+            printLine(jsonArray(fingerprints));
+        } else {
+            for (std::size_t i = 0; i < fingerprints.size(); ++i)
+                print(fingerprintText(line_.paths[i], fingerprints[i]));
+        }
+        return ExitStatus::done;
+    }
+
+    int plan() {
+        const auto plan = planOperation(line_.request, nullptr, interruption_.token(), observer());
+        progress_.erase();
+        print(planAnswer(plan));
+        return ExitStatus::done;
+    }
+
+    int run() {
+        Journal journal(line_.dataDirectory);
+        const auto plan = journal.engine.plan(line_.request, interruption_.token(), observer());
+        progress_.erase();
+        if (plan.requiresReview() && line_.review == Review::ask) {
+            if (!canAsk()) {
+                print(planAnswer(plan));
+                fmt::print(stderr,
+                           "This plan needs review. Nothing was changed. Repeat with --yes to accept it.\n");
+                return ExitStatus::needsReview;
+            }
+            if (!accepted(plan)) {
+                if (json())
+                    print(planAnswer(plan));
+                return interruption_.signal() != 0 ? ExitStatus::stopped(interruption_.signal())
+                                                   : ExitStatus::needsReview;
+            }
+        } else if (!json()) {
+            print(planText(plan));
+        }
+        return execute(journal.engine, plan);
+    }
+
+    int executePlanFile() {
+        FileOperationPlan plan;
+        fromJSON(planDocument(), plan);
+        Journal journal(line_.dataDirectory);
+        return execute(journal.engine, plan);
+    }
+
+    int undo() {
+        Journal journal(line_.dataDirectory);
+        auto id = line_.operation;
+        if (!id) {
+            const auto receipts = journal.engine.history(interruption_.token());
+            const auto newest =
+                std::ranges::find_if(receipts, [](const auto& receipt) { return receipt.canUndo(); });
+            if (newest == receipts.end())
+                throw FileOperationError::unavailable("There is no operation that can be undone.");
+            id = newest->id;
+        }
+        return answer(
+            withProgress(journal.engine, [&] { return journal.engine.undo(*id, interruption_.token()); }));
+    }
+
+    int history() const {
+        Journal journal(line_.dataDirectory);
+        const auto receipts = journal.engine.history(interruption_.token());
+        if (json()) {
+            printLine(jsonArray(receipts));
+        } else {
+            for (const auto& receipt : receipts)
+                print(historyText(receipt));
+        }
+        return ExitStatus::done;
+    }
+
+private:
+    /// The lock before the store before the engine, and the other way round at the end.
+    struct Journal {
+        explicit Journal(const FileURL& directory)
+            : lock(directory), store(directory.child("Morv.sqlite")), engine(store) {}
+
+        DataDirectoryLock lock;
+        SQLiteStore store;
+        FileOperationEngine engine;
+    };
+
+    bool json() const { return line_.output == OutputForm::json; }
+
+    ProgressMeter::Observer observer() {
+        return [this](const OperationProgress& progress) { progress_.show(progress); };
+    }
+
+    std::string planAnswer(const FileOperationPlan& plan) const {
+        return json() ? toJSON(plan) + "\n" : planText(plan);
+    }
+
+    static bool canAsk() { return isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1; }
+
+    bool accepted(const FileOperationPlan& plan) const {
+        fmt::print(stderr, "{}Carry out this plan? [y/N] ", planText(plan));
+        std::fflush(stderr);
+        if (interruption_.awaitInput(STDIN_FILENO) == Interruption::Input::interrupted)
+            return false;
+        char reply = 'n';
+        return read(STDIN_FILENO, &reply, 1) == 1 && (reply == 'y' || reply == 'Y');
+    }
+
+    std::string planDocument() const {
+        constexpr std::size_t limit = 512U << 20U;
+        Descriptor opened;
+        int input = STDIN_FILENO;
+        if (line_.planFile != "-") {
+            opened = Descriptor(open(line_.planFile.c_str(), O_RDONLY | O_CLOEXEC));
+            if (!opened)
+                throw PosixError(errno, line_.planFile);
+            input = opened.get();
+        }
+        std::string text;
+        std::array<char, 65536> piece{};
+        for (;;) {
+            if (interruption_.awaitInput(input) == Interruption::Input::interrupted)
+                throw CancellationError();
+            const auto count = read(input, piece.data(), piece.size());
+            if (count == 0)
+                return text;
+            if (count < 0 && errno != EINTR)
+                throw PosixError(errno, line_.planFile);
+            if (count > 0)
+                text.append(piece.data(), static_cast<std::size_t>(count));
+            if (text.size() > limit)
+                throw FileOperationError::unsupported("The plan is too large.");
+        }
+    }
+
+    template <class Work>
+    OperationReceipt withProgress(FileOperationEngine& engine, Work work) {
+        const ProgressReader reader(engine, progress_);
+        return work();
+    }
+
+    int execute(FileOperationEngine& engine, const FileOperationPlan& plan) {
+        return answer(withProgress(engine, [&] { return engine.execute(plan, interruption_.token()); }));
+    }
+
+    int answer(const OperationReceipt& receipt) const {
+        print(json() ? toJSON(receipt) + "\n" : receiptText(receipt));
+        if (receipt.status == OperationStatus::completed || receipt.status == OperationStatus::undone)
+            return ExitStatus::done;
+        return interruption_.signal() != 0 ? ExitStatus::stopped(interruption_.signal())
+                                           : ExitStatus::unfinished;
+    }
+
+    const CommandLine& line_;
+    const Interruption& interruption_;
+    ProgressLine progress_;
+};
+
+} // namespace
+
+int runCommand(const CommandLine& line, const Interruption& interruption) {
+    Command command(line, interruption);
+    switch (line.verb) {
+    case Verb::list:
+        return command.list();
+    case Verb::info:
+        return command.info();
+    case Verb::fingerprint:
+        return command.fingerprint();
+    case Verb::plan:
+        return command.plan();
+    case Verb::run:
+        return command.run();
+    case Verb::execute:
+        return command.executePlanFile();
+    case Verb::undo:
+        return command.undo();
+    case Verb::history:
+        return command.history();
+    }
+    return ExitStatus::badUsage;
+}
+
+} // namespace morv

@@ -1,0 +1,156 @@
+#include "MorvCommand/Presentation.h"
+
+#include "MorvCore/Foundation/ByteCount.h"
+#include "MorvCore/Foundation/Unicode.h"
+
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <fmt/format.h>
+#include <string_view>
+
+namespace morv {
+
+namespace {
+
+std::string dateText(const std::optional<Date>& date) {
+    if (!date)
+        return "–";
+    const auto seconds = static_cast<std::time_t>(std::floor(date->unixSeconds()));
+    std::tm local{};
+    std::array<char, 32> text{};
+    if (localtime_r(&seconds, &local) == nullptr)
+        return "–";
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M", &local)};
+}
+
+std::string place(const FileURL& url) {
+    return displayText(url.path());
+}
+
+std::string_view outcome(OperationItemStatus status) {
+    switch (status) {
+    case OperationItemStatus::pending:
+        return "not finished";
+    case OperationItemStatus::succeeded:
+        return "done";
+    case OperationItemStatus::skipped:
+        return "skipped";
+    case OperationItemStatus::failed:
+        return "failed";
+    case OperationItemStatus::cancelled:
+        return "cancelled";
+    case OperationItemStatus::copiedOriginalRetained:
+        return "copied, original kept";
+    case OperationItemStatus::undone:
+        return "undone";
+    }
+    return "";
+}
+
+std::string itemText(const OperationItemResult& item) {
+    std::string text = fmt::format("  {}: ", outcome(item.status));
+    if (item.source && item.destination && *item.source != *item.destination)
+        text += fmt::format("{} → {}", place(*item.source), place(*item.destination));
+    else if (item.source || item.destination)
+        text += place(item.source ? *item.source : *item.destination);
+    text += "\n";
+    if (item.error)
+        text += fmt::format("      {}\n", displayText(*item.error));
+    if (item.stagingURL)
+        text += fmt::format("      staging: {}\n", place(*item.stagingURL));
+    if (item.recoveryURL)
+        text += fmt::format("      recovery: {}\n", place(*item.recoveryURL));
+    return text;
+}
+
+std::string headText(const OperationReceipt& receipt) {
+    std::string text = fmt::format("{} · {} · {}", displayName(receipt.kind), rawValue(receipt.status),
+                                   dateText(receipt.startedAt));
+    text += fmt::format("\n  id {}\n", receipt.id.text());
+    if (receipt.message)
+        text += fmt::format("  {}\n", displayText(*receipt.message));
+    return text;
+}
+
+} // namespace
+
+std::string listingLine(const FileEntry& entry) {
+    return fmt::format("{:16}  {:>10}  {}{}\n", dateText(entry.modifiedAt), entry.formattedSize(),
+                       displayText(entry.name),
+                       entry.isDirectory      ? "/"
+                       : entry.isSymbolicLink ? "@"
+                                              : "");
+}
+
+std::string infoText(const FileEntry& entry) {
+    std::string text = place(entry.url()) + "\n";
+    const auto line = [&text](std::string_view name, std::string_view value) {
+        text += fmt::format("  {:<10}{}\n", name, value);
+    };
+    line("Kind", entry.isSymbolicLink ? "Symbolic link" : title(entry.kind));
+    line("Size", fmt::format("{} ({} bytes)", entry.formattedSize(), entry.size));
+    line("Modified", dateText(entry.modifiedAt));
+    line("Added", dateText(entry.addedAt));
+    line("Identity", entry.resourceIdentity());
+    line("Available", rawValue(entry.availability));
+    line("Writable", entry.isWritable ? "yes" : "no");
+    for (const auto& tag : entry.tags())
+        line("Tag", displayText(tag));
+    return text;
+}
+
+std::string fingerprintText(const FileURL& url, const FileFingerprint& fingerprint) {
+    return fmt::format("{}\n  kind      {}\n  bytes     {}\n  identity  {}\n  content   {}\n  state     {}\n"
+                       "  metadata  {}\n",
+                       place(url), fingerprint.kind, fingerprint.byteCount, fingerprint.identity,
+                       fingerprint.contentDigest, fingerprint.stateDigest, fingerprint.metadataDigest);
+}
+
+std::string planText(const FileOperationPlan& plan) {
+    std::int64_t total = 0;
+    std::string items;
+    for (const auto& item : plan.items) {
+        if (item.source)
+            items += fmt::format("  {}\n", place(*item.source));
+        if (item.destination)
+            items += fmt::format("    → {}\n", place(*item.destination));
+        if (item.skipReason)
+            items += fmt::format("    skipped: {}\n", displayText(*item.skipReason));
+        else if (item.fingerprint)
+            total += item.fingerprint->byteCount;
+    }
+    std::string text = fmt::format("{}: {} {}", displayName(plan.kind), plan.items.size(),
+                                   plan.items.size() == 1 ? "item" : "items");
+    if (plan.kind != OperationKind::newFolder)
+        text += ", " + formatByteCount(total);
+    text += "\n";
+    text += items;
+    if (plan.kind == OperationKind::tags) {
+        text += "Tags:";
+        for (const auto& tag : plan.tags)
+            text += fmt::format(" “{}”", displayText(tag));
+        text += plan.tags.empty() ? " none\n" : "\n";
+    }
+    for (const auto& warning : plan.warnings)
+        text += fmt::format("Warning: {}\n", displayText(warning));
+    return text;
+}
+
+std::string receiptText(const OperationReceipt& receipt) {
+    std::string text = headText(receipt);
+    for (const auto& item : receipt.items)
+        text += itemText(item);
+    return text;
+}
+
+std::string historyText(const OperationReceipt& receipt) {
+    std::string text = headText(receipt);
+    for (const auto& item : receipt.items) {
+        if (item.error || item.stagingURL || item.recoveryURL)
+            text += itemText(item);
+    }
+    return text;
+}
+
+} // namespace morv

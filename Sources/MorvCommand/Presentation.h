@@ -1,0 +1,27 @@
+// Records as text for people. Names and sentences from outside go through displayText.
+//
+// Threading   stateless
+#pragma once
+
+#include "MorvCore/Folders/FileEntry.h"
+#include "MorvCore/Operations/Operations.h"
+
+#include <string>
+
+namespace morv {
+
+/// One line of a listing: time of modification, size, and the name ("/" after a folder, the target's arrow is
+/// left out: a link is not followed). Ends in a line feed, as all texts here do.
+std::string listingLine(const FileEntry& entry);
+std::string infoText(const FileEntry& entry);
+std::string fingerprintText(const FileURL& url, const FileFingerprint& fingerprint);
+
+/// The preview: each source, its exact destination, skips, warnings and the total size.
+std::string planText(const FileOperationPlan& plan);
+
+/// Every item with its outcome, staging and recovery places.
+std::string receiptText(const OperationReceipt& receipt);
+/// One operation of the history: its head, and the items that something is to be said about.
+std::string historyText(const OperationReceipt& receipt);
+
+} // namespace morv

@@ -1,0 +1,1 @@
+#include "MorvApp/Model/AppModel.h"

@@ -1,0 +1,1 @@
+#include "MorvCore/Inspection/FolderInsights.h"

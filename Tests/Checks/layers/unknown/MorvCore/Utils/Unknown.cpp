@@ -1,0 +1,1 @@
+#include "MorvCore/Foundation/UUID.h"

@@ -1,0 +1,1 @@
+#include "MorvCore/Operations/Operations.h"

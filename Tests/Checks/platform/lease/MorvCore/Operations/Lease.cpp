@@ -1,0 +1,1 @@
+int f(int d) { return fcntl(d, F_SETLEASE, 0); }

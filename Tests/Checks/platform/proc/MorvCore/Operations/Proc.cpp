@@ -1,0 +1,1 @@
+const char* mounts = "/proc/self/mountinfo";
