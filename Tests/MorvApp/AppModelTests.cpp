@@ -179,7 +179,7 @@ TEST_F(AppModelTest, aHistoryReadNeverRollsBackWhatTheStreamBrought) {
     probe.run(
         TaskLane::reading, [&](const std::stop_token&) { services.engine.history(); },
         [&] { drained = true; }, [](const std::exception_ptr&) {});
-    ASSERT_TRUE(eventually([&] { return drained; }));
+    ASSERT_TRUE(eventually([&] { return drained && !services.engine.hasActiveOperation(); }));
 
     {
         const std::lock_guard lock(mutex);
