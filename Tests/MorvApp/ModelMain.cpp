@@ -6,5 +6,5 @@ int main(int argc, char** argv) {
     morv::test::usePrivateHome();
     testing::InitGoogleTest(&argc, argv);
     const QCoreApplication application(argc, argv);
-    return RUN_ALL_TESTS();
+    return morv::test::runTests();
 }

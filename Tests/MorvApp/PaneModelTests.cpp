@@ -247,6 +247,13 @@ TEST_F(PaneModelTest, aLargeFolderIsSortedAgainWithoutLosingAnEntry) {
     EXPECT_EQ(pane.displayedEntries().size(), 2100U);
     EXPECT_EQ(pane.displayedEntry(0).name, "n2099");
     EXPECT_EQ(pane.displayedEntry(2099).name, "n0");
+
+    std::size_t fewest = 2100;
+    QObject::connect(&pane, &PaneModel::entriesChanged,
+                     [&] { fewest = std::min(fewest, pane.displayedEntries().size()); });
+    pane.refresh();
+    ASSERT_TRUE(settled(pane));
+    EXPECT_EQ(fewest, 2100U) << "a new reading takes no row away before it knows";
 }
 
 } // namespace

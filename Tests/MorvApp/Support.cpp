@@ -35,6 +35,13 @@ void usePrivateHome() {
     setenv("LC_ALL", "C.UTF-8", 1);
 }
 
+int runTests() {
+    const int result = RUN_ALL_TESTS();
+    if (result == 0)
+        fs::remove_all(std::getenv("MORV_TEST_ROOT"));
+    return result;
+}
+
 FolderTest::FolderTest() {
     std::string path = std::string(std::getenv("MORV_TEST_ROOT")) + "/test-XXXXXX";
     if (!mkdtemp(path.data()))

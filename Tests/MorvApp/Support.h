@@ -16,6 +16,9 @@ namespace morv::test {
 /// Points HOME and the XDG folders of this process at a new temporary folder; called before Qt starts.
 void usePrivateHome();
 
+/// Runs the tests and, when none failed, removes the temporary folder.
+int runTests();
+
 class FolderTest : public testing::Test {
 protected:
     FolderTest();

@@ -10,5 +10,5 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const QApplication application(argc, argv);
     morv::Theme::shared().apply(morv::Appearance::light);
-    return RUN_ALL_TESTS();
+    return morv::test::runTests();
 }

@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTreeView>
+#include <filesystem>
 
 namespace morv {
 namespace {
@@ -252,6 +253,36 @@ TEST_F(WindowTest, thePointerSelectsItemsAndAreas) {
     QTest::mouseMove(view.viewport(), centre(0));
     EXPECT_THAT(selected(), ElementsAre("a", "b"));
     QTest::mouseRelease(view.viewport(), Qt::LeftButton, {}, centre(0));
+}
+
+TEST_F(WindowTest, cancelStopsWhatIsUnderWay) {
+    const auto large = file("large");
+    std::filesystem::resize_file(large.path(), 1'000'000'000);
+    open();
+    auto* cancel = find<QPushButton>("cancelOperation");
+    EXPECT_FALSE(cancel->isVisible());
+    key(Qt::Key_Down);
+    key(Qt::Key_D, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return cancel->isVisible(); }));
+    cancel->click();
+    ASSERT_TRUE(eventually([&] { return !cancel->isVisible() && !app().isOperating(); }));
+    ASSERT_TRUE(settled());
+    EXPECT_FALSE(exists(work.child("large 2")));
+    EXPECT_EQ(std::filesystem::file_size(large.path()), 1'000'000'000U);
+    key(Qt::Key_F5);
+    EXPECT_TRUE(settled()) << "the window goes on";
+}
+
+TEST_F(WindowTest, theKeyboardStaysBesideWhatHasGone) {
+    for (const auto* name : {"a", "b", "c", "d"})
+        file(name);
+    open();
+    type(QStringLiteral("b"));
+    key(Qt::Key_Delete);
+    ASSERT_TRUE(becomes(work, {"a", "c", "d"}));
+    ASSERT_TRUE(eventually([&] { return app().activePane().entries().size() == 3; }) && settled());
+    key(Qt::Key_Right);
+    EXPECT_THAT(selected(), ElementsAre("d"));
 }
 
 TEST_F(WindowTest, aReviewOfThousandsOpensAtOnce) {

@@ -94,7 +94,8 @@ void PaneModel::load(ViewRecord record) {
     const auto generation = ++requestGeneration_;
 
     auto read = [directories = services_.directories, &store = services_.store, folder = location_,
-                 known = preferences_, record](const std::stop_token& stop, const auto& emit) {
+                 known = preferences_, replaced = record == ViewRecord::keep ? entries_.size() : 0,
+                 record](const std::stop_token& stop, const auto& emit) {
         auto preferences = known;
         if (record == ViewRecord::load) {
             preferences = recordedView(store, folder);
@@ -119,7 +120,9 @@ void PaneModel::load(ViewRecord record) {
                 sorter.add(EntryList::firstRef(list.batches().size()), *batch);
                 list.append(std::make_shared<const std::vector<FileEntry>>(std::move(*batch)));
                 isPublished = false;
-                if (isFirst || std::chrono::steady_clock::now() - lastPublication >= publicationInterval)
+                const bool isDue =
+                    isFirst || std::chrono::steady_clock::now() - lastPublication >= publicationInterval;
+                if (isDue && list.size() >= replaced)
                     publishList();
             }
         } catch (const std::exception&) {

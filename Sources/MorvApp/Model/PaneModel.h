@@ -79,7 +79,8 @@ public:
     void back();
     void forward();
     void up();
-    /// Reads the folder again; entries and selection stay until the new reading publishes.
+    /// Reads the folder again. Entries and selection stay until the new reading has found as many entries, or
+    /// has ended: rows that still exist never blink, and the view never has to scroll away from them.
     void refresh();
 
     /// Changes how the folder is shown and saves it for this folder. A change of `showHidden` reads again.

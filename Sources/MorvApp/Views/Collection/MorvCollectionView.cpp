@@ -76,15 +76,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
             slowLoading_.stop();
         viewport()->update();
     });
-    connect(&pane(), &PaneModel::loaded, this, [this] {
-        // What was just made or pasted is brought into view.
-        if (const auto selected = pane().selectedEntries(); !selected.empty() && current_ < 0) {
-            currentKey_ = EntryKey(*selected.front());
-            findCurrent();
-            if (current_ >= 0)
-                scrollTo(current_);
-        }
-    });
+    connect(&pane(), &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
     connect(&app_, &AppModel::renameRequested, this, &MorvCollectionView::beginInlineRename);
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
@@ -96,6 +88,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
 
 void MorvCollectionView::buildHeader() {
     header_ = new QHeaderView(Qt::Horizontal, this);
+    header_->setObjectName(QStringLiteral("columns"));
     header_->setModel(new HeaderModel(header_));
     header_->setSectionsClickable(true);
     header_->setHighlightSections(false);
@@ -169,7 +162,7 @@ void MorvCollectionView::locationChanged() {
     returnedFrom_ = shownLocation_.parent() == location ? std::optional(shownLocation_) : std::nullopt;
     shownLocation_ = location;
     currentKey_.reset();
-    current_ = anchor_ = -1;
+    current_ = anchor_ = lastCurrent_ = -1;
     typedPrefix_.clear();
     verticalScrollBar()->setValue(0);
     setAccessibleName(QStringLiteral("Files in ") + shown(location.lastComponent()));
@@ -213,9 +206,24 @@ void MorvCollectionView::findCurrent() {
         return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_;
     });
     if (found != order.end())
-        current_ = anchor_ = found - order.begin();
-    else if (!pane().isLoading())
-        currentKey_.reset();
+        current_ = anchor_ = lastCurrent_ = found - order.begin();
+}
+
+void MorvCollectionView::settleCurrent() {
+    if (current_ >= 0 || count() == 0)
+        return;
+    if (const auto selected = pane().selectedEntries(); !selected.empty()) {
+        // What was just made, renamed or pasted is brought into view.
+        currentKey_ = EntryKey(*selected.front());
+        findCurrent();
+        if (current_ >= 0)
+            scrollTo(current_);
+    } else if (currentKey_ && lastCurrent_ >= 0) {
+        // The item has gone: its neighbour is where the next key begins.
+        current_ = anchor_ = std::min(lastCurrent_, count() - 1);
+        currentKey_ = EntryKey(entry(current_));
+        viewport()->update();
+    }
 }
 
 QPoint MorvCollectionView::toContent(QPoint viewportPoint) const {
@@ -344,7 +352,7 @@ void MorvCollectionView::invertSelection() {
 
 void MorvCollectionView::moveTo(std::int64_t index, Select select) {
     const auto anchor = anchor_;
-    current_ = index;
+    current_ = lastCurrent_ = index;
     currentKey_ = EntryKey(entry(index));
     switch (select) {
     case Select::only:

@@ -81,6 +81,7 @@ private:
     void locationChanged();
     void preferencesChanged();
     void findCurrent();
+    void settleCurrent();
     void moveTo(std::int64_t index, Select select);
     void selectRange(std::int64_t from, std::int64_t to);
     void scrollTo(std::int64_t index);
@@ -97,8 +98,9 @@ private:
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
-    std::int64_t current_ = -1; ///< index of the item that has the keyboard; -1: none
-    std::int64_t anchor_ = -1;  ///< where a range begins
+    std::int64_t current_ = -1;     ///< index of the item that has the keyboard; -1: none
+    std::int64_t lastCurrent_ = -1; ///< where it was, for when the item has gone
+    std::int64_t anchor_ = -1;      ///< where a range begins
     std::int64_t hovered_ = -1;
     std::optional<FileURL> returnedFrom_; ///< the child folder that was left by going up
     FileURL shownLocation_;

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 
+#include "MorvApp/Views/Sheets/RowDelegate.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -43,6 +44,7 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     table->setObjectName(QStringLiteral("activityItems"));
     table->setAccessibleName(QStringLiteral("Items of the operation"));
     table->setModel(items_);
+    table->setItemDelegate(new RowDelegate(table));
     table->setRootIsDecorated(false);
     table->setUniformRowHeights(true);
     table->setTextElideMode(Qt::ElideMiddle);

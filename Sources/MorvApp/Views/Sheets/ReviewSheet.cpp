@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
 
+#include "MorvApp/Views/Sheets/RowDelegate.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/ByteCount.h"
@@ -55,7 +56,7 @@ ReviewSheet::ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window)
         warnings->setSelectionMode(QAbstractItemView::NoSelection);
         warnings->setAccessibleName(QStringLiteral("Warnings"));
         const auto lines = std::min<std::size_t>(plan_.warnings.size(), 4);
-        warnings->setFixedHeight(static_cast<int>(lines) * (fontMetrics().height() + 4) + 10);
+        warnings->setFixedHeight(static_cast<int>(lines) * (fontMetrics().height() + 2) + 10);
         body()->addWidget(warnings);
     }
     items_ = new PlanModel(plan_, this);
@@ -63,6 +64,7 @@ ReviewSheet::ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window)
     table->setObjectName(QStringLiteral("reviewItems"));
     table->setAccessibleName(QStringLiteral("Items"));
     table->setModel(items_);
+    table->setItemDelegate(new RowDelegate(table));
     table->setRootIsDecorated(false);
     table->setUniformRowHeights(true);
     table->setTextElideMode(Qt::ElideMiddle);
@@ -87,8 +89,8 @@ ReviewSheet::ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window)
     });
     connect(items_, &PlanModel::remainingChanged, this, &ReviewSheet::updateTotals);
     updateTotals();
-    table->setCurrentIndex(items_->index(0, 0));
     present(table);
+    table->setCurrentIndex(items_->index(0, 0));
 }
 
 void ReviewSheet::updateTotals() {

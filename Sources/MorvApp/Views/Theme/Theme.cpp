@@ -166,13 +166,14 @@ QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QHeaderView { background: $content; border: none; }
 QHeaderView::section { background: $content; color: $secondary; border: none;
                        border-bottom: 1px solid $separator; padding: 4px 8px; }
-QHeaderView::section:first { padding-left: 16px; }
+QHeaderView#columns::section:first { padding-left: 16px; }
 QHeaderView::section:hover { color: $text; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
-QTreeView::item { height: 28px; padding: 0 4px; }
+QTreeView::item { padding: 0 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
+QTreeView QHeaderView::section { padding: 6px 4px; }
 QProgressBar { border: none; border-radius: 2px; background: $quiet; max-height: 4px; min-height: 4px; }
 QProgressBar::chunk { border-radius: 2px; background: $accent; }
 QFrame#card { background: $window; border: 1px solid $separator; border-radius: 12px; }
@@ -180,7 +181,7 @@ QFrame#bar { background: $window; border: none; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }
 QFrame#segments QToolButton { padding: 4px 8px; margin: 2px; border-radius: 4px; }
-QFrame#segments QToolButton:checked { background: $raised; }
+QFrame#segments QToolButton:checked { background: $segment; }
 QFrame#separator { background: $separator; border: none; }
 QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
@@ -191,6 +192,7 @@ QLabel#heading { font-weight: 600; }
 )");
     auto errorBack = c.failure;
     errorBack.setAlpha(0x1C);
+    const QColor segment = appearance_ == Appearance::dark ? QColor(0x4A, 0x4F, 0x5A) : c.raised;
     auto handle = c.secondaryText;
     handle.setAlpha(0x66);
     const std::pair<const char*, QColor> names[] = {
@@ -199,6 +201,7 @@ QLabel#heading { font-weight: 600; }
         {"$secondary", c.secondaryText}, {"$separator", c.separator},  {"$hover", c.hover},
         {"$selection", c.selection},     {"$quiet", c.quietSelection}, {"$failure", c.failure},
         {"$warning", c.warning},         {"$errorBack", errorBack},    {"$handle", handle},
+        {"$segment", segment},
     };
     for (const auto& [name, colour] : names)
         sheet.replace(QLatin1String(name), css(colour));

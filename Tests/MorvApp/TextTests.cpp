@@ -1,0 +1,88 @@
+#include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Window/ProgressStrip.h"
+#include "MorvCore/Platform/UserFolders.h"
+#include "Tests/MorvApp/Support.h"
+
+#include <QDateTime>
+
+namespace morv {
+namespace {
+
+TEST(Text, aTypedPathBecomesALocationAndNothingElse) {
+    const auto base = FileURL::folder("/base/sub");
+    struct Row {
+        const char* typed;
+        std::string expected;
+    };
+    const Row rows[] = {
+        {"/tmp/x/", "/tmp/x"},
+        {"  /tmp/x  ", "/tmp/x"},
+        {"~", homeFolder().path()},
+        {"~/Music", homeFolder().path() + "/Music"},
+        {"~other", "/base/sub/~other"},
+        {"deeper/and/../on", "/base/sub/deeper/on"},
+        {"..", "/base"},
+        {"../../../..", "/"},
+        {"file:///a%20b", "/a b"},
+        {"https://example.org", "/base/sub/https:/example.org"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(typedLocation(QString::fromUtf8(row.typed), base).path(), row.expected) << row.typed;
+}
+
+TEST(Text, namesFromOutsideCannotDisguiseThemselves) {
+    EXPECT_EQ(shown("plain é.txt"), QString::fromUtf8("plain é.txt"));
+    for (const auto* name : {"cod\xe2\x80\xaegnp.exe", "line\nbreak", "tab\there", "bad\xff"}) {
+        const auto text = shown(name);
+        for (const auto character : text)
+            EXPECT_FALSE(character.category() == QChar::Other_Control ||
+                         character.category() == QChar::Other_Format)
+                << name;
+    }
+    EXPECT_EQ(shownPath(homeFolder().child("Music")), QStringLiteral("~/Music"));
+    EXPECT_EQ(shownPath(FileURL::fromPath(homeFolder().path() + "2/x")), shown(homeFolder().path() + "2/x"))
+        << "only what lies in the home folder";
+}
+
+TEST(Text, datesAndKindsReadAsPeopleSayThem) {
+    const auto at = [](const QDateTime& moment) {
+        return shownDate(Date::fromUnix(static_cast<double>(moment.toSecsSinceEpoch())));
+    };
+    const auto noon = QDateTime(QDate::currentDate(), QTime(12, 5));
+    EXPECT_EQ(at(noon), QStringLiteral("Today 12:05"));
+    EXPECT_EQ(at(QDateTime(noon.date(), QTime(0, 0))), QStringLiteral("Today 00:00"));
+    EXPECT_EQ(at(noon.addDays(-1)), QStringLiteral("Yesterday 12:05"));
+    EXPECT_EQ(at(QDateTime(QDate(2024, 3, 3), QTime(14, 2))), QStringLiteral("3 Mar 2024 14:02"));
+    EXPECT_FALSE(at(noon.addDays(1)).startsWith(QLatin1String("Today")));
+
+    const auto kind = [](const char* name, FileKind family) {
+        FileEntry entry;
+        entry.name = name;
+        entry.kind = family;
+        return shownKind(entry);
+    };
+    EXPECT_EQ(kind("a.png", FileKind::image), QStringLiteral("PNG image"));
+    EXPECT_EQ(kind("Makefile", FileKind::other), QStringLiteral("File"));
+    EXPECT_EQ(kind(".profile", FileKind::other), QStringLiteral("File"));
+    EXPECT_EQ(kind("a.verylong", FileKind::other), QStringLiteral("File"));
+    EXPECT_EQ(shownCount(1), QStringLiteral("1 item"));
+    EXPECT_EQ(shownCount(0), QStringLiteral("0 items"));
+}
+
+TEST(ProgressStrip, saysOnlyWhatIsKnown) {
+    OperationProgress progress;
+    EXPECT_EQ(ProgressStrip::amounts(progress), QString());
+    progress.bytesDone = 1'200'000'000;
+    EXPECT_EQ(ProgressStrip::amounts(progress), QStringLiteral("1.2 GB"));
+    progress.bytesTotal = 3'600'000'000;
+    progress.itemsTotal = 1;
+    EXPECT_EQ(ProgressStrip::amounts(progress), QStringLiteral("1.2 GB of 3.6 GB"));
+    progress.bytesPerSecond = 20'000'000;
+    EXPECT_EQ(ProgressStrip::amounts(progress),
+              QStringLiteral("1.2 GB of 3.6 GB · 20 MB/s · about 2 minutes left"));
+    progress.bytesDone = progress.bytesTotal - 1;
+    EXPECT_TRUE(ProgressStrip::amounts(progress).endsWith(QLatin1String("a few seconds left")));
+}
+
+} // namespace
+} // namespace morv
