@@ -3,6 +3,7 @@
 #include "MorvCore/Platform/ReadLease.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
+#include <algorithm>
 #include <ctime>
 #include <fcntl.h>
 
@@ -12,6 +13,8 @@ namespace {
 
 constexpr std::int64_t settledNanoseconds = 100'000'000;
 
+} // namespace
+
 bool isSettled(const FileTime& changed) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -20,8 +23,6 @@ bool isSettled(const FileTime& changed) {
                static_cast<std::int64_t>(changed.nanoseconds) >=
            settledNanoseconds;
 }
-
-} // namespace
 
 DigestAdmission::DigestAdmission(const FileStat& info, int descriptor)
     : before_(info), descriptor_(descriptor),
@@ -51,6 +52,25 @@ void ContentDigestCache::admit(const FileStat& info, CachedFile file) {
         old_.swap(young_);
     }
     young_.insert_or_assign(Key(info), std::move(file));
+}
+
+std::shared_ptr<const RememberedTree> ContentDigestCache::findTree(const FileStat& top) const {
+    const MutexLock lock(mutex_);
+    const auto found = std::ranges::find_if(
+        trees_, [&](const auto& tree) { return tree->device() == top.device && tree->inode() == top.inode; });
+    return found == trees_.end() ? nullptr : *found;
+}
+
+void ContentDigestCache::remember(std::shared_ptr<const RememberedTree> tree) {
+    const MutexLock lock(mutex_);
+    std::erase_if(trees_, [&](const auto& other) {
+        return tree->device() == other->device() && tree->inode() == other->inode();
+    });
+    trees_.push_front(std::move(tree));
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < trees_.size(); ++i)
+        if ((total += trees_[i]->size()) > treeItems && i > 0)
+            trees_.resize(i);
 }
 
 } // namespace morv

@@ -13,10 +13,13 @@
 
 #include "MorvCore/Foundation/ContentHash.h"
 #include "MorvCore/Foundation/Mutex.h"
+#include "MorvCore/Operations/RememberedTree.h"
 #include "MorvCore/Platform/FileStat.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -28,6 +31,9 @@ struct CachedFile {
     Digest attributes{};
     std::string tags; ///< sorted, joined by NUL
 };
+
+/// Whether a change time lies far enough back that any later change must show a later one.
+bool isSettled(const FileTime& changed);
 
 /// Watches one file while it is hashed; made before the first read.
 class DigestAdmission {
@@ -49,6 +55,10 @@ public:
     std::optional<CachedFile> find(const FileStat& info) const;
     /// Only for what a DigestAdmission proved. The oldest entries make room.
     void admit(const FileStat& info, CachedFile file);
+
+    /// The tree of this top folder as it was read last, if it is remembered.
+    std::shared_ptr<const RememberedTree> findTree(const FileStat& top) const;
+    void remember(std::shared_ptr<const RememberedTree> tree);
 
 private:
     struct Key {
@@ -73,7 +83,11 @@ private:
     /// Of one generation; the cache holds two, and forgets the older one when the younger is full.
     static constexpr std::size_t capacity = 65'536;
 
+    /// Of remembered trees, all together.
+    static constexpr std::size_t treeItems = 400'000;
+
     mutable Mutex mutex_;
+    std::deque<std::shared_ptr<const RememberedTree>> trees_ MORV_GUARDED_BY(mutex_); ///< newest first
     Generation young_ MORV_GUARDED_BY(mutex_);
     Generation old_ MORV_GUARDED_BY(mutex_);
 };

@@ -100,8 +100,11 @@ private:
     void publish(const FileURL& staging);
     void flushDestination() const;
     void renameFromSource(const std::string& name, const FileURL& to);
-    FileFingerprint fingerprintAfterRename(const FileURL& url, const RenameProof& proof,
+    FileFingerprint fingerprintAfterRename(const FileURL& url, const FileFingerprint& verified,
+                                           const RenameProof& proof,
                                            const std::optional<ReadFile>& known) const;
+    std::optional<FileFingerprint> fingerprintOfRenamedTree(const FileURL& url,
+                                                            const FileFingerprint& verified) const;
 
     const ItemWorkRequest& request_;
     const FileOperationItem& item_;
@@ -308,11 +311,15 @@ FileFingerprint ItemWork::publishVerifiedCopy(const FileURL& staging, ReadFrom r
             "The destination appeared during copying. Both items were preserved.");
     checkpoint();
     publish(staging);
-    return fingerprintAfterRename(*item_.destination, proof, stagedFile);
+    return fingerprintAfterRename(*item_.destination, staged, proof, stagedFile);
 }
 
-FileFingerprint ItemWork::fingerprintAfterRename(const FileURL& url, const RenameProof& proof,
+/// The fingerprint of what was `verified` and has been renamed since.
+FileFingerprint ItemWork::fingerprintAfterRename(const FileURL& url, const FileFingerprint& verified,
+                                                 const RenameProof& proof,
                                                  const std::optional<ReadFile>& known) const {
+    if (auto renamed = fingerprintOfRenamedTree(url, verified))
+        return *renamed;
     auto context = reading();
     // What already stands must be told of: from here on cancellation only changes how it is reported.
     context.stop = {};
@@ -322,6 +329,23 @@ FileFingerprint ItemWork::fingerprintAfterRename(const FileURL& url, const Renam
     if (proved)
         proof.keep(*proved, *request_.cache);
     return fingerprint;
+}
+
+/// A rename changes nothing below a folder. Should somebody else have changed something since it was
+/// verified, then the result is not what this says, and undo will preserve it.
+std::optional<FileFingerprint> ItemWork::fingerprintOfRenamedTree(const FileURL& url,
+                                                                  const FileFingerprint& verified) const {
+    if (!request_.cache || verified.kind != "directory")
+        return std::nullopt;
+    const auto top = statItem(url);
+    const auto tree = request_.cache->findTree(top);
+    if (!tree || tree->fingerprint() != verified)
+        return std::nullopt;
+    auto renamed = tree->renamed(top);
+    if (!renamed)
+        return std::nullopt;
+    request_.cache->remember(renamed);
+    return renamed->fingerprint();
 }
 
 // MARK: Moves
@@ -346,7 +370,9 @@ Performed ItemWork::moveOrRename() {
         return moveAcrossVolumes();
     }
     flushDestination();
-    return {item_.destination, {}, fingerprintAfterRename(*item_.destination, *sourceProof_, sourceFile_)};
+    return {item_.destination,
+            {},
+            fingerprintAfterRename(*item_.destination, *item_.fingerprint, *sourceProof_, sourceFile_)};
 }
 
 /// Renames the very item that was revalidated, and makes its absence durable.
@@ -411,7 +437,7 @@ Performed ItemWork::trash() {
     phase(OperationPhase::finishing);
     const auto place = request_.trash.trash(*item_.source);
     try {
-        return {place, {}, fingerprintAfterRename(place, *sourceProof_, sourceFile_)};
+        return {place, {}, fingerprintAfterRename(place, *item_.fingerprint, *sourceProof_, sourceFile_)};
     } catch (...) {
         throw MutationFailure(
             fmt::format("The item is in Trash, but Morv could not verify it for automatic restoration: {}",

@@ -3,17 +3,18 @@
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/ContentDigestCache.h"
+#include "MorvCore/Operations/FolderListing.h"
 #include "MorvCore/Operations/ItemAttributes.h"
 #include "MorvCore/Operations/OperationFiles.h"
-#include "MorvCore/Platform/CloudPlaceholder.h"
 #include "MorvCore/Platform/FileCopy.h"
+#include "MorvCore/Platform/SyncPlaceholder.h"
+#include "MorvCore/Platform/VolumeNumber.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <deque>
-#include <dirent.h>
 #include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -46,6 +47,9 @@ struct Folder {
     std::vector<std::pair<std::string, std::string>>
         attributes; ///< for the copy, set when its children stand
 
+    std::vector<ListedName> children; ///< until the walk takes them
+    RememberedTree::Folder memory;
+
     std::string below(const std::string& name) const {
         return isBase ? std::string() : relative + "/" + name;
     }
@@ -59,6 +63,7 @@ struct Visit {
     std::string state;
     std::string metadata;
     std::int64_t byteCount = 0;
+    bool isProved = false; ///< what was read may be remembered
     std::exception_ptr error;
 };
 
@@ -73,11 +78,6 @@ struct Segment {
     std::vector<Visit> visits;
     std::size_t claimed = 0; ///< guarded by the reader's mutex
     std::size_t done = 0;    ///< likewise
-};
-
-struct Child {
-    std::string name;
-    bool isFolder = false;
 };
 
 void appendText(std::string& to, std::string_view text) {
@@ -115,7 +115,7 @@ private:
     struct Frame {
         std::shared_ptr<Folder> folder; ///< null while its descriptors are given up
         std::string name;
-        std::vector<Child> children;
+        std::vector<ListedName> children;
         std::size_t next = 0;
         // What survives giving up the descriptors.
         std::string relative;
@@ -124,6 +124,8 @@ private:
         std::vector<std::pair<std::string, std::string>> attributes;
     };
 
+    std::optional<FileFingerprint> recall(const Folder& base, const std::string& name, const FileStat& info);
+
     // Walking: the calling thread.
     void walk(const std::shared_ptr<Folder>& base);
     std::shared_ptr<Folder> enter(const std::shared_ptr<Folder>& parent, const std::string& name);
@@ -131,10 +133,11 @@ private:
     void pushFrame(std::vector<Frame>& stack, std::shared_ptr<Folder> folder, std::string name);
     void popFrame(std::vector<Frame>& stack, const std::shared_ptr<Folder>& base);
     void reopen(Frame& frame, const Folder& child);
-    std::vector<Child> list(const Folder& folder) const;
+    void list(Folder& folder) const;
     void push(std::shared_ptr<Segment> segment);
     void consumeFront();
     void feed(Visit& visit);
+    void remember(const Segment& segment, const Visit& visit);
     void leave(const Segment& segment);
 
     // Visiting: any thread.
@@ -177,6 +180,7 @@ private:
     ContentHash content_, state_, metadata_;
     std::int64_t byteCount_ = 0;
     FileStat topInfo_;
+    std::optional<RememberedTreeBuilder> builder_;
 
     std::deque<std::shared_ptr<Segment>> stream_;
     std::size_t itemsInStream_ = 0;
@@ -231,6 +235,11 @@ FileFingerprint TreePass::run() {
     const auto info = located(*base, name, [&] { return statAt(base->source.get(), name); });
     const auto kind = OperationFiles::kindOf(info);
     if (info.isDirectory()) {
+        if (auto remembered = recall(*base, name, info))
+            return *remembered;
+        if (context_.cache && !copy_ &&
+            volumeTraits(info.device, base->source.get(), name.c_str()).isTrustedLocal)
+            builder_.emplace();
         walk(base);
     } else {
         Visit only;
@@ -250,7 +259,23 @@ FileFingerprint TreePass::run() {
     result.metadataDigest = hexText(metadata_.finish());
     result.byteCount = byteCount_;
     result.kind = kind;
+    if (auto tree = builder_ ? builder_->finish(result) : nullptr)
+        context_.cache->remember(std::move(tree));
     return result;
+}
+
+/// What was read of this tree before, when it is proved to be still the same.
+std::optional<FileFingerprint> TreePass::recall(const Folder& base, const std::string& name,
+                                                const FileStat& info) {
+    const auto tree = useCache_ && !copy_ ? context_.cache->findTree(info) : nullptr;
+    if (!tree)
+        return std::nullopt;
+    auto fingerprint = tree->recall(base.source.get(), name, context_.stop);
+    if (fingerprint && context_.progress) {
+        context_.progress->addBytes(tree->byteCount());
+        context_.progress->addFoundItems(static_cast<std::int64_t>(tree->size()));
+    }
+    return fingerprint;
 }
 
 // MARK: Walking
@@ -292,7 +317,7 @@ void TreePass::walk(const std::shared_ptr<Folder>& base) {
 
 void TreePass::pushFrame(std::vector<Frame>& stack, std::shared_ptr<Folder> folder, std::string name) {
     Frame frame;
-    frame.children = list(*folder);
+    frame.children = std::move(folder->children);
     frame.name = std::move(name);
     frame.relative = folder->relative;
     frame.info = folder->info;
@@ -356,10 +381,16 @@ std::shared_ptr<Folder> TreePass::enter(const std::shared_ptr<Folder>& parent, c
         topInfo_ = folder->info;
     if (copy_)
         makeTargetFolder(*parent, name, *folder);
+    folder->memory = {{}, attributes.digest, attributes.tags, isSettled(folder->info.changed)};
+    list(*folder);
 
     auto segment = std::make_shared<Segment>();
     segment->kind = Segment::Kind::entered;
-    compose(segment->visits.emplace_back(), folder->relative, "directory", folder->info, attributes);
+    segment->folder = folder;
+    auto& visit = segment->visits.emplace_back();
+    visit.name = name;
+    visit.info = folder->info;
+    compose(visit, folder->relative, "directory", folder->info, attributes);
     folder->attributes = std::move(attributes.values);
     push(std::move(segment));
     return folder;
@@ -383,35 +414,19 @@ void TreePass::makeTargetFolder(const Folder& parent, const std::string& name, F
     });
 }
 
-std::vector<Child> TreePass::list(const Folder& folder) const {
-    const int duplicate = fcntl(folder.source.get(), F_DUPFD_CLOEXEC, 0);
-    DIR* stream = duplicate < 0 ? nullptr : fdopendir(duplicate);
-    if (!stream) {
-        const int code = errno;
-        if (duplicate >= 0)
-            close(duplicate);
-        throw PosixError(code, top_.path() + folder.relative);
+void TreePass::list(Folder& folder) const {
+    try {
+        folder.children = listFolderWithKinds(folder.source.get());
+    } catch (const PosixError& error) {
+        throw PosixError(error.code(), top_.path() + folder.relative);
     }
-    const std::unique_ptr<DIR, int (*)(DIR*)> owner(stream, closedir);
-    std::vector<Child> children;
-    for (;;) {
-        errno = 0;
-        const dirent* entry = readdir(stream);
-        if (!entry) {
-            if (errno != 0)
-                throw PosixError(errno, top_.path() + folder.relative);
-            break;
-        }
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
-        bool isFolder = entry->d_type == DT_DIR;
-        if (entry->d_type == DT_UNKNOWN)
-            isFolder = statAt(folder.source.get(), std::string(name)).isDirectory();
-        children.push_back({std::string(name), isFolder});
+    if (builder_) {
+        ContentHash names;
+        for (const auto& child : folder.children)
+            names.append(child.name);
+        folder.memory.listing = names.finish();
     }
-    std::ranges::stable_sort(children, canonicallyLess, &Child::name);
-    return children;
+    std::ranges::stable_sort(folder.children, canonicallyLess, &ListedName::name);
 }
 
 // MARK: The ordered stream
@@ -441,8 +456,11 @@ void TreePass::consumeFront() {
         while (segment->done != segment->visits.size())
             lock.wait(workDone_);
     }
-    for (auto& visit : segment->visits)
+    for (auto& visit : segment->visits) {
         feed(visit);
+        if (builder_)
+            remember(*segment, visit);
+    }
     if (segment->kind == Segment::Kind::left)
         leave(*segment);
 }
@@ -458,12 +476,25 @@ void TreePass::feed(Visit& visit) {
         context_.progress->addFoundItems(1);
 }
 
+void TreePass::remember(const Segment& segment, const Visit& visit) {
+    const auto tail = std::string_view(visit.state).substr(visit.state.find('\0') + 1);
+    const RememberedTreeBuilder::Entry entry{visit.info, visit.name, tail, visit.isProved};
+    if (segment.kind == Segment::Kind::entered)
+        builder_->enterFolder(entry, segment.folder->memory);
+    else
+        builder_->add(entry);
+}
+
 void TreePass::leave(const Segment& segment) {
     const auto& folder = *segment.folder;
     const auto now = located(*segment.parent, segment.name,
                              [&] { return statAt(segment.parent->source.get(), segment.name); });
     if (!isUnchanged(now, folder.info))
         throw changedWhileInspected(segment.name);
+    if (builder_ && now.changed == folder.info.changed)
+        builder_->leaveFolder();
+    else
+        builder_.reset();
     if (copy_)
         setAttributes(folder.target.get(), folder.info, folder.attributes,
                       shown(*segment.parent, segment.name));
@@ -555,6 +586,7 @@ void TreePass::visitLink(const Folder& folder, Visit& visit, const FileStat& inf
     if (static_cast<std::size_t>(length) == target.size())
         throw changedWhileInspected(visit.name);
     target.resize(static_cast<std::size_t>(length));
+    visit.isProved = isSettled(info.changed);
     compose(visit, folder.below(visit.name), "symbolicLink", info, noAttributes());
     appendText(visit.content, target);
     if (copy_) {
@@ -584,6 +616,7 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
             *context_.topFile = ReadFile{info, {digest, attributes.digest, attributes.tags}};
     };
     if (const auto known = copy_ ? std::nullopt : findUnchanged(info)) {
+        visit.isProved = true;
         finish({known->tags, known->attributes, {}}, known->content, info.size);
         if (context_.progress)
             context_.progress->addBytes(info.size);
@@ -595,7 +628,7 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
     if (!statDescriptor(file.get()).isSameItem(info))
         throw FileOperationError::changed("A file changed while being inspected.");
     const auto target = AttributeTarget::descriptor(file.get());
-    if (isCloudPlaceholder(info, visit.name, target))
+    if (isSyncPlaceholder(info, visit.name, target))
         throw FileOperationError::unavailable(displayText(visit.name) +
                                               " is a cloud placeholder. Download it before this operation.");
     const auto stop = stop_.get_token();
@@ -625,8 +658,10 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
     const auto after = statAt(folder.source.get(), visit.name);
     if (!isUnchanged(after, info))
         throw changedWhileInspected(visit.name);
-    if (admission && wasRead && admission->isProved(after))
+    if (admission && wasRead && admission->isProved(after)) {
+        visit.isProved = true;
         context_.cache->admit(info, {digest, attributes.digest, attributes.tags});
+    }
     finish(attributes, digest, count);
 }
 

@@ -1,0 +1,109 @@
+#include "MorvApp/Model/FileClipboard.h"
+
+#include "MorvCore/Foundation/Unicode.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace morv {
+
+namespace {
+
+/// Lines without their ends; what others write may end in CRLF, a line feed too many, or a NUL.
+std::vector<std::string_view> lines(std::string_view text) {
+    std::vector<std::string_view> result;
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        auto line = text.substr(0, end);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        while (!line.empty() && (line.back() == '\r' || line.back() == '\0'))
+            line.remove_suffix(1);
+        if (!line.empty())
+            result.push_back(line);
+    }
+    return result;
+}
+
+} // namespace
+
+bool FileClipboard::write(const std::vector<FileURL>& urls, Mode mode) {
+    std::string uriList;
+    std::string copied = mode == Mode::move ? "cut" : "copy";
+    std::string plain;
+    for (const auto& url : urls) {
+        const auto uri = url.absoluteString();
+        uriList += uri + "\r\n";
+        copied += "\n" + uri;
+        if (!plain.empty())
+            plain += '\n';
+        plain += displayText(url.path());
+    }
+    const bool written = board_.write({{uriListType, uriList},
+                                       {copiedFilesType, copied},
+                                       {cutSelectionType, mode == Mode::move ? "1" : "0"},
+                                       {plainTextType, plain}});
+    if (written && mode == Mode::move)
+        pendingMove_ = PendingMove{board_.changeCount(), urls};
+    else
+        pendingMove_.reset();
+    return written;
+}
+
+FileClipboard::Offer FileClipboard::readBoard() const {
+    Offer offer;
+    const auto take = [&offer](std::string_view uri) {
+        if (auto url = FileURL::parse(uri))
+            offer.urls.push_back(std::move(*url));
+    };
+    if (const auto copied = board_.read(copiedFilesType)) {
+        const auto parts = lines(*copied);
+        if (!parts.empty() && (parts.front() == "copy" || parts.front() == "cut")) {
+            offer.mode = parts.front() == "cut" ? Mode::move : Mode::copy;
+            std::for_each(parts.begin() + 1, parts.end(), take);
+            return offer;
+        }
+    }
+    if (const auto list = board_.read(uriListType)) {
+        const auto cut = board_.read(cutSelectionType);
+        offer.mode = cut && cut->starts_with('1') ? Mode::move : Mode::copy;
+        std::ranges::for_each(lines(*list), take);
+        return offer;
+    }
+    if (const auto plain = board_.read(plainTextType))
+        for (const auto line : lines(*plain)) {
+            if (line.starts_with('/'))
+                offer.urls.push_back(FileURL::fromPath(line));
+            else
+                take(line);
+        }
+    return offer;
+}
+
+FileClipboard::Offer FileClipboard::read() {
+    auto offer = readBoard();
+    if (!pendingMove_)
+        return offer;
+    if (pendingMove_->changeCount == board_.changeCount()) {
+        if (pendingMove_->urls == offer.urls)
+            return {std::move(offer.urls), Mode::move};
+        offer.mode = Mode::copy;
+    }
+    pendingMove_.reset();
+    return offer;
+}
+
+void FileClipboard::completedMove(const std::unordered_map<FileURL, FileURL>& mapping) {
+    if (!pendingMove_ || pendingMove_->changeCount != board_.changeCount())
+        return;
+    auto urls = pendingMove_->urls;
+    bool anyMoved = false;
+    for (auto& url : urls)
+        if (const auto moved = mapping.find(url); moved != mapping.end()) {
+            url = moved->second;
+            anyMoved = true;
+        }
+    if (anyMoved)
+        write(urls, Mode::copy);
+}
+
+} // namespace morv

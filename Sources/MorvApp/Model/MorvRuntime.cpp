@@ -1,0 +1,75 @@
+#include "MorvApp/Model/MorvRuntime.h"
+
+#include "MorvCore/Platform/UserFolders.h"
+
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace morv {
+
+namespace {
+
+ItemOpener& sharedOpener() {
+    static ItemOpener opener;
+    return opener;
+}
+
+} // namespace
+
+Environment processEnvironment() {
+    Environment result;
+    for (char** entry = environ; entry && *entry; ++entry) {
+        const std::string_view text = *entry;
+        if (const auto equals = text.find('='); equals != std::string_view::npos)
+            result.emplace(text.substr(0, equals), text.substr(equals + 1));
+    }
+    return result;
+}
+
+MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObservers observers)
+    : environment(std::move(given)), defaults(configurationHome().child("Morv").child("Morv.conf")),
+      lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
+      engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
+      opener(std::move(itemOpener)), tasks_(pools) {
+    // The Activity list reports a history that cannot be read; at launch nobody has asked for it.
+    tasks_.run(
+        TaskLane::reading, [this](const std::stop_token& stop) { engine.history(stop); }, [] {},
+        [](const std::exception_ptr&) {});
+}
+
+FileURL MorvServices::dataDirectory(const Environment& environment) {
+    if (const auto directory = value(environment, "MORV_DATA_DIRECTORY"))
+        return FileURL::folder(*directory);
+    return dataHome().child("Morv").asFolder();
+}
+
+FileURL MorvServices::firstFolder() const {
+    if (const auto start = value(environment, "MORV_START_DIRECTORY"))
+        return FileURL::folder(*start);
+    if (auto last = defaults.lastLocation())
+        return *last;
+    if (auto downloads = userFolder(UserFolder::downloads))
+        return *downloads;
+    return homeFolder();
+}
+
+MorvRuntime& MorvRuntime::shared() {
+    // Never released: workers may still be using the services while the process ends.
+    static auto* runtime = new MorvRuntime(processEnvironment(), sharedOpener());
+    return *runtime;
+}
+
+void MorvRuntime::setSharedOpener(ItemOpener opener) {
+    sharedOpener() = std::move(opener);
+}
+
+MorvRuntime::MorvRuntime(Environment environment, ItemOpener opener) {
+    try {
+        services_ = std::make_unique<MorvServices>(std::move(environment), std::move(opener));
+    } catch (const std::exception& error) {
+        startupError_ = error.what();
+    }
+}
+
+} // namespace morv

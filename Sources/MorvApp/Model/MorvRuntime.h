@@ -1,0 +1,73 @@
+// What every window of the process shares, or the reason why there is none.
+//
+// Protocol    the first MorvRuntime::shared() opens everything; there is no shutdown beyond the order of
+//             destruction, because every owner makes its own state durable when it writes
+// Threading   made and used on the main thread; the store and the engine are safe to share
+#pragma once
+
+#include "MorvApp/Model/Environment.h"
+#include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/UserDefaults.h"
+#include "MorvCore/Operations/FileOperationEngine.h"
+#include "MorvCore/Records/SQLiteStore.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace morv {
+
+/// Opens an item with the desktop's default application. Called on a worker; throws with a sentence.
+using ItemOpener = std::function<void(const FileURL&)>;
+
+class MorvServices {
+public:
+    /// Opens the record store in the data directory and starts reading the engine's history, which repairs
+    /// what an interrupted process left. Throws PersistenceError or PosixError; nothing stands then.
+    explicit MorvServices(Environment environment, ItemOpener opener = {}, EngineObservers observers = {});
+    MorvServices(const MorvServices&) = delete;
+    MorvServices& operator=(const MorvServices&) = delete;
+
+    /// MORV_DATA_DIRECTORY as it is given, else "Morv" in the user's data folder.
+    static FileURL dataDirectory(const Environment& environment);
+    /// Where a new window begins: MORV_START_DIRECTORY, the last folder, Downloads, home. Not looked up.
+    FileURL firstFolder() const;
+    /// With a start folder from the environment the remembered one is left alone.
+    bool remembersLocation() const { return !value(environment, "MORV_START_DIRECTORY"); }
+
+    const Environment environment;
+    UserDefaults defaults;
+
+private:
+    DataDirectoryLock lock_;
+
+public:
+    SQLiteStore store;
+    FileOperationEngine engine;
+    ItemOpener opener;
+    TaskPools pools;
+
+private:
+    TaskScope tasks_;
+};
+
+class MorvRuntime {
+public:
+    /// Made on the first call, from the process environment.
+    static MorvRuntime& shared();
+    explicit MorvRuntime(Environment environment, ItemOpener opener = {});
+
+    /// Exactly one of the two is present.
+    MorvServices* services() { return services_.get(); }
+    const std::optional<std::string>& startupError() const { return startupError_; }
+
+    /// How shared() opens items; set before its first call.
+    static void setSharedOpener(ItemOpener opener);
+
+private:
+    std::unique_ptr<MorvServices> services_;
+    std::optional<std::string> startupError_;
+};
+
+} // namespace morv

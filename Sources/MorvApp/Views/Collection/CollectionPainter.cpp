@@ -1,0 +1,148 @@
+#include "MorvApp/Views/Collection/CollectionPainter.h"
+
+#include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Theme/Theme.h"
+
+#include <QPainter>
+#include <QTextLayout>
+#include <QTextOption>
+
+namespace morv {
+
+namespace {
+
+constexpr int gridTop = 10;
+constexpr int gridGap = 6;
+constexpr double unavailableOpacity = 0.45;
+
+} // namespace
+
+CollectionPainter::CollectionPainter(QPainter& painter, IconCache& icons, const ThemeColours& colours,
+                                     bool hasFocus)
+    : painter_(painter), icons_(icons), colours_(colours), hasFocus_(hasFocus) {
+    painter_.setRenderHint(QPainter::Antialiasing);
+}
+
+QRect CollectionPainter::gridNameRect(const QRect& cell, int picture) {
+    const int top = cell.top() + gridTop + picture + gridGap;
+    return {cell.left() + Space::small, top, cell.width() - 2 * Space::small, cell.bottom() - top - 2};
+}
+
+QRect CollectionPainter::listNameRect(const QRect& row, int picture, const ListColumns& columns) {
+    const int left = row.left() + Space::small + picture + Space::small;
+    return {left, row.top(), columns[0].first + columns[0].second - left - Space::small, row.height()};
+}
+
+void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
+    const auto frame = QRectF(rect).adjusted(1.5, 1.5, -1.5, -1.5);
+    QColor fill = Qt::transparent;
+    if (state.isSelected)
+        fill = hasFocus_ ? colours_.selection : colours_.quietSelection;
+    else if (state.isHovered)
+        fill = colours_.hover;
+    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, 1.5) : QPen(Qt::NoPen));
+    painter_.setBrush(fill);
+    painter_.drawRoundedRect(frame, Space::radius, Space::radius);
+}
+
+void CollectionPainter::paintPicture(const QRect& rect, const FileEntry& entry) {
+    const auto density = painter_.device()->devicePixelRatioF();
+    const bool faint = entry.availability == FileAvailability::unavailable;
+    if (faint)
+        painter_.setOpacity(unavailableOpacity);
+    const auto draw = [this, density](const QRect& place, const QPixmap& pixmap) {
+        const auto size = pixmap.size() / density;
+        painter_.drawPixmap(QPoint(place.left() + (place.width() - size.width()) / 2,
+                                   place.top() + (place.height() - size.height()) / 2),
+                            pixmap);
+    };
+    draw(rect, icons_.file(entry, rect.width(), density));
+    if (entry.isSymbolicLink) {
+        const int badge = rect.width() > 32 ? 22 : 10;
+        draw({rect.left(), rect.bottom() - badge + 1, badge, badge},
+             icons_.named(QStringLiteral("emblem-symbolic-link"), badge, density));
+    }
+    painter_.setOpacity(1);
+}
+
+void CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
+    QTextLayout layout(text, painter_.font());
+    QTextOption option(Qt::AlignHCenter);
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    auto first = layout.createLine();
+    first.setLineWidth(rect.width());
+    const auto second = layout.createLine();
+    layout.endLayout();
+    const QFontMetrics metrics(painter_.font());
+    const int height = metrics.height();
+    const QRect top(rect.left(), rect.top(), rect.width(), height);
+    const int split = first.textLength();
+    painter_.drawText(top, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
+                      text.left(split).trimmed());
+    if (second.isValid())
+        // The end of a name tells files apart as often as its beginning.
+        painter_.drawText(top.translated(0, height), Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
+                          metrics.elidedText(text.mid(split), Qt::ElideMiddle, rect.width()));
+}
+
+void CollectionPainter::paintGridCell(const QRect& rect, int picture, const FileEntry& entry,
+                                      CellState state) {
+    paintBackground(rect.adjusted(2, 2, -2, -2), state);
+    paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + gridTop, picture, picture}, entry);
+    if (state.isRenaming)
+        return;
+    painter_.setPen(colours_.text);
+    paintTwoLines(gridNameRect(rect, picture), shown(entry.name));
+    if (!entry.tags().empty()) {
+        painter_.setPen(Qt::NoPen);
+        painter_.setBrush(colours_.accent);
+        painter_.drawEllipse(QPointF(rect.right() - 12, rect.top() + 12), 4, 4);
+    }
+}
+
+void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListColumns& columns,
+                                     const FileEntry& entry, CellState state) {
+    paintBackground(rect, state);
+    paintPicture({rect.left() + Space::small, rect.top() + (rect.height() - picture) / 2, picture, picture},
+                 entry);
+    const QFontMetrics metrics(painter_.font());
+    const auto cell = [&](std::size_t column, const QString& text, Qt::Alignment alignment) {
+        const auto& [left, width] = columns[column];
+        const QRect place(left + Space::small, rect.top(), width - 2 * Space::small, rect.height());
+        painter_.drawText(place, alignment | Qt::AlignVCenter | Qt::TextSingleLine,
+                          metrics.elidedText(text, Qt::ElideRight, place.width()));
+    };
+    if (!state.isRenaming) {
+        auto place = listNameRect(rect, picture, columns);
+        painter_.setPen(colours_.text);
+        QString tags;
+        for (const auto& tag : entry.tags())
+            tags += (tags.isEmpty() ? QString() : QStringLiteral(" · ")) + shown(tag);
+        const int tagWidth =
+            tags.isEmpty() ? 0
+                           : std::min(metrics.horizontalAdvance(tags) + 2 * Space::small, place.width() / 3);
+        const auto name = metrics.elidedText(shown(entry.name), Qt::ElideMiddle, place.width() - tagWidth);
+        painter_.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
+        if (tagWidth > 0) {
+            QRect pill(place.left() + metrics.horizontalAdvance(name) + Space::small, 0,
+                       tagWidth - Space::small, metrics.height() + 2);
+            pill.moveTop(rect.top() + (rect.height() - pill.height()) / 2);
+            painter_.setPen(Qt::NoPen);
+            painter_.setBrush(state.isSelected ? colours_.content : colours_.quietSelection);
+            painter_.drawRoundedRect(pill, pill.height() / 2.0, pill.height() / 2.0);
+            painter_.setPen(colours_.secondaryText);
+            painter_.drawText(pill, Qt::AlignCenter | Qt::TextSingleLine,
+                              metrics.elidedText(tags, Qt::ElideRight, pill.width() - Space::small));
+        }
+    }
+    painter_.setPen(colours_.secondaryText);
+    const bool isUnavailable = entry.availability == FileAvailability::unavailable;
+    cell(1, isUnavailable || entry.isNavigable() ? QStringLiteral("—") : ours(entry.formattedSize()),
+         Qt::AlignRight);
+    cell(2, isUnavailable ? QStringLiteral("Unavailable") : shownKind(entry), Qt::AlignLeft);
+    cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeft);
+}
+
+} // namespace morv

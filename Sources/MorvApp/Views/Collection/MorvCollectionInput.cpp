@@ -1,0 +1,363 @@
+// What hands do to a collection: keys, pointer, the editor of a name and the context menu.
+#include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Theme/Text.h"
+#include "MorvCore/Foundation/Unicode.h"
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QScrollBar>
+#include <QTimer>
+#include <algorithm>
+
+namespace morv {
+
+namespace {
+
+constexpr qint64 typeAheadPause = 800;
+constexpr int autoScrollInterval = 30;
+
+std::optional<MoveKey> moveOf(int key) {
+    switch (key) {
+    case Qt::Key_Left:
+        return MoveKey::left;
+    case Qt::Key_Right:
+        return MoveKey::right;
+    case Qt::Key_Up:
+        return MoveKey::up;
+    case Qt::Key_Down:
+        return MoveKey::down;
+    case Qt::Key_PageUp:
+        return MoveKey::pageUp;
+    case Qt::Key_PageDown:
+        return MoveKey::pageDown;
+    case Qt::Key_Home:
+        return MoveKey::home;
+    case Qt::Key_End:
+        return MoveKey::end;
+    default:
+        return std::nullopt;
+    }
+}
+
+/// Compares bytes while both are ASCII; only then is a name composed and lower-cased as a whole.
+bool beginsWith(const std::string& name, const std::string& lowerPrefix) {
+    for (std::size_t i = 0; i < lowerPrefix.size(); ++i) {
+        const auto wanted = static_cast<unsigned char>(lowerPrefix[i]);
+        const auto found = i < name.size() ? static_cast<unsigned char>(name[i]) : 0U;
+        if (wanted >= 0x80 || found >= 0x80)
+            return pathKey(name).starts_with(lowerPrefix);
+        if ((found >= 'A' && found <= 'Z' ? found + 32U : found) != wanted)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool MorvCollectionView::moveKey(QKeyEvent* event) {
+    const auto key = moveOf(event->key());
+    if (!key || event->modifiers().testFlag(Qt::AltModifier))
+        return false;
+    if (count() == 0)
+        return true;
+    const bool extends = event->modifiers().testFlag(Qt::ShiftModifier);
+    const bool onlyMoves = event->modifiers().testFlag(Qt::ControlModifier);
+    // The first key in a folder lands on its first item instead of passing it.
+    const bool isFirst = current_ < 0;
+    auto target = isFirst ? (*key == MoveKey::end ? count() - 1 : 0)
+                          : layout_.moved(current_, *key, viewport()->height());
+    const auto select = extends ? Select::extend : onlyMoves ? Select::none : Select::only;
+    moveTo(target, select);
+    return true;
+}
+
+void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
+    const auto modifiers = event->modifiers() & ~Qt::KeypadModifier;
+    if (event->key() == Qt::Key_Down && (modifiers == Qt::ControlModifier || modifiers == Qt::AltModifier))
+        return app_.perform(FileCommand::open);
+    if (moveKey(event))
+        return;
+    const bool plain = modifiers == Qt::NoModifier;
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (plain)
+            return beginInlineRename();
+        break;
+    case Qt::Key_Space:
+        if (modifiers == Qt::ControlModifier && current_ >= 0)
+            return moveTo(current_, Select::toggle);
+        if (plain && typedPrefix_.empty())
+            return;
+        break;
+    case Qt::Key_Escape:
+        return pane().setSelection({});
+    case Qt::Key_Menu:
+        return showContextMenu(viewport()->mapToGlobal(current_ >= 0 ? visualRect(current_).center()
+                                                                     : viewport()->rect().center()));
+    case Qt::Key_F10:
+        if (modifiers == Qt::ShiftModifier)
+            return showContextMenu(viewport()->mapToGlobal(current_ >= 0 ? visualRect(current_).center()
+                                                                         : viewport()->rect().center()));
+        break;
+    default:
+        break;
+    }
+    const auto text = event->text();
+    const bool isText = !text.isEmpty() && text.at(0).isPrint();
+    if (isText && (plain || modifiers == Qt::ShiftModifier))
+        return typeAhead(text);
+    QAbstractScrollArea::keyPressEvent(event);
+}
+
+void MorvCollectionView::typeAhead(const QString& text) {
+    if (!lastTyped_.isValid() || lastTyped_.elapsed() > typeAheadPause)
+        typedPrefix_.clear();
+    lastTyped_.start();
+    typedPrefix_ += typedBytes(text);
+    const auto prefix = pathKey(typedPrefix_);
+    const auto& order = pane().displayedEntries();
+    const auto found = std::ranges::find_if(
+        order, [&](EntryRef ref) { return beginsWith(pane().entries()[ref].name, prefix); });
+    if (found != order.end())
+        moveTo(found - order.begin(), Select::only);
+}
+
+void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::BackButton)
+        return app_.perform(FileCommand::back);
+    if (event->button() == Qt::ForwardButton)
+        return app_.perform(FileCommand::forward);
+    if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
+        return;
+    endInlineRename(true);
+    setFocus(Qt::MouseFocusReason);
+    const bool toggles = event->modifiers().testFlag(Qt::ControlModifier);
+    const bool extends = event->modifiers().testFlag(Qt::ShiftModifier);
+    pressedSelected_.reset();
+    if (const auto index = itemAt(event->pos())) {
+        const bool wasSelected = pane().isSelected(entry(*index));
+        if (event->button() == Qt::RightButton)
+            moveTo(*index, wasSelected ? Select::none : Select::only);
+        else if (toggles)
+            moveTo(*index, Select::toggle);
+        else if (extends)
+            moveTo(*index, Select::extend);
+        else if (wasSelected && pane().selection().size() > 1)
+            pressedSelected_ = *index;
+        else
+            moveTo(*index, Select::only);
+        return;
+    }
+    const bool keeps = toggles || extends;
+    if (!keeps)
+        pane().setSelection({});
+    if (event->button() == Qt::LeftButton)
+        band_ = RubberBand{toContent(event->pos()), toContent(event->pos()),
+                           keeps ? pane().selection() : EntrySelection{}, toggles};
+}
+
+void MorvCollectionView::mouseMoveEvent(QMouseEvent* event) {
+    if (band_) {
+        updateRubberBand(event->pos());
+        const bool outside = event->pos().y() < 0 || event->pos().y() > viewport()->height();
+        if (outside && !autoScroll_.isActive())
+            autoScroll_.start(autoScrollInterval, this);
+        else if (!outside)
+            autoScroll_.stop();
+        return;
+    }
+    const auto index = itemAt(event->pos()).value_or(-1);
+    if (index != hovered_) {
+        hovered_ = index;
+        viewport()->update();
+    }
+}
+
+void MorvCollectionView::updateRubberBand(QPoint viewportPoint) {
+    band_->corner = toContent(viewportPoint);
+    auto selection = band_->base;
+    layout_.forEachIn(QRect(band_->origin, band_->corner).normalized(), [&](std::int64_t index) {
+        EntryKey key(entry(index));
+        if (band_->toggles && band_->base.contains(key))
+            selection.erase(key);
+        else
+            selection.insert(std::move(key));
+    });
+    pane().setSelection(std::move(selection));
+    viewport()->update();
+}
+
+void MorvCollectionView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton)
+        return;
+    if (pressedSelected_ && itemAt(event->pos()) == pressedSelected_)
+        moveTo(*pressedSelected_, Select::only);
+    pressedSelected_.reset();
+    band_.reset();
+    autoScroll_.stop();
+    viewport()->update();
+}
+
+void MorvCollectionView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && itemAt(event->pos()))
+        app_.perform(FileCommand::open);
+}
+
+void MorvCollectionView::wheelEvent(QWheelEvent* event) {
+    if (event->modifiers().testFlag(Qt::ControlModifier)) {
+        if (event->angleDelta().y() != 0)
+            app_.perform(event->angleDelta().y() > 0 ? FileCommand::increaseIconSize
+                                                     : FileCommand::decreaseIconSize);
+        return event->accept();
+    }
+    QAbstractScrollArea::wheelEvent(event);
+}
+
+void MorvCollectionView::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == autoScroll_.timerId() && band_) {
+        const auto point = viewport()->mapFromGlobal(QCursor::pos());
+        const int distance = point.y() < 0 ? point.y() : std::max(0, point.y() - viewport()->height());
+        verticalScrollBar()->setValue(verticalScrollBar()->value() + distance);
+        updateRubberBand(point);
+    } else if (event->timerId() == slowLoading_.timerId()) {
+        slowLoading_.stop();
+        showsLoading_ = true;
+        viewport()->update();
+    } else {
+        QAbstractScrollArea::timerEvent(event);
+    }
+}
+
+bool MorvCollectionView::viewportEvent(QEvent* event) {
+    if (event->type() == QEvent::Leave && hovered_ >= 0) {
+        hovered_ = -1;
+        viewport()->update();
+    }
+    return QAbstractScrollArea::viewportEvent(event);
+}
+
+void MorvCollectionView::beginInlineRename() {
+    const auto selected = pane().selectedEntries();
+    if (selected.size() != 1 || editor_)
+        return;
+    const auto& item = *selected.front();
+    currentKey_ = EntryKey(item);
+    findCurrent();
+    if (current_ < 0)
+        return;
+    scrollTo(current_);
+    renamedKey_ = EntryKey(item);
+    renamedItem_ = item.url();
+    originalName_ = editableName(item.name);
+    editor_ = new QLineEdit(originalName_, viewport());
+    editor_->setObjectName(QStringLiteral("inlineName"));
+    editor_->setAccessibleName(QStringLiteral("Name"));
+    editor_->setAlignment(mode() == CollectionMode::grid ? Qt::AlignHCenter : Qt::AlignLeft);
+    editor_->installEventFilter(this);
+    placeEditor();
+    editor_->show();
+    editor_->setFocus();
+    const auto stem = item.isNavigable() ? originalName_ : editableName(renamedItem_.stem());
+    editor_->setSelection(0, static_cast<int>(stem.size()));
+    viewport()->update();
+}
+
+void MorvCollectionView::placeEditor() {
+    if (!editor_)
+        return;
+    if (current_ < 0 || current_ >= count())
+        return editor_->hide();
+    const auto cell = visualRect(current_);
+    const int height = fontMetrics().height() + 8;
+    QRect place;
+    if (mode() == CollectionMode::grid) {
+        place = CollectionPainter::gridNameRect(cell, layout_.picture()).adjusted(-4, -4, 4, 0);
+        place.setHeight(height);
+    } else {
+        place = CollectionPainter::listNameRect(cell, layout_.picture(), columns()).adjusted(-6, 0, 0, 0);
+        place.setTop(cell.top() + (cell.height() - height) / 2);
+        place.setHeight(height);
+    }
+    editor_->setGeometry(place);
+    editor_->show();
+}
+
+bool MorvCollectionView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != editor_)
+        return QAbstractScrollArea::eventFilter(watched, event);
+    if (event->type() == QEvent::ShortcutOverride) {
+        // While a name is edited every key belongs to the field: Ctrl+Z takes back text, not a file
+        // operation.
+        event->accept();
+        return true;
+    }
+    if (event->type() == QEvent::KeyPress) {
+        const auto key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) {
+            endInlineRename(key != Qt::Key_Escape);
+            setFocus();
+            return true;
+        }
+    }
+    if (event->type() == QEvent::FocusOut) {
+        const auto reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+            endInlineRename(true);
+    }
+    return false;
+}
+
+void MorvCollectionView::endInlineRename(bool commits) {
+    if (!editor_)
+        return;
+    auto* editor = std::exchange(editor_, nullptr);
+    const auto text = editor->text();
+    renamedKey_.reset();
+    editor->removeEventFilter(this);
+    editor->hide();
+    // The field may be in the middle of handling the event that ends it.
+    editor->deleteLater();
+    viewport()->update();
+    if (commits && text != originalName_ && !text.isEmpty())
+        app_.renameItem(renamedItem_, typedBytes(text));
+}
+
+void MorvCollectionView::contextMenuEvent(QContextMenuEvent* event) {
+    if (event->reason() == QContextMenuEvent::Mouse)
+        showContextMenu(event->globalPos());
+}
+
+void MorvCollectionView::showContextMenu(QPoint globalPosition) {
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    const auto add = [&](const char* title, FileCommand command) {
+        connect(menu->addAction(QString::fromUtf8(title)), &QAction::triggered, this,
+                [this, command] { app_.perform(command); });
+    };
+    const auto selected = pane().selection().size();
+    if (selected == 0) {
+        add("New Folder…", FileCommand::newFolder);
+        add("Paste", FileCommand::paste);
+    } else {
+        add("Open", FileCommand::open);
+        menu->addSeparator();
+        add("Cut", FileCommand::cut);
+        add("Copy", FileCommand::copy);
+        add("Duplicate", FileCommand::duplicate);
+        add("Make Alias", FileCommand::alias);
+        menu->addSeparator();
+        if (selected == 1)
+            add("Rename…", FileCommand::rename);
+        add("Tags…", FileCommand::tags);
+        menu->addSeparator();
+        add("Move to Trash", FileCommand::trash);
+    }
+    menu->popup(globalPosition);
+}
+
+} // namespace morv

@@ -1,0 +1,384 @@
+#include "MorvApp/Views/Collection/MorvCollectionView.h"
+
+#include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Theme/Theme.h"
+
+#include <QAbstractTableModel>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <algorithm>
+#include <array>
+
+namespace morv {
+
+namespace {
+
+constexpr std::array columnTitles = {"Name", "Size", "Kind", "Modified"};
+constexpr std::array columnSorts = {FileSort::name, FileSort::size, FileSort::kind, FileSort::modified};
+/// A folder that is read within this time never says that it is being read.
+constexpr int loadingPatience = 250;
+
+/// Only the titles: the rows are painted by the collection.
+class HeaderModel : public QAbstractTableModel {
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    int rowCount(const QModelIndex&) const override { return 0; }
+    int columnCount(const QModelIndex&) const override { return static_cast<int>(columnTitles.size()); }
+    QVariant data(const QModelIndex&, int) const override { return {}; }
+    QVariant headerData(int section, Qt::Orientation, int role) const override {
+        if (role == Qt::DisplayRole) {
+            const auto title = QLatin1String(columnTitles[static_cast<std::size_t>(section)]);
+            return section == sorted_ ? title + QString::fromUtf8(ascending_ ? "  ↑" : "  ↓")
+                                      : QString(title);
+        }
+        if (role == Qt::TextAlignmentRole)
+            return static_cast<int>((section == 1 ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
+        return {};
+    }
+    /// The arrow stands in the title, so that titles and values share their edges. -1: no column.
+    void showSort(int column, bool ascending) {
+        sorted_ = column;
+        ascending_ = ascending;
+        Q_EMIT headerDataChanged(Qt::Horizontal, 0, columnCount({}) - 1);
+    }
+
+private:
+    int sorted_ = -1;
+    bool ascending_ = true;
+};
+
+} // namespace
+
+MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
+    : QAbstractScrollArea(parent), app_(app) {
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::StrongFocus);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    viewport()->setMouseTracking(true);
+    // Every pixel is painted: the window's background is not drawn first.
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    viewport()->setObjectName(QStringLiteral("collectionViewport"));
+    buildHeader();
+    connect(&pane(), &PaneModel::entriesChanged, this, &MorvCollectionView::entriesChanged);
+    connect(&pane(), &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
+    connect(&pane(), &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
+    connect(&pane(), &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&pane(), &PaneModel::errorChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&pane(), &PaneModel::isLoadingChanged, this, [this] {
+        showsLoading_ = false;
+        if (pane().isLoading())
+            slowLoading_.start(loadingPatience, this);
+        else
+            slowLoading_.stop();
+        viewport()->update();
+    });
+    connect(&pane(), &PaneModel::loaded, this, [this] {
+        // What was just made or pasted is brought into view.
+        if (const auto selected = pane().selectedEntries(); !selected.empty() && current_ < 0) {
+            currentKey_ = EntryKey(*selected.front());
+            findCurrent();
+            if (current_ >= 0)
+                scrollTo(current_);
+        }
+    });
+    connect(&app_, &AppModel::renameRequested, this, &MorvCollectionView::beginInlineRename);
+    connect(&Theme::shared(), &Theme::changed, this, [this] {
+        icons_.clear();
+        viewport()->update();
+    });
+    locationChanged();
+    preferencesChanged();
+}
+
+void MorvCollectionView::buildHeader() {
+    header_ = new QHeaderView(Qt::Horizontal, this);
+    header_->setModel(new HeaderModel(header_));
+    header_->setSectionsClickable(true);
+    header_->setHighlightSections(false);
+    header_->setMinimumSectionSize(72);
+    header_->setSectionResizeMode(0, QHeaderView::Stretch);
+    header_->setFocusPolicy(Qt::NoFocus);
+    header_->resizeSection(1, 96);
+    header_->resizeSection(2, 148);
+    header_->resizeSection(3, 168);
+    connect(header_, &QHeaderView::sectionClicked, this, &MorvCollectionView::sortByColumn);
+    connect(header_, &QHeaderView::sectionResized, viewport(), qOverload<>(&QWidget::update));
+}
+
+void MorvCollectionView::sortByColumn(int column) {
+    auto preferences = pane().preferences();
+    const auto sort = columnSorts[static_cast<std::size_t>(column)];
+    // Newest and largest first is what a first click on those columns is for.
+    const bool startsAscending = sort == FileSort::name || sort == FileSort::kind;
+    preferences.ascending = preferences.sort == sort ? !preferences.ascending : startsAscending;
+    preferences.sort = sort;
+    pane().setPreferences(preferences);
+}
+
+ListColumns MorvCollectionView::columns() const {
+    ListColumns result;
+    for (int i = 0; i < static_cast<int>(result.size()); ++i)
+        result[static_cast<std::size_t>(i)] = {header_->sectionPosition(i) - header_->offset(),
+                                               header_->sectionSize(i)};
+    return result;
+}
+
+void MorvCollectionView::placeHeader() {
+    const bool isList = mode() == CollectionMode::list;
+    header_->setVisible(isList);
+    const int height = isList ? header_->sizeHint().height() : 0;
+    setViewportMargins(0, height, 0, 0);
+    header_->setGeometry(0, 0, viewport()->width(), height);
+}
+
+void MorvCollectionView::relayout() {
+    const auto items = static_cast<std::int64_t>(pane().displayedEntries().size());
+    const int line = fontMetrics().height();
+    if (pane().preferences().view == BrowserViewMode::list)
+        layout_ = CollectionLayout::list(items, viewport()->size(), line);
+    else
+        layout_ = CollectionLayout::grid(items, viewport()->size(),
+                                         static_cast<int>(pane().preferences().iconSize), line);
+    verticalScrollBar()->setPageStep(viewport()->height());
+    verticalScrollBar()->setSingleStep(mode() == CollectionMode::list ? layout_.cell().height() : 40);
+    verticalScrollBar()->setRange(0, std::max(0, layout_.contentHeight() - viewport()->height()));
+    hovered_ = -1;
+    placeEditor();
+    viewport()->update();
+}
+
+void MorvCollectionView::entriesChanged() {
+    // The pane empties itself for a new location before it says so.
+    if (shownLocation_ != pane().location())
+        locationChanged();
+    relayout();
+    findCurrent();
+}
+
+void MorvCollectionView::locationChanged() {
+    const auto& location = pane().location();
+    if (shownLocation_ == location)
+        return;
+    endInlineRename(false);
+    band_.reset();
+    autoScroll_.stop();
+    returnedFrom_ = shownLocation_.parent() == location ? std::optional(shownLocation_) : std::nullopt;
+    shownLocation_ = location;
+    currentKey_.reset();
+    current_ = anchor_ = -1;
+    typedPrefix_.clear();
+    verticalScrollBar()->setValue(0);
+    setAccessibleName(QStringLiteral("Files in ") + shown(location.lastComponent()));
+}
+
+void MorvCollectionView::preferencesChanged() {
+    const auto& preferences = pane().preferences();
+    const auto column = std::ranges::find(columnSorts, preferences.sort);
+    static_cast<HeaderModel*>(header_->model())
+        ->showSort(column == columnSorts.end() ? -1 : static_cast<int>(column - columnSorts.begin()),
+                   preferences.ascending);
+    const auto oldMode = mode();
+    relayout();
+    if (mode() != oldMode || !header_->isVisible()) {
+        placeHeader();
+        relayout();
+        if (current_ >= 0)
+            scrollTo(current_);
+    }
+}
+
+void MorvCollectionView::findCurrent() {
+    const auto& order = pane().displayedEntries();
+    const auto& entries = pane().entries();
+    current_ = anchor_ = -1;
+    if (!currentKey_ && returnedFrom_) {
+        const auto name = returnedFrom_->lastComponent();
+        const auto found =
+            std::ranges::find_if(order, [&](EntryRef ref) { return entries[ref].name == name; });
+        if (found != order.end()) {
+            currentKey_ = EntryKey(entries[*found]);
+            returnedFrom_.reset();
+            current_ = anchor_ = found - order.begin();
+            scrollTo(current_);
+        }
+        return;
+    }
+    if (!currentKey_)
+        return;
+    const auto found = std::ranges::find_if(order, [&](EntryRef ref) {
+        return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_;
+    });
+    if (found != order.end())
+        current_ = anchor_ = found - order.begin();
+    else if (!pane().isLoading())
+        currentKey_.reset();
+}
+
+QPoint MorvCollectionView::toContent(QPoint viewportPoint) const {
+    return viewportPoint + QPoint(0, verticalScrollBar()->value());
+}
+
+std::optional<std::int64_t> MorvCollectionView::itemAt(QPoint viewportPoint) const {
+    return layout_.indexAt(toContent(viewportPoint));
+}
+
+QRect MorvCollectionView::visualRect(std::int64_t index) const {
+    return layout_.rect(index).translated(0, -verticalScrollBar()->value());
+}
+
+void MorvCollectionView::scrollTo(std::int64_t index) {
+    const auto rect = layout_.rect(index);
+    auto* bar = verticalScrollBar();
+    if (rect.top() < bar->value() + 6)
+        bar->setValue(rect.top() - 6);
+    else if (rect.bottom() > bar->value() + viewport()->height() - 6)
+        bar->setValue(rect.bottom() - viewport()->height() + 6);
+}
+
+void MorvCollectionView::resizeEvent(QResizeEvent*) {
+    if (header_)
+        header_->setGeometry(0, 0, viewport()->width(), header_->height());
+    relayout();
+}
+
+void MorvCollectionView::scrollContentsBy(int, int) {
+    placeEditor();
+    viewport()->update();
+}
+
+void MorvCollectionView::paintEvent(QPaintEvent* event) {
+    const auto& colours = Theme::shared().colours();
+    QPainter painter(viewport());
+    painter.setFont(font());
+    painter.fillRect(event->rect(), colours.content);
+    if (count() == 0)
+        return paintMessage(painter);
+    const bool focused = hasFocus() || editor_;
+    CollectionPainter cells(painter, icons_, colours, focused);
+    const auto listColumns = columns();
+    const auto area = event->rect().translated(0, verticalScrollBar()->value());
+    layout_.forEachIn(area, [&](std::int64_t index) {
+        const auto& item = entry(index);
+        const CellState state{.isSelected = pane().isSelected(item),
+                              .isCurrent = index == current_,
+                              .isHovered = index == hovered_,
+                              .isRenaming = editor_ && renamedKey_ == EntryKey(item)};
+        const auto rect = visualRect(index);
+        if (mode() == CollectionMode::list)
+            cells.paintListRow(rect, layout_.picture(), listColumns, item, state);
+        else
+            cells.paintGridCell(rect, layout_.picture(), item, state);
+    });
+    if (band_) {
+        auto fill = colours.accent;
+        fill.setAlpha(0x22);
+        painter.setBrush(fill);
+        painter.setPen(colours.accent);
+        painter.drawRect(
+            QRect(band_->origin, band_->corner).normalized().translated(0, -verticalScrollBar()->value()));
+    }
+}
+
+void MorvCollectionView::paintMessage(QPainter& painter) {
+    const auto& colours = Theme::shared().colours();
+    QString title;
+    QString detail;
+    QString icon = QStringLiteral("folder-open");
+    if (pane().error()) {
+        title = QStringLiteral("This folder can’t be shown");
+        detail = shown(*pane().error());
+        icon = QStringLiteral("dialog-warning");
+    } else if (pane().loadedLocation()) {
+        title = QStringLiteral("This folder is empty");
+        detail = pane().preferences().showHidden ? QString() : QStringLiteral("Hidden files are not shown.");
+    } else if (showsLoading_) {
+        title = QStringLiteral("Reading this folder…");
+    } else {
+        return;
+    }
+    constexpr int picture = 64;
+    const auto centre = viewport()->rect().center();
+    painter.setOpacity(0.6);
+    painter.drawPixmap(QPoint(centre.x() - picture / 2, centre.y() - picture - 16),
+                       icons_.named(icon, picture, devicePixelRatioF()));
+    painter.setOpacity(1);
+    auto heading = font();
+    heading.setPointSizeF(heading.pointSizeF() * 1.3);
+    heading.setWeight(QFont::DemiBold);
+    painter.setFont(heading);
+    painter.setPen(colours.text);
+    const int width = std::min(560, viewport()->width() - 48);
+    painter.drawText(QRect(centre.x() - width / 2, centre.y(), width, 32), Qt::AlignCenter, title);
+    painter.setFont(font());
+    painter.setPen(colours.secondaryText);
+    painter.drawText(QRect(centre.x() - width / 2, centre.y() + 34, width, 80),
+                     static_cast<int>(Qt::AlignHCenter | Qt::AlignTop) | Qt::TextWordWrap, detail);
+}
+
+void MorvCollectionView::selectRange(std::int64_t from, std::int64_t to) {
+    EntrySelection range;
+    for (auto index = std::min(from, to); index <= std::max(from, to); ++index)
+        range.emplace(entry(index));
+    pane().setSelection(std::move(range));
+}
+
+void MorvCollectionView::selectAll() {
+    EntrySelection all;
+    all.reserve(static_cast<std::size_t>(count()));
+    pane().entries().forEach([&all](const FileEntry& item) { all.emplace(item); });
+    pane().setSelection(std::move(all));
+}
+
+void MorvCollectionView::invertSelection() {
+    EntrySelection inverse;
+    pane().entries().forEach([&](const FileEntry& item) {
+        if (!pane().isSelected(item))
+            inverse.emplace(item);
+    });
+    pane().setSelection(std::move(inverse));
+}
+
+void MorvCollectionView::moveTo(std::int64_t index, Select select) {
+    const auto anchor = anchor_;
+    current_ = index;
+    currentKey_ = EntryKey(entry(index));
+    switch (select) {
+    case Select::only:
+        pane().setSelection({EntryKey(entry(index))});
+        anchor_ = index;
+        break;
+    case Select::extend:
+        anchor_ = anchor < 0 ? index : anchor;
+        selectRange(anchor_, index);
+        break;
+    case Select::toggle: {
+        auto selection = pane().selection();
+        if (EntryKey key(entry(index)); selection.erase(key) == 0)
+            selection.insert(std::move(key));
+        pane().setSelection(std::move(selection));
+        anchor_ = index;
+        break;
+    }
+    case Select::none:
+        anchor_ = index;
+        break;
+    }
+    scrollTo(index);
+    viewport()->update();
+}
+
+void MorvCollectionView::focusInEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusInEvent(event);
+    viewport()->update();
+}
+
+void MorvCollectionView::focusOutEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusOutEvent(event);
+    viewport()->update();
+}
+
+} // namespace morv

@@ -1,0 +1,118 @@
+// The files of a pane as a grid or a list.
+//
+// Nothing exists for an item that is not visible: positions are arithmetic (CollectionLayout), texts and
+// pictures are made when a cell is painted. The pane's displayed order is the order of the items; the view
+// keeps only which item has the keyboard (by identity, so that it survives a new reading) and where it is
+// scrolled. Confined to the main thread.
+#pragma once
+
+#include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Views/Collection/CollectionLayout.h"
+#include "MorvApp/Views/Collection/CollectionPainter.h"
+#include "MorvApp/Views/Theme/IconCache.h"
+
+#include <QAbstractScrollArea>
+#include <QBasicTimer>
+#include <QElapsedTimer>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+class QHeaderView;
+class QLineEdit;
+
+namespace morv {
+
+class MorvCollectionView : public QAbstractScrollArea {
+    Q_OBJECT
+
+public:
+    explicit MorvCollectionView(AppModel& app, QWidget* parent = nullptr);
+
+    CollectionMode mode() const { return layout_.mode(); }
+    /// The cell of a displayed entry, in viewport coordinates.
+    QRect visualRect(std::int64_t index) const;
+    /// Edits the name of the one selected item, with the part before its extension selected.
+    void beginInlineRename();
+    /// The editor of a name, while there is one.
+    QLineEdit* nameEditor() const { return editor_; }
+    void selectAll();
+    void invertSelection();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    enum class Select : std::uint8_t { only, extend, toggle, none };
+    struct RubberBand {
+        QPoint origin; ///< in content coordinates
+        QPoint corner;
+        EntrySelection base;
+        bool toggles = false;
+    };
+
+    PaneModel& pane() const { return app_.activePane(); }
+    std::int64_t count() const { return layout_.count(); }
+    const FileEntry& entry(std::int64_t index) const {
+        return pane().displayedEntry(static_cast<std::size_t>(index));
+    }
+    QPoint toContent(QPoint viewportPoint) const;
+    std::optional<std::int64_t> itemAt(QPoint viewportPoint) const;
+    ListColumns columns() const;
+    void buildHeader();
+    void placeHeader();
+    void sortByColumn(int column);
+    void relayout();
+    void entriesChanged();
+    void locationChanged();
+    void preferencesChanged();
+    void findCurrent();
+    void moveTo(std::int64_t index, Select select);
+    void selectRange(std::int64_t from, std::int64_t to);
+    void scrollTo(std::int64_t index);
+    void updateRubberBand(QPoint viewportPoint);
+    void typeAhead(const QString& text);
+    bool moveKey(QKeyEvent* event);
+    void endInlineRename(bool commits);
+    void placeEditor();
+    void showContextMenu(QPoint globalPosition);
+    void paintMessage(QPainter& painter);
+
+    AppModel& app_;
+    IconCache icons_;
+    CollectionLayout layout_;
+    QHeaderView* header_ = nullptr;
+    std::optional<EntryKey> currentKey_;
+    std::int64_t current_ = -1; ///< index of the item that has the keyboard; -1: none
+    std::int64_t anchor_ = -1;  ///< where a range begins
+    std::int64_t hovered_ = -1;
+    std::optional<FileURL> returnedFrom_; ///< the child folder that was left by going up
+    FileURL shownLocation_;
+    std::optional<RubberBand> band_;
+    std::optional<std::int64_t> pressedSelected_; ///< a press on a selected item narrows only on release
+    QBasicTimer autoScroll_;
+    QBasicTimer slowLoading_;
+    bool showsLoading_ = false;
+    std::string typedPrefix_;
+    QElapsedTimer lastTyped_;
+    QLineEdit* editor_ = nullptr;
+    std::optional<EntryKey> renamedKey_;
+    FileURL renamedItem_;
+    QString originalName_;
+};
+
+} // namespace morv

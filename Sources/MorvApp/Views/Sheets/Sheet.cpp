@@ -1,0 +1,140 @@
+#include "MorvApp/Views/Sheets/Sheet.h"
+
+#include "MorvApp/Views/Theme/Theme.h"
+
+#include <QApplication>
+#include <QFrame>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+namespace morv {
+
+Sheet::Sheet(const QString& title, QSize largest, Height height, QWidget* window)
+    : QWidget(window), largest_(largest), height_(height), previousFocus_(QApplication::focusWidget()) {
+    setAccessibleName(title);
+    setFocusPolicy(Qt::NoFocus);
+    card_ = new QFrame(this);
+    card_->setObjectName(QStringLiteral("card"));
+    auto* column = new QVBoxLayout(card_);
+    column->setContentsMargins(Space::huge, Space::huge, Space::huge, Space::large);
+    column->setSpacing(Space::medium);
+    auto* heading = new QLabel(title, card_);
+    heading->setObjectName(QStringLiteral("title"));
+    heading->setTextFormat(Qt::PlainText);
+    column->addWidget(heading);
+    body_ = new QVBoxLayout;
+    body_->setSpacing(Space::medium);
+    column->addLayout(body_, 1);
+    buttons_ = new QHBoxLayout;
+    buttons_->setSpacing(Space::small);
+    buttons_->addStretch(1);
+    column->addLayout(buttons_);
+    window->installEventFilter(this);
+}
+
+Sheet::~Sheet() {
+    if (previousFocus_ && previousFocus_->isVisible())
+        previousFocus_->setFocus();
+}
+
+QLabel* Sheet::addText(const QString& text, const char* role) {
+    auto* label = new QLabel(text, card_);
+    label->setObjectName(QLatin1String(role));
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    body_->addWidget(label);
+    return label;
+}
+
+QPushButton* Sheet::addCancel(const QString& title) {
+    auto* button = new QPushButton(title, card_);
+    connect(button, &QPushButton::clicked, this, &Sheet::cancelled);
+    buttons_->addWidget(button);
+    return button;
+}
+
+QPushButton* Sheet::addAction(const QString& title) {
+    auto* button = new QPushButton(title, card_);
+    buttons_->insertWidget(actionCount_++, button);
+    return button;
+}
+
+QPushButton* Sheet::addDefault(const QString& title) {
+    default_ = new QPushButton(title, card_);
+    default_->setDefault(true);
+    buttons_->addWidget(default_);
+    return default_;
+}
+
+void Sheet::present(QWidget* focus) {
+    place();
+    show();
+    raise();
+    focus->setFocus(Qt::OtherFocusReason);
+}
+
+void Sheet::place() {
+    const auto whole = parentWidget()->rect();
+    setGeometry(whole);
+    const QSize room(whole.width() - 2 * Space::huge, whole.height() - 2 * Space::huge);
+    auto size = largest_.boundedTo(room);
+    if (height_ == Height::fitting) {
+        auto* layout = card_->layout();
+        const int wanted =
+            layout->hasHeightForWidth() ? layout->heightForWidth(size.width()) : card_->sizeHint().height();
+        size.setHeight(std::min(size.height(), wanted));
+    }
+    card_->setGeometry(
+        QRect(QPoint((whole.width() - size.width()) / 2, (whole.height() - size.height()) / 2), size));
+}
+
+void Sheet::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), Theme::shared().colours().scrim);
+    // A soft edge under the card; an effect would render the whole card into a picture at every change.
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, 4));
+    for (int spread = 2; spread <= 24; spread += 3)
+        painter.drawRoundedRect(card_->geometry().adjusted(-spread, -spread + 4, spread, spread + 4),
+                                12 + spread, 12 + spread);
+}
+
+void Sheet::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape)
+        return Q_EMIT cancelled();
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isReturn && default_ && default_->isEnabled())
+        return default_->click();
+    // Nothing typed over a sheet reaches the files behind it.
+    event->accept();
+}
+
+void Sheet::mousePressEvent(QMouseEvent*) {}
+
+bool Sheet::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == parentWidget() && event->type() == QEvent::Resize)
+        place();
+    return QWidget::eventFilter(watched, event);
+}
+
+bool Sheet::focusNextPrevChild(bool next) {
+    QList<QWidget*> stops;
+    for (auto* widget : card_->findChildren<QWidget*>())
+        if (widget->isVisible() && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus) != 0 &&
+            !widget->focusProxy())
+            stops << widget;
+    if (stops.isEmpty())
+        return false;
+    const auto at = stops.indexOf(QApplication::focusWidget());
+    const auto count = stops.size();
+    const auto target = at < 0 ? 0 : (at + (next ? 1 : count - 1)) % count;
+    stops[target]->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    return true;
+}
+
+} // namespace morv

@@ -1,0 +1,61 @@
+// A card over the window's content, which waits behind a veil. Tab stays inside; Escape cancels. Main thread.
+#pragma once
+
+#include <QPointer>
+#include <QWidget>
+
+class QFrame;
+class QHBoxLayout;
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+namespace morv {
+
+class Sheet : public QWidget {
+    Q_OBJECT
+
+public:
+    /// A card as high as what it holds, or one that takes the height it may have (for lists).
+    enum class Height : std::uint8_t { fitting, full };
+
+    /// Covers `window` from now on and takes the keyboard; the card never outgrows the window.
+    Sheet(const QString& title, QSize largest, Height height, QWidget* window);
+    /// Gives the keyboard back to what had it.
+    ~Sheet() override;
+
+Q_SIGNALS:
+    void cancelled();
+
+protected:
+    QVBoxLayout* body() { return body_; }
+    /// Between the title and the body.
+    QLabel* addText(const QString& text, const char* role = "secondary");
+    QPushButton* addCancel(const QString& title);
+    /// At the left, apart from what ends the sheet.
+    QPushButton* addAction(const QString& title);
+    /// The button of Return.
+    QPushButton* addDefault(const QString& title);
+    /// Lays the card out; called by a subclass when it is filled.
+    void present(QWidget* focus);
+
+    void paintEvent(QPaintEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
+
+private:
+    void place();
+
+    QSize largest_;
+    Height height_;
+    QFrame* card_;
+    QVBoxLayout* body_;
+    QHBoxLayout* buttons_;
+    int actionCount_ = 0;
+    QPushButton* default_ = nullptr;
+    QPointer<QWidget> previousFocus_;
+};
+
+} // namespace morv

@@ -1,0 +1,37 @@
+// The one place where bytes of names and locations become text on the screen, and typed text becomes them.
+// The way to the screen loses what is not UTF-8, so nothing is ever parsed back from a label: models keep
+// bytes.
+#pragma once
+
+#include "MorvCore/Folders/FileEntry.h"
+#include "MorvCore/Foundation/Date.h"
+#include "MorvCore/Foundation/FileURL.h"
+
+#include <QString>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace morv {
+
+/// A name, path or sentence from outside, with control and direction characters made visible.
+QString shown(std::string_view bytes);
+/// The home folder is "~" in front of what lies in it.
+QString shownPath(const FileURL& url);
+/// A sentence or name of our own.
+QString ours(std::string_view utf8);
+/// A name to be edited: only what is not UTF-8 is repaired.
+QString editableName(std::string_view bytes);
+
+std::string typedBytes(const QString& text);
+/// A typed path: "~" is home, a relative one begins at `base`, "file://" is understood.
+FileURL typedLocation(const QString& text, const FileURL& base);
+
+/// "Today 14:02", "Yesterday 9:10", "3 Mar 2024 14:02".
+QString shownDate(const Date& date);
+/// "Folder", "PNG image", "Link".
+QString shownKind(const FileEntry& entry);
+/// "1 item", "12,345 items".
+QString shownCount(std::size_t count, const char* one = "item", const char* many = "items");
+
+} // namespace morv

@@ -1,0 +1,110 @@
+#include "Tests/MorvApp/Support.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QSettings>
+#include <QTimer>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace morv::test {
+
+namespace fs = std::filesystem;
+
+void usePrivateHome() {
+    std::string path = (fs::temp_directory_path() / "morv-app-XXXXXX").string();
+    if (!mkdtemp(path.data()))
+        std::abort();
+    const auto set = [&path](const char* name, const std::string& child) {
+        const auto value = path + "/" + child;
+        fs::create_directories(value);
+        fs::permissions(value, fs::perms::owner_all);
+        setenv(name, value.c_str(), 1);
+    };
+    set("HOME", "home");
+    set("XDG_DATA_HOME", "data");
+    set("XDG_CONFIG_HOME", "config");
+    set("XDG_CACHE_HOME", "cache");
+    set("XDG_RUNTIME_DIR", "run");
+    setenv("MORV_DATA_DIRECTORY", (path + "/morv").c_str(), 1);
+    unsetenv("MORV_START_DIRECTORY");
+    setenv("MORV_TEST_ROOT", path.c_str(), 1);
+    setenv("LC_ALL", "C.UTF-8", 1);
+}
+
+FolderTest::FolderTest() {
+    std::string path = std::string(std::getenv("MORV_TEST_ROOT")) + "/test-XXXXXX";
+    if (!mkdtemp(path.data()))
+        std::abort();
+    root = FileURL::folder(path);
+    work = folder("work");
+    // The configuration is the process's: no test finds what another one remembered.
+    QSettings(QString::fromStdString(std::string(std::getenv("XDG_CONFIG_HOME")) + "/Morv/Morv.conf"),
+              QSettings::IniFormat)
+        .clear();
+}
+
+FolderTest::~FolderTest() {
+    if (HasFailure())
+        std::cerr << "kept: " << root.path() << '\n';
+    else
+        fs::remove_all(root.path());
+}
+
+FileURL FolderTest::folder(const std::string& name) {
+    fs::create_directories(root.path() + "/" + name);
+    return FileURL::folder(root.path() + "/" + name);
+}
+
+FileURL FolderTest::file(const std::string& name, const std::string& content) {
+    std::ofstream(work.path() + "/" + name, std::ios::binary) << content;
+    return FileURL::fromPath(work.path() + "/" + name);
+}
+
+std::vector<std::string> FolderTest::names(const FileURL& folder) {
+    std::vector<std::string> found;
+    if (fs::is_directory(folder.path()))
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            found.push_back(entry.path().filename().string());
+    std::ranges::sort(found);
+    return found;
+}
+
+bool FolderTest::exists(const FileURL& url) {
+    return fs::exists(fs::symlink_status(url.path()));
+}
+
+Environment FolderTest::environment() const {
+    auto result = processEnvironment();
+    result["MORV_DATA_DIRECTORY"] = root.path() + "/data/deep/Morv";
+    return result;
+}
+
+bool eventually(const std::function<bool()>& condition) {
+    const QDeadlineTimer deadline(std::chrono::seconds(10));
+    QTimer heartbeat; // so that waiting for events ends also when none comes
+    heartbeat.start(10);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+bool MemoryBoard::write(const Contents& written) {
+    contents = written;
+    ++changes;
+    return true;
+}
+
+std::optional<std::string> MemoryBoard::read(const std::string& type) const {
+    const auto found = std::ranges::find(contents, type, &Contents::value_type::first);
+    return found == contents.end() ? std::nullopt : std::optional(found->second);
+}
+
+} // namespace morv::test
