@@ -636,7 +636,7 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
         readAttributes(target, copy_ ? AttributeValues::keep : AttributeValues::digestOnly, stop);
 
     std::optional<DigestAdmission> admission;
-    if (context_.cache)
+    if (context_.cache && !(copy_ && context_.cache->find(info)))
         admission.emplace(info, file.get());
     if (context_.from == ReadFrom::device)
         posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
@@ -648,10 +648,11 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
         wasRead = count >= 0;
         count = wasRead ? count : info.size;
     } else {
-        const auto bytes = hashFile(file.get(), shown(folder, visit.name), stop, [this](std::int64_t chunk) {
-            if (context_.progress)
-                context_.progress->addBytes(chunk);
-        });
+        const auto bytes =
+            hashFile(file.get(), info.size, shown(folder, visit.name), stop, [this](std::int64_t chunk) {
+                if (context_.progress)
+                    context_.progress->addBytes(chunk);
+            });
         digest = bytes.digest;
         count = bytes.count;
     }
@@ -705,11 +706,12 @@ Digest TreePass::copyContent(const Folder& folder, const std::string& name, cons
     } else {
         if (info.size > 0)
             canClone_ = false;
-        const auto bytes =
-            copyFile(source, file.get(), info.size, path, stop_.get_token(), [this](std::int64_t chunk) {
-                if (context_.progress)
-                    context_.progress->addBytes(chunk);
-            });
+        const auto bytes = copyFile(source, file.get(), info.size,
+                                    info.blocks * 512 < info.size ? Holes::possible : Holes::none, path,
+                                    stop_.get_token(), [this](std::int64_t chunk) {
+                                        if (context_.progress)
+                                            context_.progress->addBytes(chunk);
+                                    });
         digest = bytes.digest;
         count = bytes.count;
     }

@@ -12,7 +12,6 @@
 #include <linux/fs.h>
 #include <optional>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -227,11 +226,11 @@ bool cloneFile(int source, int destination) {
     return ioctl(destination, FICLONE, source) == 0;
 }
 
-HashedBytes hashFile(int source, const FileURL& shown, const std::stop_token& stop,
+HashedBytes hashFile(int source, std::int64_t size, const FileURL& shown, const std::stop_token& stop,
                      const ChunkObserver& chunk) {
     InlineHashing sink;
     HashedBytes result;
-    for (;;) {
+    do {
         const auto block = sink.emptyBlock();
         const auto count = readAt(source, block, result.count, shown);
         if (count == 0)
@@ -241,12 +240,12 @@ HashedBytes hashFile(int source, const FileURL& shown, const std::stop_token& st
         result.count += static_cast<std::int64_t>(count);
         if (chunk)
             chunk(static_cast<std::int64_t>(count));
-    }
+    } while (result.count != size);
     result.digest = sink.finish();
     return result;
 }
 
-HashedBytes copyFile(int source, int destination, std::int64_t size, const FileURL& shown,
+HashedBytes copyFile(int source, int destination, std::int64_t size, Holes holes, const FileURL& shown,
                      const std::stop_token& stop, const ChunkObserver& chunk) {
     std::optional<InlineHashing> here;
     std::optional<ThreadedHashing> beside;
@@ -256,14 +255,11 @@ HashedBytes copyFile(int source, int destination, std::int64_t size, const FileU
     else
         sink = &here.emplace();
 
-    struct stat info {};
-    if (fstat(source, &info) != 0)
-        throw PosixError(errno, shown.path());
     Copying copying{source, destination, *sink, shown, stop, chunk};
-    if (info.st_blocks * 512 < info.st_size)
+    if (holes == Holes::possible)
         copying.copySparse();
     else
-        copying.copyData(INT64_MAX);
+        copying.copyData(size);
     return {sink->finish(), copying.offset};
 }
 

@@ -23,15 +23,18 @@ struct HashedBytes {
 /// Shares the source's blocks (FICLONE) where the volume can. False: nothing was written, copy instead.
 bool cloneFile(int source, int destination);
 
-/// Reads `source` from its beginning to its end and hashes it. Checks `stop` after every chunk of at most 1
-/// MiB. Throws PosixError with `shown`, CancellationError.
-HashedBytes hashFile(int source, const FileURL& shown, const std::stop_token& stop,
+/// Reads `source` from its beginning to its end and hashes it. Checks `stop` after every chunk of at most 1 MiB.
+/// `size` is what the file is expected to have: reading ends there, too, so whoever must know of a file that
+/// grew compares its size afterwards. Throws PosixError with `shown`, CancellationError.
+HashedBytes hashFile(int source, std::int64_t size, const FileURL& shown, const std::stop_token& stop,
                      const ChunkObserver& chunk);
 
-/// Copies `source` to the empty `destination` and hashes what was read on the way. Holes stay holes.
-/// `size` is a hint that decides whether hashing gets a thread of its own.
-/// Throws PosixError with `shown`, CancellationError; what was written stays.
-HashedBytes copyFile(int source, int destination, std::int64_t size, const FileURL& shown,
+enum class Holes : std::uint8_t { none, possible };
+
+/// Copies `source` to the empty `destination` and hashes what was read on the way. Holes, where possible,
+/// stay holes. `size` as for hashFile; it decides whether hashing gets a thread of its own. Throws PosixError
+/// with `shown`, CancellationError; what was written stays.
+HashedBytes copyFile(int source, int destination, std::int64_t size, Holes holes, const FileURL& shown,
                      const std::stop_token& stop, const ChunkObserver& chunk);
 
 } // namespace morv
