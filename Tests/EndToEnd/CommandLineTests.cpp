@@ -202,6 +202,32 @@ TEST_F(CommandLine, aSignalStopsAtACheckpointAndTheNextRunGoesOn) {
         std::ranges::all_of(namesIn(to), [](const auto& name) { return name.starts_with(".morv-"); }));
 }
 
+TEST_F(CommandLine, aSignalInsideALargeFileKeepsTheSourceAndRecordsTheStaging) {
+    writeFile(from + "/large", std::string(200 << 20, 'x'));
+    for (const auto& [number, status] : {std::pair(SIGINT, 130), std::pair(SIGTERM, 143)}) {
+        SCOPED_TRACE(number);
+        const int watch = inotify_init1(IN_CLOEXEC);
+        ASSERT_GE(inotify_add_watch(watch, other.c_str(), IN_CREATE), 0);
+        const auto process = start({"--json", "run", "move", from + "/large", "--to", other, "--yes"});
+        pollfd event{watch, POLLIN, 0};
+        ASSERT_EQ(poll(&event, 1, 60'000), 1);
+        close(watch);
+        kill(process, number);
+        const auto result = finish(process);
+        EXPECT_EQ(result.status, status) << result.signal << result.err;
+        const auto receipt = nlohmann::json::parse(result.out);
+        EXPECT_EQ(receipt.at("status"), "cancelled");
+        const auto item = receipt.at("items")[0];
+        EXPECT_EQ(item.at("error"),
+                  "Cancelled at a safe checkpoint. The original and any recorded staging copy were "
+                  "preserved.");
+        EXPECT_EQ(namesIn(other).size(), 1U);
+        EXPECT_EQ(pathOf(item.at("stagingURL")), other + "/" + namesIn(other)[0]);
+        EXPECT_EQ(readFile(from + "/large").size(), 200U << 20U);
+        removeTree(other + "/" + namesIn(other)[0]);
+    }
+}
+
 TEST_F(CommandLine, oneProcessHoldsTheDataDirectory) {
     writeFile(from + "/file", "content");
     ASSERT_EQ(run({"run", "copy", from + "/file", "--to", to}).status, 0);

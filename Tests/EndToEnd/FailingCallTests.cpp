@@ -129,6 +129,21 @@ TEST_F(FailingCalls, aFileThatAppearsAtTheLastMomentIsNeverReplaced) {
     EXPECT_FALSE(snapshot(from + "/tree").empty());
 }
 
+// Overlays and merged volumes refuse to rename between folders of one mount.
+TEST_F(FailingCalls, aRenameThatCannotCrossBecomesACopyWithTheOriginalInTheTrash) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    makeSmallTree(from + "/tree", "the tree");
+    const auto before = snapshot(from);
+    RunOptions options;
+    options.fault = "renameat2=1:EXDEV@" + to;
+    EXPECT_EQ(run({"run", "move", from + "/tree", "--to", to}, options).status, 0);
+    EXPECT_EQ(difference(snapshot(trashFiles() + "/tree"), snapshot(to + "/tree")), "");
+    EXPECT_EQ(namesIn(from).size(), 0U);
+    EXPECT_EQ(run({"undo"}).status, 0);
+    EXPECT_EQ(difference(withoutFolderTimes(before), withoutFolderTimes(snapshot(from))), "");
+}
+
 TEST_F(FailingCalls, aVolumeWithoutNoReplaceRenameTakesFilesAndRefusesFolders) {
     if (!canInjectFaults())
         GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";

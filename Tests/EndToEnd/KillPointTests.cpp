@@ -68,6 +68,38 @@ TEST_P(KillPoints, loseNothingReplaceNothingAndAreTold) {
     EXPECT_GE(killed + 5, faults.size());
 }
 
+class KillPointsOfRepair : public Scene {};
+
+// A history that is cut off while it marks what an earlier crash left is read again, with the same end.
+TEST_F(KillPointsOfRepair, leaveTheRepairToTheNextReading) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    OperationChecks checks(*this, other + "/to");
+    const auto operation = OperationChecks::operations(*this)[0];
+    checks.reset(operation);
+    const auto middle = callsOf(*this, operation.arguments).size() / 2;
+    const auto crash = [&] {
+        checks.reset(operation);
+        RunOptions options;
+        options.fault = "any=" + std::to_string(middle) + ":kill";
+        ASSERT_EQ(run(operation.arguments, options).signal, SIGKILL);
+    };
+    crash();
+    const auto calls = callsOf(*this, {"history"}).size();
+    ASSERT_GE(calls, 3U);
+    for (std::size_t n = 1; n <= calls; ++n) {
+        SCOPED_TRACE(n);
+        crash();
+        RunOptions options;
+        options.fault = "any=" + std::to_string(n) + ":kill";
+        EXPECT_EQ(run({"history"}, options).signal, SIGKILL);
+        const auto receipts = checks.newReceipts();
+        ASSERT_EQ(receipts.size(), 1U);
+        EXPECT_EQ(receipts[0].at("status"), "interrupted");
+        checks.check(operation);
+    }
+}
+
 std::string operationName(const testing::TestParamInfo<std::size_t>& parameter) {
     constexpr std::array names = {
         "copy", "move",        "moveAcrossVolumes",        "rename",      "trash", "newFolder",

@@ -52,7 +52,7 @@ void OperationChecks::reset(const Operation& operation) {
     removeTree(scene_.data);
     std::filesystem::copy(scene_.root + "/data-at-start", scene_.data,
                           std::filesystem::copy_options::recursive);
-    removeTree(scene_.home + "/.local");
+    scene_.emptyTrashes();
     for (const auto& folder : {scene_.from, scene_.to, across_}) {
         removeTree(folder);
         makeFolder(folder);

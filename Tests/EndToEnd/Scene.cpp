@@ -9,11 +9,13 @@
 #include <fstream>
 #include <grp.h>
 #include <spawn.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -45,8 +47,23 @@ Scene::~Scene() {
         std::fprintf(stderr, "The test's folders were kept: %s %s\n", root.c_str(), other.c_str());
         return;
     }
+    emptyTrashes();
     removeTree(root);
     removeTree(other);
+}
+
+void Scene::emptyTrashes() const {
+    removeTree(home + "/.local");
+    // The other volume's Trash is everybody's.
+    const auto mine = "Path=" + other.substr(other.rfind('/') + 1) + "/";
+    const auto trash = other.substr(0, other.rfind('/')) + "/.Trash-" + std::to_string(geteuid());
+    for (const auto& name : namesIn(trash + "/info")) {
+        const auto information = trash + "/info/" + name;
+        if (readFile(information).find(mine) != std::string::npos) {
+            removeTree(trash + "/files/" + name.substr(0, name.rfind('.')));
+            unlink(information.c_str());
+        }
+    }
 }
 
 bool Scene::canInjectFaults() {
@@ -147,8 +164,9 @@ void writeFile(const std::string& path, const std::string& content, mode_t mode)
 }
 
 std::string readFile(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return std::move(content).str();
 }
 
 void makeFolder(const std::string& path) {

@@ -49,6 +49,8 @@ public:
     std::string other; ///< a folder on another volume, "/dev/shm"
 
     std::string trashFiles() const { return home + "/.local/share/Trash/files"; }
+    /// Removes what the scene has put into the Trash of either volume, and nothing else.
+    void emptyTrashes() const;
     /// Whether faults can be injected into this build of morvctl.
     static bool canInjectFaults();
 };
