@@ -427,6 +427,8 @@ void ItemWork::renameThroughStaging(const FileURL& staging) const {
 }
 
 Performed ItemWork::moveAcrossVolumes() {
+    // Nothing is renamed here: a lease kept for the whole copy would only make others wait for the file.
+    sourceProof_.reset();
     const auto published =
         publishVerifiedCopy(requireStaging("Missing transfer staging location."), ReadFrom::device);
     FileURL recovery;
