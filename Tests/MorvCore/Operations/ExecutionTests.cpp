@@ -138,6 +138,12 @@ TEST_P(Execution, aTrashedItemHasItsInformationAndLosesItWhenRestored) {
     const auto second = run({.kind = OperationKind::trash, .sources = {at("twice/name.tar.gz")}});
     EXPECT_EQ(read(*first.items[0].destination), "1");
     EXPECT_EQ(second.items[0].destination->lastComponent(), "name.tar.2.gz");
+
+    const auto around = run({.kind = OperationKind::trash, .sources = {at("home")}});
+    EXPECT_EQ(around.items[0].error, "home contains the Trash and cannot be moved there.");
+    const auto inside = run({.kind = OperationKind::trash, .sources = {*first.items[0].destination}});
+    EXPECT_EQ(inside.items[0].error, "name.tar.gz is already in Trash.");
+    EXPECT_EQ(read(*first.items[0].destination), "1");
 }
 
 TEST_P(Execution, movesAcrossVolumesThroughAVerifiedCopy) {
