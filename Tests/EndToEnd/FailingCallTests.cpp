@@ -89,6 +89,30 @@ TEST_F(FailingCalls, ofTheStoreEndTheOperationBeforeItGoesOn) {
     EXPECT_GE(refused, 20U) << "The faults do not reach the store.";
 }
 
+TEST_F(FailingCalls, anItemThatTheTrashCannotConfirmIsBackInItsPlace) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    OperationChecks checks(*this, other + "/to");
+    const auto trashing = OperationChecks::operations(*this)[4];
+    int refused = 0;
+    for (int n = 1; n < 40; ++n) {
+        SCOPED_TRACE(n);
+        checks.reset(trashing);
+        RunOptions options;
+        options.fault = "sync=" + std::to_string(n) + ":EIO@" + home;
+        const auto result = run({"--json", "run", "trash", from + "/single.txt"}, options);
+        checks.check(trashing);
+        if (result.status == 0)
+            break;
+        ++refused;
+        EXPECT_EQ(readFile(from + "/single.txt"), "the single file");
+        EXPECT_TRUE(namesIn(trashFiles()).empty());
+        if (HasFailure())
+            return;
+    }
+    EXPECT_GE(refused, 3) << "the reservation and both folders of the Trash";
+}
+
 TEST_F(FailingCalls, aFileThatAppearsAtTheLastMomentIsNeverReplaced) {
     if (!canInjectFaults())
         GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";

@@ -6,7 +6,7 @@
 //   - the stat records before and after are equal;
 //   - the change time was at least 100 ms old when hashing began, so that a later change must show a later
 //   one;
-//   - the volume's times and leases can be believed (local file systems only).
+//   - the volume's times show every change (local disks only: not network volumes, FUSE or memory).
 // Whoever finds an entry and an equal stat record need not read the file again. The digests that come out are
 // the same with and without the cache. Threading   safe to share
 #pragma once
@@ -35,7 +35,7 @@ struct CachedFile {
 /// Whether a change time lies far enough back that any later change must show a later one.
 bool isSettled(const FileTime& changed);
 
-/// Watches one file while it is hashed; made before the first read.
+/// Watches one file while it is read; made before the first read, that of its attributes included.
 class DigestAdmission {
 public:
     /// `info` is the file's stat record, taken before; `descriptor` is open for reading.

@@ -81,8 +81,12 @@ private:
             request_.progress->setPhase(phase);
     }
     ReadingContext reading() const { return {request_.cancellation.token(), request_.cache}; }
+    /// What already stands must be told of: from its publication on cancellation only changes how it is
+    /// reported.
+    ReadingContext readingToTheEnd() const { return {{}, request_.cache}; }
     std::string sourceName() const { return displayText(item_.source->lastComponent()); }
 
+    void refuseIncompletePlan() const;
     void revalidateSource();
     void revalidateDestination();
     bool isOccupied(const std::string& name) const;
@@ -100,6 +104,7 @@ private:
     void publish(const FileURL& staging);
     void flushDestination() const;
     void renameFromSource(const std::string& name, const FileURL& to);
+    void renameThroughStaging(const FileURL& staging) const;
     FileFingerprint fingerprintAfterRename(const FileURL& url, const FileFingerprint& verified,
                                            const RenameProof& proof,
                                            const std::optional<ReadFile>& known) const;
@@ -118,7 +123,8 @@ private:
 
 Performed ItemWork::run() {
     checkpoint();
-    if (item_.source && item_.fingerprint)
+    refuseIncompletePlan();
+    if (item_.source)
         revalidateSource();
     checkpoint();
     if (item_.destination)
@@ -146,6 +152,16 @@ Performed ItemWork::run() {
 }
 
 // MARK: Revalidation
+
+/// A plan may have been read from a file, where hardly any field of an item is required.
+void ItemWork::refuseIncompletePlan() const {
+    const auto kind = request_.kind;
+    const bool needsSource = kind != OperationKind::newFolder;
+    const bool needsDestination = kind != OperationKind::trash && kind != OperationKind::tags;
+    if ((needsSource && !item_.source) || (item_.source && !item_.fingerprint) ||
+        (needsDestination && !item_.destination))
+        throw FileOperationError::invalid("This plan is incomplete. Create a new preview.");
+}
 
 void ItemWork::revalidateSource() {
     phase(OperationPhase::reading);
@@ -216,7 +232,7 @@ Performed ItemWork::makeNewFolder() {
     flushFolder(made.get(), *item_.destination);
     checkpoint();
     publish(staging);
-    return {item_.destination, {}, readFingerprint(*item_.destination, reading())};
+    return {item_.destination, {}, readFingerprint(*item_.destination, readingToTheEnd())};
 }
 
 Performed ItemWork::makeAlias() {
@@ -227,7 +243,7 @@ Performed ItemWork::makeAlias() {
         throw PosixError(errno, item_.destination->path());
     checkpoint();
     publish(staging);
-    return {item_.destination, {}, readFingerprint(*item_.destination, reading())};
+    return {item_.destination, {}, readFingerprint(*item_.destination, readingToTheEnd())};
 }
 
 /// The destination's folder entries are durable when this returns; the rename is the last thing that can be
@@ -320,9 +336,7 @@ FileFingerprint ItemWork::fingerprintAfterRename(const FileURL& url, const FileF
                                                  const std::optional<ReadFile>& known) const {
     if (auto renamed = fingerprintOfRenamedTree(url, verified))
         return *renamed;
-    auto context = reading();
-    // What already stands must be told of: from here on cancellation only changes how it is reported.
-    context.stop = {};
+    auto context = readingToTheEnd();
     const auto proved = request_.cache ? proof.afterRename(known) : std::nullopt;
     context.proved = proved ? &*proved : nullptr;
     auto fingerprint = readFingerprint(url, context);
@@ -360,8 +374,7 @@ Performed ItemWork::moveOrRename() {
         } else {
             const auto& staging = requireStaging("Missing rename staging location.");
             renameFromSource(std::string(staging.lastComponent()), staging);
-            renameWithoutReplacing(folder_.get(), std::string(staging.lastComponent()), folder_.get(),
-                                   destinationName_, *item_.destination);
+            renameThroughStaging(staging);
         }
     } catch (const PosixError& error) {
         // One mount can still be two places (merged file systems): that is a transfer, not a failure.
@@ -395,7 +408,27 @@ void ItemWork::renameFromSource(const std::string& name, const FileURL& to) {
     }
 }
 
+/// The second half of a rename that changes only the spelling. Another name of the same file may really stand
+/// there (a hard link on a volume that tells case apart): then the first half is taken back.
+void ItemWork::renameThroughStaging(const FileURL& staging) const {
+    const std::string name(staging.lastComponent());
+    try {
+        renameWithoutReplacing(folder_.get(), name, folder_.get(), destinationName_, *item_.destination);
+    } catch (...) {
+        const auto failure = std::current_exception();
+        try {
+            OperationFiles::exclusiveMove(staging, *item_.source);
+            flushFolder(item_.source->parent());
+        } catch (const std::exception&) {
+            // The receipt still says where it stands.
+        }
+        std::rethrow_exception(failure);
+    }
+}
+
 Performed ItemWork::moveAcrossVolumes() {
+    // Nothing is renamed here: a lease kept for the whole copy would only make others wait for the file.
+    sourceProof_.reset();
     const auto published =
         publishVerifiedCopy(requireStaging("Missing transfer staging location."), ReadFrom::device);
     FileURL recovery;
@@ -419,9 +452,7 @@ Performed ItemWork::moveAcrossVolumes() {
             {item_.destination, {}, published}, MutationFailure::Cause::error);
     }
     try {
-        auto context = reading();
-        context.stop = {};
-        return {item_.destination, recovery, readFingerprint(*item_.destination, context)};
+        return {item_.destination, recovery, readFingerprint(*item_.destination, readingToTheEnd())};
     } catch (...) {
         throw MutationFailure(
             fmt::format("The move completed, but the result could not be verified for Undo: {}",
@@ -456,9 +487,7 @@ Performed ItemWork::setTags() {
         if (!item)
             throw PosixError(errno, source.path());
         flushDescriptor(item.get(), source);
-        auto context = reading();
-        context.stop = {};
-        return {source, {}, readFingerprint(source, context)};
+        return {source, {}, readFingerprint(source, readingToTheEnd())};
     } catch (...) {
         throw MutationFailure(fmt::format("Tags were set, but Morv could not verify the resulting item: {}",
                                           describe(std::current_exception())),

@@ -5,7 +5,9 @@
 // Invariants  I1  nothing is changed before the source and the destination's folder are what the plan saw
 //             I2  the final name never refers to bytes that were not verified, and never replaces
 //             I3  returned => data and folder entries are on the device
-//             I4  an error after something took effect is a MutationFailure that says what stands on disk
+//             I4  an error after something took effect is a MutationFailure that says what stands on disk; a
+//                 result that was published as verified and cannot be read again throws what the reading
+//                 threw
 //             I5  staging is never removed: after an error it is where the request put it, if it was made
 // Threading   blocks; one item at a time
 #pragma once

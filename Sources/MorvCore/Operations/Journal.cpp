@@ -95,57 +95,74 @@ std::set<std::string> Journal::stepKeys(const std::string& prefix) {
     return {std::make_move_iterator(keys.begin()), std::make_move_iterator(keys.end())};
 }
 
-Journal::Written Journal::writtenOf(const UUID& id) {
+/// What is known to be on disk. Taken out while a write is under way: after a failure the store is asked
+/// again.
+Journal::Written Journal::takeWritten(const UUID& id) {
     {
         const MutexLock lock(mutex_);
-        if (const auto found = active_.find(id); found != active_.end())
-            return std::move(found->second);
+        if (auto known = active_.extract(id))
+            return std::move(known.mapped());
     }
-    // The first write of this process: an earlier one may have left steps.
     Written written;
     written.stepKeys = stepKeys(stepPrefixOf(id));
     return written;
 }
 
+void Journal::keepWritten(const OperationReceipt& receipt, Written written) {
+    if (!receipt.isActive())
+        return;
+    const MutexLock lock(mutex_);
+    active_[receipt.id] = std::move(written);
+}
+
+void Journal::writeWhole(const OperationReceipt& receipt, Written& written) {
+    const auto removeSteps = [&] {
+        store_.removeAll(std::vector<std::string>(written.stepKeys.begin(), written.stepKeys.end()));
+        written.stepKeys.clear();
+    };
+    // Steps of an earlier run speak again as soon as the record is active again: they go first.
+    if (receipt.isActive() && written.recordBytes == 0)
+        removeSteps();
+    const auto text = toJSON(receipt);
+    store_.saveBytes(text, key(receipt.id));
+    written.recordBytes = text.size();
+    written.stepBytes = 0;
+    try {
+        removeSteps();
+    } catch (const PersistenceError&) {
+        return;
+    }
+}
+
 void Journal::persist(const OperationReceipt& receipt) {
     writing(receipt, [&] {
-        auto written = writtenOf(receipt.id);
-        const auto text = toJSON(receipt);
-        store_.saveBytes(text, key(receipt.id));
-        const std::vector<std::string> steps(written.stepKeys.begin(), written.stepKeys.end());
-        if (!steps.empty())
-            store_.removeAll(steps);
-        const MutexLock lock(mutex_);
-        if (receipt.isActive())
-            active_[receipt.id] = {text.size(), 0, written.sequence, {}};
-        else
-            active_.erase(receipt.id);
+        auto written = takeWritten(receipt.id);
+        writeWhole(receipt, written);
+        keepWritten(receipt, std::move(written));
     });
 }
 
 void Journal::persistItem(const OperationReceipt& receipt, std::size_t index) {
-    auto written = writtenOf(receipt.id);
-    OperationStep step{written.sequence + 1, static_cast<std::int64_t>(index), receipt.status,
-                       receipt.message, receipt.items[index]};
-    step.item.before.reset();
-    const auto text = toJSON(step);
-    const bool whole =
-        written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
-    if (!whole) {
-        writing(receipt, [&] {
-            auto stepKey = fmt::format("{}{}", stepPrefixOf(receipt.id), index);
+    writing(receipt, [&] {
+        auto written = takeWritten(receipt.id);
+        OperationStep step{++written.sequence, static_cast<std::int64_t>(index), receipt.status,
+                           receipt.message, receipt.items[index]};
+        step.item.before.reset();
+        const auto text = toJSON(step);
+        auto stepKey = fmt::format("{}{}", stepPrefixOf(receipt.id), index);
+        const bool whole =
+            written.recordBytes <= smallRecord || written.stepBytes + text.size() > written.recordBytes;
+        // An older step of this item must not outlive the record that says more, should a crash come between
+        // that record and the removal of the steps.
+        if (!whole || written.stepKeys.contains(stepKey)) {
             store_.saveBytes(text, stepKey);
+            written.stepBytes += text.size();
             written.stepKeys.insert(std::move(stepKey));
-        });
-        written.stepBytes += text.size();
-    }
-    ++written.sequence;
-    {
-        const MutexLock lock(mutex_);
-        active_[receipt.id] = std::move(written);
-    }
-    if (whole)
-        persist(receipt);
+        }
+        if (whole)
+            writeWhole(receipt, written);
+        keepWritten(receipt, std::move(written));
+    });
 }
 
 void Journal::merge(OperationReceipt& receipt, const std::set<std::string>& steps) {

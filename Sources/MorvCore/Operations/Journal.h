@@ -6,9 +6,8 @@
 //             however many there are. The whole record is written at the start, whenever the steps have
 //             outgrown it, and at the end, after which the steps are removed.
 // Invariants  I1  every write returned => what it says survives a power cut
-//             I2  reading merges the steps of an active record over it; a step left behind says what the
-//             record says, and
-//                 those of a record that is no longer active are ignored
+//             I2  reading merges the steps of an active record over it; a step left behind by a crash says
+//                 what the record says, and those of a record that is no longer active are ignored
 //             I3  a receipt that is read was not being replaced meanwhile
 //             I4  observers see every write that was not overtaken, in order
 // Threading   safe to share. One thread at a time writes an operation (the one that runs it).
@@ -40,7 +39,8 @@ public:
 
     static std::string key(const UUID& id);
 
-    /// Writes the whole receipt and removes its steps, if it has any. Throws PersistenceError.
+    /// Writes the whole receipt and removes its steps, if it has any: one that cannot be removed now says
+    /// what the record says, and the next whole write tries again. Throws PersistenceError.
     void persist(const OperationReceipt& receipt);
     /// Writes what changed: the receipt's status and message, and the item at `index`. Throws
     /// PersistenceError.
@@ -75,7 +75,9 @@ private:
     void interrupt(Snapshot& snapshot);
     void merge(OperationReceipt& receipt, const std::set<std::string>& steps);
     std::set<std::string> stepKeys(const std::string& prefix);
-    Written writtenOf(const UUID& id);
+    Written takeWritten(const UUID& id);
+    void writeWhole(const OperationReceipt& receipt, Written& written);
+    void keepWritten(const OperationReceipt& receipt, Written written);
     template <class Write>
     void writing(const OperationReceipt& receipt, Write&& write);
 

@@ -79,7 +79,7 @@ OperationStatus finalStatus(const OperationReceipt& receipt) {
 }
 
 bool copiesBytes(const FileOperationPlan& plan, const FileOperationItem& item) {
-    if (item.skipReason || !item.fingerprint || !item.destination)
+    if (item.skipReason || !item.source || !item.fingerprint || !item.destination)
         return false;
     if (plan.kind == OperationKind::copy || plan.kind == OperationKind::duplicate)
         return true;

@@ -38,6 +38,8 @@ bool OperationQueue::takeTurn(const UUID& id) {
     const MutexLock lock(mutex_);
     if (activeID_ || !reservedPlans_.empty() || !waitingOrder_.empty())
         return false;
+    // Nobody may be admitted under the same id meanwhile: its release would give this turn away.
+    reservedPlans_.insert(id);
     activeID_ = id;
     return true;
 }

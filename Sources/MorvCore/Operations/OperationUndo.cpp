@@ -108,7 +108,7 @@ void ItemReversal::renameBack() const {
     const auto& source = *item_.source;
     const auto& destination = *item_.destination;
     const auto here = statItem(destination), there = statItem(source.parent());
-    if (here.device != there.device)
+    if (OperationFiles::crossesVolumes(here, there))
         throw FileOperationError::unsupported(
             "Restoring this item now requires a transfer between volumes. Restore "
             "it from Trash or move it manually.");

@@ -18,6 +18,8 @@ namespace {
 constexpr std::size_t mostItems = 200'000;
 /// Deeper trees would need more open folders at once than is fair.
 constexpr std::size_t deepest = 32;
+/// A tree of many different attributes would be searched again and again.
+constexpr std::size_t mostTails = 64;
 constexpr std::size_t batchSize = 512;
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -56,8 +58,6 @@ RememberedTree::Item& RememberedTreeBuilder::append(const Entry& entry) {
 }
 
 void RememberedTreeBuilder::enterFolder(const Entry& entry, RememberedTree::Folder folder) {
-    // A tree of many different attributes would be searched again and again.
-    constexpr std::size_t mostTails = 64;
     if (!tree_)
         return;
     if (path_.empty())
@@ -81,7 +81,8 @@ void RememberedTreeBuilder::leaveFolder() {
 void RememberedTreeBuilder::add(const Entry& entry) {
     if (!tree_)
         return;
-    if (!entry.isProved || entry.info.device != tree_->device_ || tree_->items_.size() >= mostItems)
+    if (!entry.isProved || entry.info.device != tree_->device_ || tree_->items_.size() >= mostItems ||
+        tree_->attributeTails_.size() > mostTails)
         tree_.reset();
     else
         append(entry);

@@ -36,8 +36,12 @@ private:
         explicit Held(Descriptor opened);
         Descriptor descriptor;
         bool trusted;
+        bool timesShowEveryChange;
         ReadLease lease;
     };
+    /// A lease says nothing of attributes, and the rename's new change time hides when they were set.
+    bool hasAttributesOf(const CachedFile& file) const;
+
     std::unique_ptr<Held> held_;
 };
 

@@ -118,7 +118,6 @@ private:
         std::vector<ListedName> children;
         std::size_t next = 0;
         // What survives giving up the descriptors.
-        std::string relative;
         FileStat info;
         FileStat targetInfo;
         std::vector<std::pair<std::string, std::string>> attributes;
@@ -132,7 +131,7 @@ private:
     void makeTargetFolder(const Folder& parent, const std::string& name, Folder& folder);
     void pushFrame(std::vector<Frame>& stack, std::shared_ptr<Folder> folder, std::string name);
     void popFrame(std::vector<Frame>& stack, const std::shared_ptr<Folder>& base);
-    void reopen(Frame& frame, const Folder& child);
+    void reopen(Frame& frame, const Folder& child, const std::string& childName);
     void list(Folder& folder) const;
     void push(std::shared_ptr<Segment> segment);
     void consumeFront();
@@ -184,6 +183,7 @@ private:
 
     std::deque<std::shared_ptr<Segment>> stream_;
     std::size_t itemsInStream_ = 0;
+    bool streamFailed_ = false; ///< feeding the digests threw
 
     Mutex mutex_;
     std::condition_variable workArrived_;
@@ -238,7 +238,7 @@ FileFingerprint TreePass::run() {
         if (auto remembered = recall(*base, name, info))
             return *remembered;
         if (context_.cache && !copy_ &&
-            volumeTraits(info.device, base->source.get(), name.c_str()).isTrustedLocal)
+            volumeTraits(info.device, base->source.get(), name.c_str()).timesShowEveryChange)
             builder_.emplace();
         walk(base);
     } else {
@@ -305,9 +305,10 @@ void TreePass::walk(const std::shared_ptr<Folder>& base) {
             push(std::move(segment));
         }
     } catch (...) {
-        // What was read before this failure comes first: its own failure, if it has one, is the one to tell.
+        // What was read before a failure of the walk comes first: its own failure, if it has one, is the one
+        // to tell. A failure that came out of the stream is the first already.
         const auto failure = std::current_exception();
-        while (!stream_.empty())
+        while (!streamFailed_ && !stream_.empty())
             consumeFront();
         std::rethrow_exception(failure);
     }
@@ -319,7 +320,6 @@ void TreePass::pushFrame(std::vector<Frame>& stack, std::shared_ptr<Folder> fold
     Frame frame;
     frame.children = std::move(folder->children);
     frame.name = std::move(name);
-    frame.relative = folder->relative;
     frame.info = folder->info;
     frame.targetInfo = folder->targetInfo;
     frame.attributes = folder->attributes;
@@ -333,7 +333,7 @@ void TreePass::popFrame(std::vector<Frame>& stack, const std::shared_ptr<Folder>
     auto finished = std::move(stack.back());
     stack.pop_back();
     if (!stack.empty() && !stack.back().folder)
-        reopen(stack.back(), *finished.folder);
+        reopen(stack.back(), *finished.folder, finished.name);
     auto segment = std::make_shared<Segment>();
     segment->kind = Segment::Kind::left;
     segment->folder = finished.folder;
@@ -342,9 +342,10 @@ void TreePass::popFrame(std::vector<Frame>& stack, const std::shared_ptr<Folder>
     push(std::move(segment));
 }
 
-void TreePass::reopen(Frame& frame, const Folder& child) {
+void TreePass::reopen(Frame& frame, const Folder& child, const std::string& childName) {
     auto folder = std::make_shared<Folder>();
-    folder->relative = frame.relative;
+    // Kept in every frame it would cost the square of the depth.
+    folder->relative = child.relative.substr(0, child.relative.size() - childName.size() - 1);
     folder->info = frame.info;
     folder->targetInfo = frame.targetInfo;
     folder->attributes = frame.attributes;
@@ -373,6 +374,8 @@ std::shared_ptr<Folder> TreePass::enter(const std::shared_ptr<Folder>& parent, c
         if (!statDescriptor(folder->source.get()).isSameItem(folder->info))
             throw changedWhileInspected(name);
     });
+    // Asked before anything is read: what changes afterwards must show a later time.
+    const bool settled = isSettled(folder->info.changed);
     auto attributes = located(*parent, name, [&] {
         return readAttributes(AttributeTarget::descriptor(folder->source.get()),
                               copy_ ? AttributeValues::keep : AttributeValues::digestOnly, context_.stop);
@@ -381,7 +384,7 @@ std::shared_ptr<Folder> TreePass::enter(const std::shared_ptr<Folder>& parent, c
         topInfo_ = folder->info;
     if (copy_)
         makeTargetFolder(*parent, name, *folder);
-    folder->memory = {{}, attributes.digest, attributes.tags, isSettled(folder->info.changed)};
+    folder->memory = {{}, attributes.digest, attributes.tags, settled};
     list(*folder);
 
     auto segment = std::make_shared<Segment>();
@@ -448,6 +451,7 @@ void TreePass::push(std::shared_ptr<Segment> segment) {
 }
 
 void TreePass::consumeFront() {
+    streamFailed_ = true;
     const auto segment = std::move(stream_.front());
     stream_.pop_front();
     itemsInStream_ -= segment->visits.size();
@@ -463,6 +467,7 @@ void TreePass::consumeFront() {
     }
     if (segment->kind == Segment::Kind::left)
         leave(*segment);
+    streamFailed_ = false;
 }
 
 void TreePass::feed(Visit& visit) {
@@ -631,13 +636,12 @@ void TreePass::visitFile(const Folder& folder, Visit& visit, const FileStat& inf
     if (isSyncPlaceholder(info, visit.name, target))
         throw FileOperationError::unavailable(displayText(visit.name) +
                                               " is a cloud placeholder. Download it before this operation.");
-    const auto stop = stop_.get_token();
-    const auto attributes =
-        readAttributes(target, copy_ ? AttributeValues::keep : AttributeValues::digestOnly, stop);
-
     std::optional<DigestAdmission> admission;
     if (context_.cache && !(copy_ && context_.cache->find(info)))
         admission.emplace(info, file.get());
+    const auto stop = stop_.get_token();
+    const auto attributes =
+        readAttributes(target, copy_ ? AttributeValues::keep : AttributeValues::digestOnly, stop);
     if (context_.from == ReadFrom::device)
         posix_fadvise(file.get(), 0, 0, POSIX_FADV_DONTNEED);
     Digest digest;

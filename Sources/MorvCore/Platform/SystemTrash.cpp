@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -58,8 +59,11 @@ FileURL mountTop(const FileURL& item, const FileStat& info) {
 bool ensureOwnFolder(const FileURL& url) {
     const bool made = mkdir(url.path().c_str(), 0700) == 0;
     const auto info = statIfPresent(url);
-    if (info && isOwnFolder(*info))
+    if (info && isOwnFolder(*info)) {
+        if (made)
+            flushFolder(url.parent());
         return true;
+    }
     // A file system that gives new folders another owner cannot keep a private trash.
     if (made)
         rmdir(url.path().c_str());
@@ -67,7 +71,8 @@ bool ensureOwnFolder(const FileURL& url) {
 }
 
 Descriptor openInside(const FileURL& trash, const char* name) {
-    mkdir(trash.child(name).path().c_str(), 0700);
+    if (mkdir(trash.child(name).path().c_str(), 0700) == 0)
+        flushFolder(trash);
     Descriptor folder(open(trash.child(name).path().c_str(), folderFlags));
     if (folder && !statDescriptor(folder.get()).isDirectory())
         folder.reset();
@@ -102,9 +107,10 @@ std::optional<TrashFolder> openHomeTrash(const FileStat& item) {
             return std::nullopt;
         for (std::size_t slash = 1; slash != std::string::npos;) {
             slash = url.path().find('/', slash + 1);
-            mkdir(url.path().substr(0, slash).c_str(), 0700);
+            const auto made = FileURL::fromPath(url.path().substr(0, slash));
+            if (mkdir(made.path().c_str(), 0700) == 0)
+                flushFolder(made.parent());
         }
-        flushFolder(home);
     }
     if (!ensureOwnFolder(url))
         return std::nullopt;
@@ -239,6 +245,9 @@ FileURL trash(const FileURL& item) {
         folder = openVolumeTrash(item, info);
     if (!folder)
         throw noTrash(item);
+    if (folder->url.isWithin(item))
+        throw FileOperationError::invalid(fmt::format("{} contains the Trash and cannot be moved there.",
+                                                      displayText(item.lastComponent())));
 
     const Descriptor parent(open(item.parent().path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!parent)
@@ -260,10 +269,24 @@ FileURL trash(const FileURL& item) {
                 throw noTrash(item);
             throw PosixError(error.code(), item.path());
         }
+        try {
+            flushFolder(folder->information.get(), folder->url.child("info"));
+            flushFolder(folder->files.get(), folder->url.child("files"));
+            flushFolder(parent.get(), item.parent());
+        } catch (const PosixError&) {
+            const auto failure = std::current_exception();
+            try {
+                renameWithoutReplacing(folder->files.get(), candidate, parent.get(), name, item);
+            } catch (const std::exception&) {
+                reservation.keep();
+                throw FileOperationError::unavailable(fmt::format(
+                    "{} was moved to Trash, but the device did not confirm it and it could not be "
+                    "put back. Inspect Trash before retrying.",
+                    displayText(item.lastComponent())));
+            }
+            std::rethrow_exception(failure);
+        }
         reservation.keep();
-        flushFolder(folder->information.get(), folder->url.child("info"));
-        flushFolder(folder->files.get(), folder->url.child("files"));
-        flushFolder(parent.get(), item.parent());
         return place;
     }
 }

@@ -102,6 +102,7 @@ VolumeTraits describe(std::uint64_t device, const struct statfs& system) {
     if (id != 0 && contains(stableTypes, traits.type))
         traits.number = stableNumber(traits.type, id);
     traits.isTrustedLocal = contains(trustedTypes, traits.type);
+    traits.timesShowEveryChange = traits.isTrustedLocal && traits.type != tmpfs;
     traits.keepsMetadata = !contains(lossyTypes, traits.type);
     traits.keepsEveryName = !contains(narrowNameTypes, traits.type);
     traits.verifyFromDevice = contains(remoteTypes, traits.type) || isRemovable(device);

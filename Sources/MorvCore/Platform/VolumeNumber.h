@@ -18,6 +18,9 @@ struct VolumeTraits {
     std::uint64_t type = 0;
     /// A local disk or memory volume whose times and leases can be believed (never network or FUSE).
     bool isTrustedLocal = false;
+    /// Whatever changes a file that nobody has open for writing now has changed its times (a trusted local
+    /// disk). In a memory volume a write through a mapping can leave both times as they were.
+    bool timesShowEveryChange = false;
     /// Keeps permission bits, attributes and exact times (not FAT, exFAT, NTFS, SMB or FUSE).
     bool keepsMetadata = true;
     /// A name may hold any byte but "/" (not on FAT, exFAT, NTFS or SMB, which answer EINVAL to some).

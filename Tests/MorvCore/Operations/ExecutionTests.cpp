@@ -1,6 +1,7 @@
 #include "MorvCore/Folders/FileTagMetadata.h"
 #include "MorvCore/Platform/FileStat.h"
 #include "Tests/MorvCore/Operations/EngineFixture.h"
+#include "Tests/Support/SystemCalls.h"
 
 #include <atomic>
 #include <fcntl.h>
@@ -137,6 +138,12 @@ TEST_P(Execution, aTrashedItemHasItsInformationAndLosesItWhenRestored) {
     const auto second = run({.kind = OperationKind::trash, .sources = {at("twice/name.tar.gz")}});
     EXPECT_EQ(read(*first.items[0].destination), "1");
     EXPECT_EQ(second.items[0].destination->lastComponent(), "name.tar.2.gz");
+
+    const auto around = run({.kind = OperationKind::trash, .sources = {at("home")}});
+    EXPECT_EQ(around.items[0].error, "home contains the Trash and cannot be moved there.");
+    const auto inside = run({.kind = OperationKind::trash, .sources = {*first.items[0].destination}});
+    EXPECT_EQ(inside.items[0].error, "name.tar.gz is already in Trash.");
+    EXPECT_EQ(read(*first.items[0].destination), "1");
 }
 
 TEST_P(Execution, movesAcrossVolumesThroughAVerifiedCopy) {
@@ -312,6 +319,61 @@ TEST_P(Execution, cancellingBetweenItemsSaysWhatWasDone) {
     EXPECT_EQ(receipt.message, "Copied 1 item. Cancelled: 2.");
     EXPECT_EQ(read(into.child("a")), "1");
     EXPECT_FALSE(fs::exists(into.child("c").path()));
+}
+
+TEST_P(Execution, whatWasPublishedIsToldOfThoughCancelled) {
+    for (const auto kind : {OperationKind::newFolder, OperationKind::alias}) {
+        SCOPED_TRACE(rawValue(kind));
+        OperationRequest request{.kind = kind, .destination = makeFolder("into")};
+        if (kind == OperationKind::alias)
+            request.sources = {write("a", "1")};
+        const auto planned = plan(request);
+        // The rename to the final name goes through; cancellation comes with it.
+        const Hooked cancelling(renameHook, std::function<std::optional<int>()>([&] {
+                                    engine().cancel();
+                                    return std::nullopt;
+                                }));
+        const auto receipt = engine().execute(planned, {});
+        EXPECT_EQ(receipt.status, OperationStatus::completed);
+        ASSERT_EQ(receipt.items[0].status, OperationItemStatus::succeeded);
+        EXPECT_TRUE(receipt.items[0].after) << "and can be undone";
+    }
+}
+
+TEST_P(Execution, anIncompletePlanFailsItsItems) {
+    const auto file = write("a", "1");
+    for (const auto kind : allOperationKinds) {
+        SCOPED_TRACE(rawValue(kind));
+        FileOperationPlan incomplete;
+        incomplete.id = UUID::random();
+        incomplete.kind = kind;
+        FileOperationItem nothing;
+        nothing.id = UUID::random();
+        FileOperationItem unread;
+        unread.id = UUID::random();
+        unread.source = file;
+        unread.destination = at("b");
+        FileOperationItem sourceless = unread;
+        sourceless.id = UUID::random();
+        sourceless.source.reset();
+        sourceless.fingerprint = FileFingerprint();
+        incomplete.items = {nothing, unread};
+        if (kind != OperationKind::newFolder)
+            incomplete.items.push_back(sourceless);
+        for (const auto& item : engine().execute(incomplete, {}).items)
+            EXPECT_EQ(item.error, "This plan is incomplete. Create a new preview.");
+    }
+    EXPECT_EQ(read(file), "1");
+}
+
+TEST_P(Execution, aCaseOnlyRenameOntoAnotherNameOfTheFileIsTakenBack) {
+    const auto file = write("Report", "x");
+    fs::create_hard_link(file.path(), at("report").path());
+    const auto receipt = run({.kind = OperationKind::rename, .sources = {file}, .newName = "report"});
+    EXPECT_EQ(receipt.status, OperationStatus::failed);
+    EXPECT_FALSE(receipt.items[0].stagingURL);
+    EXPECT_EQ(read(file), "x");
+    EXPECT_EQ(read(at("report")), "x");
 }
 
 TEST_P(Execution, aCaseOnlyRenameIsNoCollisionWithItself) {

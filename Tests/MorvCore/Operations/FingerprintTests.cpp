@@ -1,7 +1,9 @@
 #include "MorvCore/Foundation/ContentHash.h"
 #include "MorvCore/Operations/ContentDigestCache.h"
+#include "MorvCore/Operations/RenameProof.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/FileStat.h"
+#include "MorvCore/Platform/VolumeNumber.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/TreeSnapshot.h"
 
@@ -9,6 +11,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <thread>
@@ -127,22 +130,25 @@ TEST(Fingerprint, tellsWhatChangedByTheDigestThatCoversIt) {
     EXPECT_EQ(forged.metadataDigest, attribute.metadataDigest);
 }
 
+/// Returns when the change time of `url` lies so far back that a digest may be kept.
+void waitUntilSettled(const FileURL& url) {
+    while (!isSettled(statItem(url).changed))
+        std::this_thread::yield();
+}
+
+bool timesShowEveryChange(const FileURL& url) {
+    return volumeTraits(statItem(url).device, AT_FDCWD, url.path().c_str()).timesShowEveryChange;
+}
+
 TEST(Fingerprint, neverRemembersAFileThatSomebodyCouldBeWriting) {
     const TemporaryFolder folder;
     const auto file = folder.write("file", "content");
     const timespec old[2] = {{1, 0}, {1, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, file.path().c_str(), old, 0), 0);
+    if (!timesShowEveryChange(file))
+        GTEST_SKIP() << "Nothing is remembered of this volume.";
     const auto isKept = [&] {
-        // The change time must be settled before a digest may be kept.
-        for (timespec now{};;) {
-            clock_gettime(CLOCK_REALTIME, &now);
-            const auto changed = statItem(file).changed;
-            if ((now.tv_sec - changed.seconds) * 1000 +
-                    (now.tv_nsec - static_cast<long>(changed.nanoseconds)) / 1'000'000 >
-                110)
-                break;
-            std::this_thread::yield();
-        }
+        waitUntilSettled(file);
         ContentDigestCache cache;
         readFingerprint(file, {.stop = {}, .cache = &cache});
         return cache.find(statItem(file)).has_value();
@@ -153,6 +159,69 @@ TEST(Fingerprint, neverRemembersAFileThatSomebodyCouldBeWriting) {
     EXPECT_FALSE(isKept()) << "open for writing";
     close(writer);
     EXPECT_TRUE(isKept()) << "closed again";
+}
+
+TEST(Fingerprint, believesNoTimesThatAMappingCanLeaveBehind) {
+    const TemporaryFolder folder(Disk::memory);
+    const auto top = folder.makeFolder("top");
+    const auto file = folder.write("top/file", "content");
+    waitUntilSettled(file);
+    ContentDigestCache cache;
+    const auto read = [&](const FileURL& url) { return readFingerprint(url, {.stop = {}, .cache = &cache}); };
+    const auto before = read(file), tree = read(top);
+    const int writer = open(file.path().c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(writer, 0);
+    void* mapped = mmap(nullptr, 7, PROT_READ | PROT_WRITE, MAP_SHARED, writer, 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    // Reading maps the page writable, so that the kernel does not see the write.
+    auto* bytes = static_cast<volatile char*>(mapped);
+    bytes[0] = static_cast<char>(bytes[0] - 'a' + 'A');
+    munmap(mapped, 7);
+    close(writer);
+    EXPECT_NE(read(file).contentDigest, before.contentDigest);
+    EXPECT_NE(read(top).contentDigest, tree.contentDigest);
+}
+
+TEST(Fingerprint, isCarriedAcrossARenameOnlyWithEverythingThatWasRead) {
+    const TemporaryFolder folder;
+    if (!timesShowEveryChange(folder.url()))
+        GTEST_SKIP() << "Nothing is proved on this volume.";
+    for (const bool isTagged : {false, true}) {
+        SCOPED_TRACE(isTagged);
+        const auto file = folder.write("file", std::string(5'000'000, 'x'));
+        const auto proof = RenameProof::of(file);
+        std::optional<ReadFile> known;
+        ReadingContext context;
+        context.topFile = &known;
+        readFingerprint(file, context);
+        if (isTagged) {
+            ASSERT_EQ(setxattr(file.path().c_str(), "user.note", "v", 1, 0), 0);
+        }
+        ASSERT_EQ(rename(file.path().c_str(), folder.path("renamed").c_str()), 0);
+        const auto proved = proof.afterRename(known);
+        EXPECT_EQ(proved.has_value(), !isTagged);
+        if (!proved)
+            continue;
+        ContentDigestCache cache;
+        ASSERT_EQ(setxattr(folder.path("renamed").c_str(), "user.note", "v", 1, 0), 0);
+        proof.keep(*proved, cache);
+        EXPECT_FALSE(cache.find(proved->info));
+        EXPECT_FALSE(cache.find(statItem(folder.url("renamed"))));
+    }
+}
+
+TEST(Fingerprint, tellsTheFirstFailureInOrder) {
+    const TemporaryFolder folder;
+    const auto top = folder.makeFolder("top");
+    folder.write("top/a.nextcloud", "");
+    for (int i = 10; i < 90; ++i) {
+        const auto inner = "top/f" + std::to_string(i);
+        folder.makeFolder(inner);
+        folder.write(inner + "/x");
+    }
+    ASSERT_EQ(mkfifo(folder.path("top/f15/pipe").c_str(), 0600), 0);
+    EXPECT_EQ(sentenceOf<FileOperationError>([&] { readFingerprint(top, {}); }),
+              "a.nextcloud is a cloud placeholder. Download it before this operation.");
 }
 
 TEST(Fingerprint, refusesWhatItCannotVouchFor) {

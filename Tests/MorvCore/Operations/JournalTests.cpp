@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <future>
 #include <mutex>
+#include <sqlite3.h>
 
 namespace morv::test {
 namespace {
@@ -65,6 +66,42 @@ TEST_F(JournalTest, stepsLeftBehindByACrashChangeNothing) {
     receipt.message = "Done.";
     journal.persist(receipt);
     store().saveBytes(step, key);
+    EXPECT_EQ(journal.read(receipt.id, {}), receipt);
+}
+
+TEST_F(JournalTest, stepsThatOutliveTheirRecordSayWhatItSays) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(at("data/Morv.sqlite").path().c_str(), &other), SQLITE_OK);
+    const auto execute = [&](const char* sql) {
+        ASSERT_EQ(sqlite3_exec(other, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(other);
+    };
+    auto receipt = receiptOf(60, OperationStatus::running);
+    Journal journal(store(), {});
+    journal.persist(receipt);
+    execute("CREATE TRIGGER keepSteps BEFORE DELETE ON records BEGIN SELECT RAISE(FAIL,'kept'); END");
+    for (std::size_t i = 0; i < 60; ++i) {
+        auto begun = receipt.items[i];
+        begun.stagingURL = at("staging");
+        receipt.items.replace(i, begun);
+        for (const bool isDone : {false, true}) {
+            if (isDone)
+                finishItem(receipt, i);
+            journal.persistItem(receipt, i);
+            ASSERT_EQ(Journal(store(), {}).read(receipt.id, {}), receipt) << "after a crash, " << i << isDone;
+        }
+    }
+    receipt.status = OperationStatus::completed;
+    journal.persist(receipt);
+    EXPECT_EQ(journal.read(receipt.id, {}), receipt);
+    ASSERT_FALSE(store().keys("operations.steps/").empty());
+
+    // Undo makes the record active again, and what the first run left must not speak for it.
+    receipt.status = OperationStatus::running;
+    EXPECT_THROW(journal.persist(receipt), PersistenceError);
+    execute("DROP TRIGGER keepSteps");
+    sqlite3_close(other);
+    journal.persist(receipt);
+    EXPECT_TRUE(store().keys("operations.steps/").empty());
     EXPECT_EQ(journal.read(receipt.id, {}), receipt);
 }
 
@@ -196,6 +233,33 @@ TEST_F(Queueing, turnsComeInTheOrderOfAdmissionAndCancellationReachesEveryPlace)
     EXPECT_EQ(fourth.get().status, OperationStatus::completed);
     EXPECT_FALSE(engine().hasActiveOperation());
     engine().cancel(fourthID);
+    EXPECT_FALSE(engine().hasActiveOperation());
+}
+
+/// The system's Trash, held shut until the test opens it.
+class GatedTrash final : public OperationTrashProvider {
+public:
+    FileURL trash(const FileURL& url) const override {
+        gate.wait();
+        return SystemTrashProvider().trash(url);
+    }
+    mutable Gate gate;
+};
+
+TEST_F(Queueing, aPlanThatIsBeingUndoneCannotTakeItsTurnAway) {
+    const auto trash = std::make_shared<GatedTrash>();
+    useEngine({}, trash);
+    const auto copying = plan({.kind = OperationKind::duplicate, .sources = {write("file", "x")}});
+    const auto receipt = engine().execute(copying, {});
+    auto undoing = std::async(std::launch::async, [&] { return undo(receipt); });
+    ASSERT_TRUE(trash->gate.waitUntilReached());
+    EXPECT_EQ(sentenceOf<FileOperationError>([&] { engine().execute(copying, {}); }),
+              "This operation is already queued or running.");
+    EXPECT_TRUE(engine().hasActiveOperation()) << "the undo still has its turn";
+    EXPECT_EQ(sentenceOf<FileOperationError>([&] { undo(receipt); }),
+              "Another file operation is still running.");
+    trash->gate.open();
+    EXPECT_EQ(undoing.get().status, OperationStatus::undone);
     EXPECT_FALSE(engine().hasActiveOperation());
 }
 
