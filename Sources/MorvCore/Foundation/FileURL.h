@@ -24,7 +24,8 @@ public:
     /// them).
     static FileURL fromPath(std::string_view path);
     static FileURL folder(std::string_view path) { return fromPath(path).asFolder(); }
-    /// `argument` as typed in a shell: relative to the working directory of the process.
+    /// `argument` as typed in a shell: relative to the working directory of the process. Throws PosixError
+    /// when it is relative and that folder is gone.
     static FileURL fromArgument(std::string_view argument);
     /// Parses "file:///…" or "file://localhost/…" with percent escapes. Anything else gives nothing.
     static std::optional<FileURL> parse(std::string_view text);
