@@ -221,6 +221,7 @@ public:
         return true;
     }
     void keep() { kept_ = true; }
+    void giveUp() { kept_ = false; }
 
 private:
     const TrashFolder& trash_;
@@ -261,9 +262,16 @@ FileURL trash(const FileURL& item) {
             throw PosixError(error.code(), item.path());
         }
         reservation.keep();
-        flushFolder(folder->information.get(), folder->url.child("info"));
-        flushFolder(folder->files.get(), folder->url.child("files"));
-        flushFolder(parent.get(), item.parent());
+        try {
+            flushFolder(folder->information.get(), folder->url.child("info"));
+            flushFolder(folder->files.get(), folder->url.child("files"));
+            flushFolder(parent.get(), item.parent());
+        } catch (const PosixError&) {
+            // A failure is reported without a place in Trash, so the item may not stay there.
+            renameWithoutReplacing(folder->files.get(), candidate, parent.get(), name, item);
+            reservation.giveUp();
+            throw;
+        }
         return place;
     }
 }

@@ -16,7 +16,8 @@ namespace morv::SystemTrash {
 /// Moves `item` to the trash of its mount and returns its place in "files".
 /// Throws FileOperationError::unavailable when that mount has no usable trash, invalid for what may not be
 /// trashed (mount points, "lost+found", a trash folder or what is inside one), PosixError otherwise;
-/// the item is then where it was.
+/// the item is then where it was. (When a flush fails after the rename, and then also the way back, it is in
+/// Trash, and the error is that of the way back.)
 FileURL trash(const FileURL& item);
 
 /// The item has left its place in "files" by a rename of ours: removes its information file, if it has one.
