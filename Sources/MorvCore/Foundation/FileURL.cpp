@@ -105,6 +105,9 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
         path.push_back(static_cast<char>(high * 16 + low));
         i += 2;
     }
+    // To every system call such a path would end early, at another file.
+    if (path.find('\0') != std::string::npos)
+        return std::nullopt;
     auto url = fromPath(path);
     return path.size() > 1 && path.back() == '/' ? url.asFolder() : url;
 }
