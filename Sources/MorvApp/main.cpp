@@ -5,6 +5,7 @@
 #include "MorvApp/Views/Window/MainWindow.h"
 #include "MorvApp/Views/Window/StartupFailureView.h"
 #include "MorvApp/Views/Window/SystemClipboard.h"
+#include "MorvCore/Foundation/Errors.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -45,8 +46,13 @@ int main(int argc, char** argv) {
         std::fputs("Usage: morv [FOLDER]\n", asked ? stdout : stderr);
         return asked ? 0 : 2;
     }
-    if (argc == 2)
-        folder = morv::FileURL::fromArgument(argv[1]).asFolder();
+    try {
+        if (argc == 2)
+            folder = morv::FileURL::fromArgument(argv[1]).asFolder();
+    } catch (const morv::PosixError& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 3;
+    }
 
     morv::MorvRuntime::setSharedOpener(morv::openWithDefaultApplication);
     auto& runtime = morv::MorvRuntime::shared();

@@ -57,6 +57,22 @@ TEST_F(FailingCalls, ofTheFilesFailTheItemAloneWithASentence) {
     }
 }
 
+TEST_F(FailingCalls, ofTheTrashAfterTheRenameBringTheItemBack) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    for (const auto& fault : {"sync=2:EIO@" + home, "sync=3:EIO@" + home, "sync=1:EIO@" + from}) {
+        SCOPED_TRACE(fault);
+        writeFile(from + "/file", "content");
+        RunOptions options;
+        options.fault = fault;
+        const auto result = run({"run", "trash", from + "/file"}, options);
+        EXPECT_EQ(result.status, 1) << result.out << result.err;
+        EXPECT_EQ(readFile(from + "/file"), "content");
+        EXPECT_TRUE(namesIn(trashFiles()).empty());
+        EXPECT_TRUE(namesIn(trashFiles() + "/../info").empty());
+    }
+}
+
 TEST_F(FailingCalls, ofTheStoreEndTheOperationBeforeItGoesOn) {
     if (!canInjectFaults())
         GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";

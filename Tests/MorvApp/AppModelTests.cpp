@@ -255,6 +255,9 @@ TEST_F(AppModelTest, theFirstFolderFollowsItsOrder) {
     auto given = environment();
     MorvServices services(given);
     EXPECT_EQ(services.firstFolder(), homeFolder()) << "without a Downloads folder";
+    EXPECT_EQ(MorvServices::dataDirectory({{"MORV_DATA_DIRECTORY", "relative"}}),
+              FileURL::fromArgument("relative"))
+        << "as morvctl takes it";
     {
         AppModel app(services, board, last);
         idle(app);

@@ -40,13 +40,18 @@ MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObser
 
 FileURL MorvServices::dataDirectory(const Environment& environment) {
     if (const auto directory = value(environment, "MORV_DATA_DIRECTORY"))
-        return FileURL::folder(*directory);
+        return FileURL::fromArgument(*directory).asFolder();
     return dataHome().child("Morv").asFolder();
 }
 
 FileURL MorvServices::firstFolder() const {
-    if (const auto start = value(environment, "MORV_START_DIRECTORY"))
-        return FileURL::folder(*start);
+    if (const auto start = value(environment, "MORV_START_DIRECTORY")) {
+        try {
+            return FileURL::fromArgument(*start).asFolder();
+        } catch (const PosixError&) {
+            // Relative to a folder that is gone: it names nothing.
+        }
+    }
     if (auto last = defaults.lastLocation())
         return *last;
     if (auto downloads = userFolder(UserFolder::downloads))

@@ -29,7 +29,8 @@ public:
     MorvServices(const MorvServices&) = delete;
     MorvServices& operator=(const MorvServices&) = delete;
 
-    /// MORV_DATA_DIRECTORY as it is given, else "Morv" in the user's data folder.
+    /// MORV_DATA_DIRECTORY as it is given (a relative one from the working directory, as in morvctl), else
+    /// "Morv" in the user's data folder. Throws PosixError when the working directory is needed and gone.
     static FileURL dataDirectory(const Environment& environment);
     /// Where a new window begins: MORV_START_DIRECTORY, the last folder, Downloads, home. Not looked up.
     FileURL firstFolder() const;

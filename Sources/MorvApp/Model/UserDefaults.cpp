@@ -20,7 +20,9 @@ void UserDefaults::setLastLocation(const FileURL& folder) {
 }
 
 std::string UserDefaults::appearance() const {
-    return settings_.value(QStringLiteral("appearance"), QStringLiteral("system")).toString().toStdString();
+    return settings_.value(QStringLiteral("appearance.preference.v2"), QStringLiteral("system"))
+        .toString()
+        .toStdString();
 }
 
 } // namespace morv

@@ -1,7 +1,7 @@
 // A complete, local regular file held by descriptor.
 //
-// Protocol    open() -> pread from descriptor() -> validate() after the last read, before what was read is
-// believed Invariants  I1  the object exists => every check at its opening passed
+// Protocol    open -> pread from descriptor() -> validate() after the last read, before it is believed
+// Invariants  I1  the object exists => every check at its opening passed
 //             I2  validate() returned => the file and its entry in the folder are those of the opening
 // Threading   immutable; safe to share
 //

@@ -142,6 +142,9 @@ private:
 };
 
 void DirectoryBatchState::open() {
+    // To its metadata an automount point or an NFS junction is an empty folder until somebody opens it:
+    // without this it would turn into another folder between the entry and the pinning.
+    const Descriptor passed(::open(url_->path().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     const auto root = DirectoryService::entry(*url_);
     if (!root.isNavigable() || root.isSymbolicLink)
         throw FileOperationError::unsupported("Choose a physical folder to view its contents.");

@@ -1,6 +1,7 @@
 // Tags of a file: the attribute "user.com.apple.metadata:_kMDItemUserTags", a property list of strings, each
-// a name, optionally followed by a line feed and one digit for its colour. Threading   stateless; the retry
-// loop is the whole defence against a concurrent writer
+// a name, optionally followed by a line feed and one digit for its colour.
+//
+// Threading   stateless; the retry loop is the whole defence against a concurrent writer
 #pragma once
 
 #include "MorvCore/Foundation/FileURL.h"

@@ -1,8 +1,11 @@
 #include "MorvCore/Foundation/FileURL.h"
 
+#include "MorvCore/Foundation/Errors.h"
+
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <unistd.h>
 #include <vector>
 
@@ -70,8 +73,10 @@ FileURL FileURL::fromArgument(std::string_view argument) {
     if (!argument.empty() && argument.front() == '/')
         return fromPath(argument);
     std::array<char, PATH_MAX> buffer{};
-    const char* folder = getcwd(buffer.data(), buffer.size());
-    return fromPath(std::string(folder ? folder : "/").append("/").append(argument));
+    // Taken as relative to any other folder, the name could be that of another file.
+    if (!getcwd(buffer.data(), buffer.size()))
+        throw PosixError(errno);
+    return fromPath(std::string(buffer.data()).append("/").append(argument));
 }
 
 std::optional<FileURL> FileURL::parse(std::string_view text) {
@@ -100,6 +105,9 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
         path.push_back(static_cast<char>(high * 16 + low));
         i += 2;
     }
+    // To every system call such a path would end early, at another file.
+    if (path.find('\0') != std::string::npos)
+        return std::nullopt;
     auto url = fromPath(path);
     return path.size() > 1 && path.back() == '/' ? url.asFolder() : url;
 }

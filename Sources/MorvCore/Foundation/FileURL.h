@@ -24,9 +24,11 @@ public:
     /// them).
     static FileURL fromPath(std::string_view path);
     static FileURL folder(std::string_view path) { return fromPath(path).asFolder(); }
-    /// `argument` as typed in a shell: relative to the working directory of the process.
+    /// `argument` as typed in a shell: relative to the working directory of the process. Throws PosixError
+    /// when it is relative and that folder is gone.
     static FileURL fromArgument(std::string_view argument);
-    /// Parses "file:///…" or "file://localhost/…" with percent escapes. Anything else gives nothing.
+    /// Parses "file:///…" or "file://localhost/…" with percent escapes. Anything else gives nothing, as
+    /// does a path with a NUL.
     static std::optional<FileURL> parse(std::string_view text);
 
     const std::string& path() const { return path_; }

@@ -2,7 +2,6 @@
 
 #include "MorvCore/Platform/VolumeNumber.h"
 
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace morv {
@@ -11,10 +10,9 @@ ChildWritability::ChildWritability(int directory) : directory_(directory), user_
     const auto folder = statDescriptor(directory);
     device_ = folder.device;
     mountID_ = folder.mountID;
-    struct statvfs mount {};
-    // A server decides for itself whatever the mode says, so only local volumes are plain.
-    isPlain_ = volumeTraits(device_, directory, "").isTrustedLocal && ::fstatvfs(directory, &mount) == 0 &&
-               !(mount.f_flag & ST_RDONLY);
+    // A server decides for itself whatever the mode says, so only local volumes are plain. A read-only mount
+    // shows in its flags, a read-only btrfs snapshot only in the answer for the folder.
+    isPlain_ = volumeTraits(device_, directory, "").isTrustedLocal && isWritableAt(directory, ".");
 }
 
 bool ChildWritability::isWritable(const FileStat& child, const std::string& name) const {

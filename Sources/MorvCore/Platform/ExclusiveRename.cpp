@@ -45,7 +45,9 @@ void publishByLink(int fromDirectory, const std::string& fromName, int toDirecto
             refuse(to);
         throw PosixError(errno, to.path());
     }
-    if (::unlinkat(fromDirectory, fromName.c_str(), 0) != 0) {
+    // An old name that somebody else has taken away meanwhile needs no removing, and the new one may be the
+    // item's last.
+    if (::unlinkat(fromDirectory, fromName.c_str(), 0) != 0 && errno != ENOENT) {
         const int code = errno;
         // The item keeps its old name, so the new one, made a moment ago, must not stay.
         ::unlinkat(toDirectory, toName.c_str(), 0);

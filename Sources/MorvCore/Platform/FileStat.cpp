@@ -11,20 +11,6 @@ namespace morv {
 
 namespace {
 
-/// Reading a folder asks for the same volume a hundred thousand times in a row.
-std::uint64_t volumeNumber(std::uint64_t device, int directory, const char* name) {
-    thread_local std::uint64_t lastDevice = 0;
-    thread_local std::uint64_t lastNumber = 0;
-    if (lastNumber == 0 || device != lastDevice) {
-        const auto& traits = volumeTraits(device, directory, name);
-        if (traits.type == 0)
-            return traits.number;
-        lastNumber = traits.number;
-        lastDevice = device;
-    }
-    return lastNumber;
-}
-
 FileTime time(const struct statx_timestamp& stamp) {
     return {stamp.tv_sec, stamp.tv_nsec};
 }
@@ -62,6 +48,9 @@ std::string FileStat::identity() const {
 }
 
 FileStat statItem(const FileURL& url) {
+    // What begins with a path may have been plugged in a moment ago; what is relative to a descriptor was
+    // not.
+    noticeMounts();
     if (auto stat = read(AT_FDCWD, url.path().c_str(), 0))
         return *stat;
     throw PosixError(errno, url.path());

@@ -55,33 +55,32 @@ FileURL mountTop(const FileURL& item, const FileStat& info) {
     return top;
 }
 
-/// Creates the folder if it is missing. True when it is then a folder of the user's own.
-bool ensureOwnFolder(const FileURL& url) {
-    const bool made = mkdir(url.path().c_str(), 0700) == 0;
-    const auto info = statIfPresent(url);
-    if (info && isOwnFolder(*info)) {
+/// Opens `name` in the open folder `parent`, made if it is missing. Nothing unless it is then a real folder
+/// of the user's own: asked of what was opened, so that nobody can exchange it in between.
+Descriptor openOwnFolder(int parent, const std::string& name) {
+    const bool made = mkdirat(parent, name.c_str(), 0700) == 0;
+    Descriptor folder(openat(parent, name.c_str(), folderFlags));
+    if (!folder || !isOwnFolder(statDescriptor(folder.get()))) {
+        // A file system that gives new folders another owner cannot keep a private trash.
         if (made)
-            flushFolder(url.parent());
-        return true;
+            unlinkat(parent, name.c_str(), AT_REMOVEDIR);
+        return {};
     }
-    // A file system that gives new folders another owner cannot keep a private trash.
-    if (made)
-        rmdir(url.path().c_str());
-    return false;
-}
-
-Descriptor openInside(const FileURL& trash, const char* name) {
-    if (mkdir(trash.child(name).path().c_str(), 0700) == 0)
-        flushFolder(trash);
-    Descriptor folder(open(trash.child(name).path().c_str(), folderFlags));
-    if (folder && !statDescriptor(folder.get()).isDirectory())
-        folder.reset();
+    if (made) {
+        // A parent that may not be listed cannot be flushed; its entry then follows with the volume's own.
+        const Descriptor readable(openat(parent, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (readable)
+            flushFolder(readable.get(), FileURL::fromPath(name));
+    }
     return folder;
 }
 
-std::optional<TrashFolder> openTrash(const FileURL& url, const FileURL& pathsRelativeTo,
-                                     const FileStat& item) {
-    TrashFolder trash{url, pathsRelativeTo, openInside(url, "files"), openInside(url, "info")};
+std::optional<TrashFolder> openTrash(const Descriptor& own, const FileURL& url,
+                                     const FileURL& pathsRelativeTo, const FileStat& item) {
+    if (!own)
+        return std::nullopt;
+    TrashFolder trash{url, pathsRelativeTo, openOwnFolder(own.get(), "files"),
+                      openOwnFolder(own.get(), "info")};
     if (!trash.files || !trash.information)
         return std::nullopt;
     const auto files = statDescriptor(trash.files.get());
@@ -112,24 +111,25 @@ std::optional<TrashFolder> openHomeTrash(const FileStat& item) {
                 flushFolder(made.parent());
         }
     }
-    if (!ensureOwnFolder(url))
+    const Descriptor data(open(home.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!data)
         return std::nullopt;
-    return openTrash(url, FileURL(), item);
+    return openTrash(openOwnFolder(data.get(), "Trash"), url, FileURL(), item);
 }
 
 std::optional<TrashFolder> openVolumeTrash(const FileURL& item, const FileStat& info) {
     const auto top = mountTop(item, info);
     const auto user = fmt::format("{}", geteuid());
-    const auto shared = top.child(".Trash");
-    if (const auto folder = statIfPresent(shared); folder && folder->isDirectory() &&
-                                                   (folder->mode & S_ISVTX) != 0 &&
-                                                   ensureOwnFolder(shared.child(user)))
-        if (auto trash = openTrash(shared.child(user), top, info))
-            return trash;
-    const auto own = top.child(".Trash-" + user);
-    if (!ensureOwnFolder(own))
+    const Descriptor folder(open(top.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder)
         return std::nullopt;
-    return openTrash(own, top, info);
+    const Descriptor shared(openat(folder.get(), ".Trash", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (shared && (statDescriptor(shared.get()).mode & S_ISVTX) != 0)
+        if (auto trash =
+                openTrash(openOwnFolder(shared.get(), user), top.child(".Trash").child(user), top, info))
+            return trash;
+    const auto own = ".Trash-" + user;
+    return openTrash(openOwnFolder(folder.get(), own), top.child(own), top, info);
 }
 
 void refuseWhatMayNotBeTrashed(const FileURL& item, const FileStat& info) {

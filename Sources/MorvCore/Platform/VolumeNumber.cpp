@@ -5,13 +5,17 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <map>
 #include <optional>
+#include <poll.h>
+#include <set>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
@@ -109,11 +113,62 @@ VolumeTraits describe(std::uint64_t device, const struct statfs& system) {
     return traits;
 }
 
-/// Entries are never removed, so that references to them stay good.
-struct Cache {
-    Mutex mutex;
-    std::map<std::uint64_t, VolumeTraits> byDevice MORV_GUARDED_BY(mutex);
-    std::map<std::uint64_t, std::uint64_t> deviceOfNumber MORV_GUARDED_BY(mutex);
+constexpr char mountTable[] = "/proc/self/mountinfo";
+
+std::set<std::uint64_t> mountedDevices() {
+    std::set<std::uint64_t> devices;
+    std::ifstream table(mountTable);
+    std::string line;
+    // proc(5): "36 35 98:0 /mnt1 /mnt2 …", the third field is st_dev.
+    while (std::getline(table, line)) {
+        unsigned first = 0, second = 0;
+        if (std::sscanf(line.c_str(), "%*u %*u %u:%u", &first, &second) == 2)
+            devices.insert(makedev(first, second));
+    }
+    return devices;
+}
+
+class Cache {
+public:
+    /// Forgets everything when something was mounted or unmounted since the last call. The lock is held over
+    /// the question, so that nobody is answered from before; the table is the kernel's memory, not a disk.
+    void noticeMounts() MORV_EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        pollfd table{mountTable_.get(), POLLPRI, 0};
+        if (!mountTable_ || ::poll(&table, 1, 0) <= 0 || !(table.revents & (POLLPRI | POLLERR)))
+            return;
+        byDevice_.clear();
+        // Of two clones that are still there, the first keeps the number.
+        const auto mounted = mountedDevices();
+        std::erase_if(deviceOfNumber_, [&](const auto& claim) { return !mounted.contains(claim.second); });
+        generation_.fetch_add(1, std::memory_order_release);
+    }
+
+    std::optional<VolumeTraits> find(std::uint64_t device) MORV_EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        const auto found = byDevice_.find(device);
+        return found == byDevice_.end() ? std::nullopt : std::optional(found->second);
+    }
+
+    /// What was asked before the mounts changed is not remembered: `asked` is the generation of then.
+    VolumeTraits add(std::uint64_t device, VolumeTraits traits, unsigned asked) MORV_EXCLUDES(mutex_) {
+        const MutexLock lock(mutex_);
+        if (asked != generation_)
+            return traits;
+        if (deviceOfNumber_.try_emplace(traits.number, device).first->second != device)
+            traits.number = device;
+        return byDevice_.try_emplace(device, traits).first->second;
+    }
+
+    /// Changes with every noticed change of the mounts.
+    unsigned generation() const { return generation_.load(std::memory_order_acquire); }
+
+private:
+    Mutex mutex_;
+    const Descriptor mountTable_{::open(mountTable, O_RDONLY | O_CLOEXEC)};
+    std::map<std::uint64_t, VolumeTraits> byDevice_ MORV_GUARDED_BY(mutex_);
+    std::map<std::uint64_t, std::uint64_t> deviceOfNumber_ MORV_GUARDED_BY(mutex_);
+    std::atomic<unsigned> generation_ = 1;
 };
 
 Cache& cache() {
@@ -121,31 +176,46 @@ Cache& cache() {
     return instance;
 }
 
+VolumeTraits lookedUp(std::uint64_t device, int directory, const char* name) {
+    if (const auto known = cache().find(device))
+        return *known;
+    const auto generation = cache().generation();
+    if (const auto system = readFileSystem(device, directory, name))
+        return cache().add(device, describe(device, *system), generation);
+    // Not remembered: the next item of this volume may answer.
+    VolumeTraits unknown;
+    unknown.number = device;
+    unknown.keepsMetadata = false;
+    unknown.verifyFromDevice = true;
+    return unknown;
+}
+
 } // namespace
 
-const VolumeTraits& volumeTraits(std::uint64_t device, int directory, const char* name) {
-    auto& known = cache();
-    {
-        const MutexLock lock(known.mutex);
-        if (const auto found = known.byDevice.find(device); found != known.byDevice.end())
-            return found->second;
+void noticeMounts() {
+    cache().noticeMounts();
+}
+
+VolumeTraits volumeTraits(std::uint64_t device, int directory, const char* name) {
+    noticeMounts();
+    return lookedUp(device, directory, name);
+}
+
+std::uint64_t volumeNumber(std::uint64_t device, int directory, const char* name) {
+    // Reading a folder asks for the same volume a hundred thousand times in a row.
+    thread_local unsigned lastGeneration = 0;
+    thread_local std::uint64_t lastDevice = 0;
+    thread_local std::uint64_t lastNumber = 0;
+    const auto generation = cache().generation();
+    if (generation == lastGeneration && device == lastDevice)
+        return lastNumber;
+    const auto traits = lookedUp(device, directory, name);
+    if (traits.type != 0) {
+        lastGeneration = generation;
+        lastDevice = device;
+        lastNumber = traits.number;
     }
-    const auto system = readFileSystem(device, directory, name);
-    if (!system) {
-        // Not remembered: the next item of this volume may answer.
-        thread_local VolumeTraits unknown;
-        unknown = {};
-        unknown.number = device;
-        unknown.keepsMetadata = false;
-        unknown.verifyFromDevice = true;
-        return unknown;
-    }
-    auto traits = describe(device, *system);
-    const MutexLock lock(known.mutex);
-    if (!known.deviceOfNumber.try_emplace(traits.number, device).second &&
-        known.deviceOfNumber[traits.number] != device)
-        traits.number = device;
-    return known.byDevice.try_emplace(device, traits).first->second;
+    return traits.number;
 }
 
 } // namespace morv

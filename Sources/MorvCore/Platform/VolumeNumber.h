@@ -2,7 +2,8 @@
 //
 // st_dev of btrfs, device-mapper, NVMe and network volumes may change at every boot, and a receipt must
 // still be undoable after one. Where the file system gives a stable id (f_fsid of ext2/3/4, btrfs, f2fs, zfs)
-// the number is made from its type and that id; elsewhere it is st_dev. Looked up once per st_dev.
+// the number is made from its type and that id; elsewhere it is st_dev. Looked up once per st_dev, and anew
+// when something was mounted or unmounted: the next stick in the same socket gets the st_dev of the last.
 // When two st_dev of one process give the same number (a cloned image), the later one keeps its st_dev.
 #pragma once
 
@@ -11,7 +12,7 @@
 
 namespace morv {
 
-/// What kind of volume a descriptor's file lives on. Cached per st_dev; safe to share.
+/// What kind of volume a descriptor's file lives on.
 struct VolumeTraits {
     std::uint64_t number = 0;
     /// The type of file system, as in statfs(2) f_type; 0 when the item went away before it could be asked.
@@ -30,7 +31,14 @@ struct VolumeTraits {
 };
 
 /// `device` is st_dev of `name` relative to `directory` (AT_FDCWD and an absolute path are fine; an empty
-/// name means the descriptor itself).
-const VolumeTraits& volumeTraits(std::uint64_t device, int directory, const char* name);
+/// name means the descriptor itself). True of the mounts at the moment of the call. Safe from any thread.
+VolumeTraits volumeTraits(std::uint64_t device, int directory, const char* name);
+
+/// The number alone, for every item of a long reading: changes of the mounts count from the last
+/// volumeTraits() or noticeMounts() of any thread. Safe from any thread.
+std::uint64_t volumeNumber(std::uint64_t device, int directory, const char* name);
+
+/// Forgets what is known of the volumes if something was mounted or unmounted since the last call; one poll.
+void noticeMounts();
 
 } // namespace morv

@@ -116,7 +116,7 @@ public:
 private:
     void configure(const FileURL& file);
     int version();
-    void refuseNewer(int found);
+    void refuseNewer(int found, const FileURL& file);
 
     sqlite3* handle_ = nullptr;
 };
@@ -140,11 +140,11 @@ void SQLiteConnection::configure(const FileURL& file) {
         failWithErrno(file.path());
     check(sqlite3_busy_timeout(handle_, 5000), SQLITE_OK);
     // Setting the journal's mode can already write, and a newer program's file must not be written to.
-    refuseNewer(version());
+    refuseNewer(version(), file);
     execute("PRAGMA journal_mode=WAL");
     execute("PRAGMA synchronous=FULL");
     const int found = version();
-    refuseNewer(found);
+    refuseNewer(found, file);
     if (found != 0)
         return;
     // Before the version: a failure here is met again by the next opening.
@@ -162,11 +162,14 @@ int SQLiteConnection::version() {
     });
 }
 
-void SQLiteConnection::refuseNewer(int found) {
+void SQLiteConnection::refuseNewer(int found, const FileURL& file) {
     if (found <= currentVersion)
         return;
-    // Closing would otherwise move what the newer program left in its log into the file.
-    sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    // Closing would otherwise move what the newer program left in its log into the file. An empty log is of
+    // this opening's own making, and closing takes it away again.
+    struct stat log {};
+    if (::stat((file.path() + "-wal").c_str(), &log) == 0 && log.st_size > 0)
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     throw PersistenceError("This Morv database was created by a newer app version.");
 }
 

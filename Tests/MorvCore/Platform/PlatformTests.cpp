@@ -13,6 +13,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/vfs.h>
 #include <thread>
 
@@ -32,6 +33,24 @@ int codeOf(const std::function<void()>& work) {
         return error.code();
     }
     return 0;
+}
+
+/// A binary property list of these objects, each in its stored form with references of one byte.
+std::string binaryListOf(const std::vector<std::string>& objects) {
+    const auto bigEndian = [](std::size_t value, int width) {
+        std::string text;
+        for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
+            text.push_back(static_cast<char>(value >> shift & 0xFF));
+        return text;
+    };
+    std::string bytes = "bplist00", offsets;
+    for (const auto& object : objects) {
+        offsets += bigEndian(bytes.size(), 2);
+        bytes += object;
+    }
+    const auto table = bytes.size();
+    return bytes + offsets + std::string(6, '\0') + "\2\1" + bigEndian(objects.size(), 8) + bigEndian(0, 8) +
+           bigEndian(table, 8);
 }
 
 } // namespace
@@ -85,6 +104,27 @@ TEST(VolumeNumber, isStableWhereTheFileSystemHasAnIdAndNeverShared) {
     // A link to another volume is an item of the volume on which it lies.
     const auto link = memory.link("link", disk.path());
     EXPECT_EQ(statItem(link).volume, inMemory.volume);
+}
+
+TEST(VolumeNumber, whatTakesADeviceNumberOverIsAnotherVolume) {
+    const TemporaryFolder folder;
+    const auto place = folder.makeFolder("stick");
+    const char* const path = place.path().c_str();
+    const auto plug = [&](const char* type) {
+        return ::mount("morv-test", path, type, MS_NOSUID | MS_NODEV, nullptr) == 0;
+    };
+    if (!plug("tmpfs"))
+        GTEST_SKIP() << "mounting is not allowed here";
+    const auto device = statItem(place).device;
+    EXPECT_TRUE(volumeTraits(device, AT_FDCWD, path).isTrustedLocal);
+    ASSERT_EQ(::umount2(path, MNT_DETACH), 0);
+    ASSERT_TRUE(plug("ramfs"));
+    const auto next = statItem(place).device;
+    const auto traits = volumeTraits(next, AT_FDCWD, path);
+    ASSERT_EQ(::umount2(path, MNT_DETACH), 0);
+    if (next != device)
+        GTEST_SKIP() << "the kernel chose another device number";
+    EXPECT_FALSE(traits.isTrustedLocal) << "the traits are those of the volume before";
 }
 
 TEST(ExtendedAttributes, stopAtALinkAndAgreeOnEveryWay) {
@@ -203,6 +243,25 @@ TEST(PropertyList, readsWhatItWritesAndRefusesOtherShapes) {
     cut.resize(cut.size() / 2);
     for (const auto& damaged : {std::string(), std::string("bplist00"), cut, std::string("\xFF\xFE no list")})
         EXPECT_THROW(stringsFromPropertyList(damaged), DecodingError);
+}
+
+TEST(PropertyList, aFewBytesNeverUnfoldToMany) {
+    // Forty lists that each name the next one fourteen times: 14^39 objects.
+    std::vector<std::string> nested;
+    for (char i = 1; i < 40; ++i)
+        nested.push_back('\xAE' + std::string(14, i));
+    nested.emplace_back("\xA0", 1);
+    EXPECT_FALSE(stringsFromPropertyList(binaryListOf(nested)));
+
+    const std::string longText = std::string("\x5F\x11\x40\x00", 4) + std::string(0x4000, 'x');
+    const auto named = [&](char times) {
+        return binaryListOf({"\xAF\x10" + std::string(1, times) + std::string(times, '\1'), longText});
+    };
+    EXPECT_EQ(stringsFromPropertyList(named(60)), std::vector<std::string>(60, std::string(0x4000, 'x')));
+    EXPECT_THROW(stringsFromPropertyList(named(70)), DecodingError);
+    const std::string everywhere = "\x5F\x13" + std::string(8, '\xFF');
+    EXPECT_THROW(stringsFromPropertyList(binaryListOf({"\xA1\1", everywhere})), DecodingError);
+    EXPECT_THROW(stringsFromPropertyList(binaryListOf({"\xA1\7", longText})), DecodingError);
 }
 
 TEST(MimeTypes, decideByTheExtensionAlone) {

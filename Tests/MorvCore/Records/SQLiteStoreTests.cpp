@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <sqlite3.h>
 #include <thread>
 
@@ -11,11 +12,15 @@ using namespace morv::test;
 
 namespace {
 
-void runSQL(const FileURL& file, const std::string& sql) {
+enum class LogAtClose { fold, keep };
+
+void runSQL(const FileURL& file, const std::string& sql, LogAtClose log = LogAtClose::fold) {
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(file.path().c_str(), &database), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
         << sqlite3_errmsg(database);
+    if (log == LogAtClose::keep)
+        sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_close(database);
 }
 
@@ -110,15 +115,28 @@ TEST(SQLiteStore, refusesADamagedRecordAndKeepsIt) {
 }
 
 TEST(SQLiteStore, leavesANewerProgramsDatabaseUntouched) {
-    for (const std::string journal : {"wal", "delete"}) {
-        SCOPED_TRACE(journal);
+    struct Row {
+        std::string journal;
+        bool endsAbruptly;
+    };
+    for (const auto& row : {Row{"wal", false}, Row{"wal", true}, Row{"delete", false}}) {
+        SCOPED_TRACE(row.journal + (row.endsAbruptly ? ", with a log" : ""));
         const TemporaryFolder folder;
         const auto file = folder.url("Morv.sqlite");
-        runSQL(file, "PRAGMA journal_mode=" + journal + ";PRAGMA user_version=2;CREATE TABLE later(x)");
-        const auto before = contents(file);
+        runSQL(file, "PRAGMA journal_mode=" + row.journal + ";CREATE TABLE later(x)");
+        runSQL(file, "PRAGMA user_version=2", row.endsAbruptly ? LogAtClose::keep : LogAtClose::fold);
+        const auto all = [&] {
+            std::map<std::string, std::string> found;
+            for (const auto& item : std::filesystem::directory_iterator(folder.path()))
+                found[item.path().filename()] = contents(FileURL::fromPath(item.path().native()));
+            found.erase("Morv.sqlite-shm"); // an index that is made anew whenever it is needed
+            return found;
+        };
+        const auto before = all();
+        EXPECT_EQ(before.size(), row.endsAbruptly ? 2U : 1U);
         EXPECT_EQ(sentenceOf<PersistenceError>([&] { SQLiteStore store(file); }),
                   "This Morv database was created by a newer app version.");
-        EXPECT_EQ(contents(file), before);
+        EXPECT_EQ(all(), before);
     }
 }
 
