@@ -166,6 +166,8 @@ void copyAgainstShell(const fs::path& base, const std::string& name, double limi
             measureFloor();
         }
     }
+    for (std::size_t i = 0; i < plans.size(); ++i)
+        fmt::print("    round {}: plan {:.3f} s, execute {:.3f} s, floor {:.3f} s\n", i + 1, plans[i], executions[i], floors[i]);
     row(name, median(plans) + median(executions), median(floors), limit);
     fmt::print("    plan {:.3f} s, execute {:.3f} s\n", median(plans), median(executions));
 }

@@ -160,6 +160,8 @@ struct Copying {
     const FileURL& shown;
     const std::stop_token& stop;
     const ChunkObserver& chunk;
+    /// Of a large file only: a small one is read and written in two calls.
+    bool kernelCopies;
     std::int64_t offset = 0;
     std::int64_t flushed = 0;
 
@@ -170,15 +172,40 @@ struct Copying {
         checkCancelled(stop);
     }
 
+    /// Lets the kernel copy one block and reads what arrived, so that the copied bytes are what is hashed.
+    /// 0: the kernel cannot, or nothing is left.
+    std::size_t copyInKernel(std::span<std::byte> block) {
+        off_t from = offset, to = offset;
+        const auto copied = copy_file_range(source, &from, destination, &to, block.size(), 0);
+        if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EIO || errno == EFBIG))
+            throw PosixError(errno, shown.path());
+        if (copied <= 0)
+            return 0;
+        const auto count = static_cast<std::size_t>(copied);
+        for (std::size_t done = 0; done < count;) {
+            const auto arrived = readAt(destination, block.subspan(done, count - done),
+                                        offset + static_cast<std::int64_t>(done), shown);
+            if (arrived == 0)
+                throw PosixError(EIO, shown.path());
+            done += arrived;
+        }
+        return count;
+    }
+
     /// Up to `end`, or to the end of the file if that comes first. False at the end of the file.
     bool copyData(std::int64_t end) {
         while (offset < end) {
-            const auto block = sink.emptyBlock();
-            const auto wanted = std::min<std::int64_t>(end - offset, static_cast<std::int64_t>(block.size()));
-            const auto count = readAt(source, block.first(static_cast<std::size_t>(wanted)), offset, shown);
-            if (count == 0)
-                return false;
-            writeAt(destination, block.first(count), offset, shown);
+            auto block = sink.emptyBlock();
+            block = block.first(static_cast<std::size_t>(
+                std::min<std::int64_t>(end - offset, static_cast<std::int64_t>(block.size()))));
+            auto count = kernelCopies ? copyInKernel(block) : 0;
+            if (count == 0) {
+                kernelCopies = false;
+                count = readAt(source, block, offset, shown);
+                if (count == 0)
+                    return false;
+                writeAt(destination, block.first(count), offset, shown);
+            }
             sink.hash(count);
             did(count);
             if (offset - flushed >= flushWindow) {
@@ -255,7 +282,7 @@ HashedBytes copyFile(int source, int destination, std::int64_t size, Holes holes
     else
         sink = &here.emplace();
 
-    Copying copying{source, destination, *sink, shown, stop, chunk};
+    Copying copying{source, destination, *sink, shown, stop, chunk, size >= threadedSize};
     if (holes == Holes::possible)
         copying.copySparse();
     else
