@@ -123,6 +123,7 @@ public:
 
 private:
     void open();
+    std::optional<std::vector<FileEntry>> readBatch(const std::stop_token& stop);
     std::vector<std::string> nextNames(std::size_t limit, const std::stop_token& stop);
     void appendEntries(std::vector<std::string>& names, std::vector<FileEntry>& batch);
     std::optional<FileEntry> readChild(const std::string& name, const ChildWritability& writability) const;
@@ -230,6 +231,17 @@ std::optional<std::vector<FileEntry>> DirectoryBatchState::next(const std::stop_
     checkCancelled(stop);
     if (finished_)
         return std::nullopt;
+    try {
+        return readBatch(stop);
+    } catch (...) {
+        // Names that were taken from the folder are lost with the failure: nothing may follow as though they
+        // had not been there.
+        finished_ = true;
+        throw;
+    }
+}
+
+std::optional<std::vector<FileEntry>> DirectoryBatchState::readBatch(const std::stop_token& stop) {
     if (!cursor_)
         open();
     folder_->validate();
@@ -306,13 +318,19 @@ void DirectoryService::sortByName(std::vector<FileEntry>& entries) {
     } else {
         std::exception_ptr failure;
         {
-            const std::jthread helper([&] {
+            const auto makeSecondHalf = [&] {
                 try {
                     makeKeys(rows.size() / 2, rows.size());
                 } catch (...) {
                     failure = std::current_exception();
                 }
-            });
+            };
+            std::jthread helper;
+            try {
+                helper = std::jthread(makeSecondHalf);
+            } catch (const std::system_error&) {
+                makeSecondHalf();
+            }
             makeKeys(0, rows.size() / 2);
         }
         if (failure)

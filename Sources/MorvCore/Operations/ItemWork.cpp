@@ -88,6 +88,7 @@ private:
 
     void refuseIncompletePlan() const;
     void revalidateSource();
+    bool readsAtOnce(const FileURL& url) const;
     void revalidateDestination();
     bool isOccupied(const std::string& name) const;
     const FileURL& requireStaging(const char* sentence) const;
@@ -169,11 +170,19 @@ void ItemWork::revalidateSource() {
                                request_.kind == OperationKind::rename ||
                                request_.kind == OperationKind::trash;
     if (renamesSource)
-        sourceProof_.emplace(RenameProof::of(*item_.source));
+        sourceProof_.emplace(readsAtOnce(*item_.source) ? RenameProof::of(*item_.source) : RenameProof({}));
     auto context = reading();
     context.topFile = &sourceFile_;
     if (readFingerprint(*item_.source, context) != *item_.fingerprint)
         throw FileOperationError::changed(sourceName() + " changed since the preview. Create a new preview.");
+}
+
+/// Whether a lease may be held while the item is read: a writer would have to wait for as long.
+bool ItemWork::readsAtOnce(const FileURL& url) const {
+    constexpr std::int64_t small = 16 * 1024 * 1024;
+    const auto info = statIfPresent(url);
+    return info && info->isRegular() &&
+           (info->size <= small || (request_.cache && request_.cache->find(*info)));
 }
 
 void ItemWork::revalidateDestination() {

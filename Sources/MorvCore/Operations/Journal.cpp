@@ -238,19 +238,22 @@ std::vector<OperationReceipt> Journal::readAll(const std::function<bool(const UU
         auto snapshot = readStable(*id, steps, stop);
         if (!snapshot)
             continue;
-        if (snapshot->receipt.isActive() && !wasOwned && !owns(*id))
-            interrupt(*snapshot);
+        if (snapshot->receipt.isActive() && !wasOwned && !owns(*id) && !interrupt(*snapshot))
+            // An operation came and went in between: what it wrote last is what stands.
+            snapshot = readStable(*id, steps, stop);
+        if (!snapshot)
+            continue;
         receipts.push_back(std::move(snapshot->receipt));
     }
     return receipts;
 }
 
-void Journal::interrupt(Snapshot& snapshot) {
+bool Journal::interrupt(Snapshot& snapshot) {
     auto& receipt = snapshot.receipt;
     {
         const MutexLock lock(mutex_);
         if (receiptVersions_[receipt.id] != snapshot.version)
-            return;
+            return false;
     }
     receipt.status = OperationStatus::interrupted;
     receipt.completedAt = Date::now();
@@ -258,6 +261,7 @@ void Journal::interrupt(Snapshot& snapshot) {
         "Morv stopped during this operation. Inspect source, destination and any staging location "
         "before creating a new operation. Nothing has been replayed.";
     persist(receipt);
+    return true;
 }
 
 } // namespace morv

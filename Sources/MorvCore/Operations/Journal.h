@@ -72,7 +72,8 @@ private:
 
     std::optional<Snapshot> readStable(const UUID& id, const std::set<std::string>& steps,
                                        const std::stop_token& stop);
-    void interrupt(Snapshot& snapshot);
+    /// False when the operation has been written since: nothing was done.
+    bool interrupt(Snapshot& snapshot);
     void merge(OperationReceipt& receipt, const std::set<std::string>& steps);
     std::set<std::string> stepKeys(const std::string& prefix);
     Written takeWritten(const UUID& id);

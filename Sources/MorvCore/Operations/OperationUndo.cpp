@@ -34,7 +34,7 @@ private:
     std::optional<FileURL> restore() const;
     FileURL exchangeForOriginal() const;
     void renameBack() const;
-    void move(const FileURL& from, const FileURL& to) const;
+    static void flushMove(const FileURL& from, const FileURL& to);
 
     EngineState& engine_;
     const OperationKind kind_;
@@ -99,7 +99,8 @@ FileURL ItemReversal::exchangeForOriginal() const {
     if (!item_.before || !fingerprint(*item_.recoveryURL).hasSameContent(*item_.before))
         throw FileOperationError::changed("The recovery copy changed or is no longer in Trash.");
     checkpoint();
-    move(*item_.recoveryURL, *item_.source);
+    OperationFiles::exclusiveMove(*item_.recoveryURL, *item_.source);
+    flushMove(*item_.recoveryURL, *item_.source);
     SystemTrash::forget(*item_.recoveryURL);
     return engine_.trash->trash(*item_.destination);
 }
@@ -114,17 +115,17 @@ void ItemReversal::renameBack() const {
             "it from Trash or move it manually.");
     checkpoint();
     if (!statIfPresent(source)) {
-        move(destination, source);
+        OperationFiles::exclusiveMove(destination, source);
     } else {
         if (!item_.stagingURL)
             throw FileOperationError::invalid("The rename recovery location was not recorded.");
-        move(destination, *item_.stagingURL);
+        OperationFiles::exclusiveMove(destination, *item_.stagingURL);
         try {
-            move(*item_.stagingURL, source);
+            OperationFiles::exclusiveMove(*item_.stagingURL, source);
         } catch (...) {
             const auto failure = std::current_exception();
             try {
-                move(*item_.stagingURL, destination);
+                OperationFiles::exclusiveMove(*item_.stagingURL, destination);
             } catch (const std::exception&) {
                 // The receipt still says where it stands.
             }
@@ -133,10 +134,16 @@ void ItemReversal::renameBack() const {
     }
     if (kind_ == OperationKind::trash)
         SystemTrash::forget(destination);
+    try {
+        flushMove(destination, source);
+    } catch (const PosixError& error) {
+        throw MutationFailure(
+            fmt::format("The item is back in its place, but the device did not confirm it: {}", error.what()),
+            {source, {}, {}}, MutationFailure::Cause::error);
+    }
 }
 
-void ItemReversal::move(const FileURL& from, const FileURL& to) const {
-    OperationFiles::exclusiveMove(from, to);
+void ItemReversal::flushMove(const FileURL& from, const FileURL& to) {
     flushFolder(to.parent());
     if (from.parent() != to.parent())
         flushFolder(from.parent());
@@ -215,6 +222,11 @@ void OperationUndo::undoItem(std::size_t index) {
         result.stagingURL.reset();
     } catch (const CancellationError&) {
         result.error = "Undo stopped at a safe checkpoint. This item was preserved.";
+        someFailed_ = true;
+    } catch (const MutationFailure& failure) {
+        result.status = OperationItemStatus::undone;
+        result.error = failure.what();
+        result.stagingURL.reset();
         someFailed_ = true;
     } catch (const std::exception& error) {
         result.error = error.what();

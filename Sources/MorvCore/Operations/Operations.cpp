@@ -46,6 +46,11 @@ constexpr std::array<Named<OperationItemStatus>, 7> itemStatuses = {
      {OperationItemStatus::copiedOriginalRetained, "copiedOriginalRetained"},
      {OperationItemStatus::undone, "undone"}}};
 
+constexpr std::array<Named<SystemOperationStatus>, 3> systemStatuses = {
+    {{SystemOperationStatus::pending, "pending"},
+     {SystemOperationStatus::outcomeRecorded, "outcomeRecorded"},
+     {SystemOperationStatus::requiresReview, "requiresReview"}}};
+
 template <class Table>
 std::string_view nameIn(const Table& table, decltype(table[0].value) value) {
     return std::ranges::find(table, value, [](const auto& row) { return row.value; })->raw;
@@ -80,6 +85,9 @@ std::string_view rawValue(OperationStatus status) {
 }
 std::string_view rawValue(OperationItemStatus status) {
     return nameIn(itemStatuses, status);
+}
+std::string_view rawValue(SystemOperationStatus status) {
+    return nameIn(systemStatuses, status);
 }
 std::optional<OperationKind> operationKind(std::string_view raw) {
     return valueIn(kinds, raw);
@@ -353,6 +361,31 @@ void fromJSON(std::string_view text, OperationReceipt& receipt) {
     json::take(value, "startedAt", decoded.startedAt);
     json::take(value, "completedAt", decoded.completedAt);
     json::take(value, "message", decoded.message);
+    receipt = std::move(decoded);
+}
+
+std::string toJSON(const SystemOperationReceipt& receipt) {
+    auto object = json::Value::object();
+    json::put(object, "id", receipt.id);
+    json::put(object, "kind", receipt.kind);
+    json::put(object, "label", receipt.label);
+    object["status"] = rawValue(receipt.status);
+    json::put(object, "createdAt", receipt.createdAt);
+    json::put(object, "finishedAt", receipt.finishedAt);
+    json::put(object, "outcome", receipt.outcome);
+    return json::dump(object);
+}
+
+void fromJSON(std::string_view text, SystemOperationReceipt& receipt) {
+    const auto value = json::parse(text);
+    SystemOperationReceipt decoded;
+    json::take(value, "id", decoded.id);
+    json::take(value, "kind", decoded.kind);
+    json::take(value, "label", decoded.label);
+    decodeIn(systemStatuses, json::require(value, "status"), decoded.status);
+    json::take(value, "createdAt", decoded.createdAt);
+    json::take(value, "finishedAt", decoded.finishedAt);
+    json::take(value, "outcome", decoded.outcome);
     receipt = std::move(decoded);
 }
 

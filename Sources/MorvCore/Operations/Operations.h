@@ -38,6 +38,8 @@ inline constexpr std::array allOperationKinds = {
     OperationKind::trash,       OperationKind::newFolder, OperationKind::alias,  OperationKind::tags,
     OperationKind::compressZIP, OperationKind::extractZIP};
 enum class CollisionPolicy : std::uint8_t { keepBoth, skip, fail };
+inline constexpr std::array allCollisionPolicies = {CollisionPolicy::keepBoth, CollisionPolicy::skip,
+                                                    CollisionPolicy::fail};
 enum class OperationStatus : std::uint8_t {
     queued,
     running,
@@ -58,10 +60,13 @@ enum class OperationItemStatus : std::uint8_t {
     undone
 };
 
+enum class SystemOperationStatus : std::uint8_t { pending, outcomeRecorded, requiresReview };
+
 std::string_view rawValue(OperationKind kind);
 std::string_view rawValue(CollisionPolicy policy);
 std::string_view rawValue(OperationStatus status);
 std::string_view rawValue(OperationItemStatus status);
+std::string_view rawValue(SystemOperationStatus status);
 std::optional<OperationKind> operationKind(std::string_view rawValue);
 std::optional<CollisionPolicy> collisionPolicy(std::string_view rawValue);
 /// As in a menu: "Copy", "Move to Trash", "New folder".
@@ -146,16 +151,31 @@ struct OperationReceipt {
     friend bool operator==(const OperationReceipt&, const OperationReceipt&) = default;
 };
 
+/// The durable record of something that was handed over to the system.
+struct SystemOperationReceipt {
+    UUID id;
+    std::string kind;
+    std::string label;
+    SystemOperationStatus status = SystemOperationStatus::pending;
+    Date createdAt;
+    std::optional<Date> finishedAt;
+    std::optional<std::string> outcome;
+
+    friend bool operator==(const SystemOperationReceipt&, const SystemOperationReceipt&) = default;
+};
+
 std::string toJSON(const FileFingerprint& fingerprint);
 std::string toJSON(const FileOperationPlan& plan);
 std::string toJSON(const OperationItemResult& result);
 std::string toJSON(const OperationReceipt& receipt);
+std::string toJSON(const SystemOperationReceipt& receipt);
 /// Each throws DecodingError: a missing required key or a value of the wrong type makes the record
 /// undecodable.
 void fromJSON(std::string_view text, FileFingerprint& fingerprint);
 void fromJSON(std::string_view text, FileOperationPlan& plan);
 void fromJSON(std::string_view text, OperationItemResult& result);
 void fromJSON(std::string_view text, OperationReceipt& receipt);
+void fromJSON(std::string_view text, SystemOperationReceipt& receipt);
 
 /// The seam to the system Trash. Safe to call from any thread.
 class OperationTrashProvider {

@@ -20,6 +20,8 @@ constexpr std::size_t mostItems = 200'000;
 constexpr std::size_t deepest = 32;
 /// A tree of many different attributes would be searched again and again.
 constexpr std::size_t mostTails = 64;
+/// Trees of more folders would need that many open at once.
+constexpr std::size_t mostFolders = 250;
 constexpr std::size_t batchSize = 512;
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -62,8 +64,8 @@ void RememberedTreeBuilder::enterFolder(const Entry& entry, RememberedTree::Fold
         return;
     if (path_.empty())
         tree_->device_ = entry.info.device;
-    if (path_.size() >= deepest || entry.info.device != tree_->device_ ||
-        tree_->attributeTails_.size() > mostTails) {
+    if (path_.size() >= deepest || tree_->folders_.size() >= mostFolders ||
+        entry.info.device != tree_->device_ || tree_->attributeTails_.size() > mostTails) {
         tree_.reset();
         return;
     }
@@ -193,15 +195,12 @@ bool TreeRecall::foldersStillStand(const OpenFolder& folder) const {
 }
 
 bool TreeRecall::planBatches(const std::shared_ptr<OpenFolder>& top) {
-    constexpr std::size_t mostOpen = 256;
     std::vector<std::shared_ptr<OpenFolder>> path = {top};
     for (std::size_t i = 1; i < tree_.items_.size(); ++i) {
         const auto& item = tree_.items_[i];
         while (path.back()->item != item.parent)
             path.pop_back();
         if (S_ISDIR(item.mode)) {
-            if (folders_.size() >= mostOpen)
-                return false;
             auto folder = openFolder(path.back()->descriptor.get(), std::string(tree_.name(item)),
                                      static_cast<std::uint32_t>(i));
             if (!folder)

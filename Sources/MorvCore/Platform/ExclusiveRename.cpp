@@ -38,7 +38,8 @@ bool refusesName(const FileURL& url) {
 
 void publishByLink(int fromDirectory, const std::string& fromName, int toDirectory, const std::string& toName,
                    const FileURL& to) {
-    if (!statAt(fromDirectory, fromName).isRegular())
+    const auto item = statAt(fromDirectory, fromName);
+    if (!item.isRegular())
         refuse(to);
     if (::linkat(fromDirectory, fromName.c_str(), toDirectory, toName.c_str(), 0) != 0) {
         if (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL)
@@ -49,8 +50,10 @@ void publishByLink(int fromDirectory, const std::string& fromName, int toDirecto
     // item's last.
     if (::unlinkat(fromDirectory, fromName.c_str(), 0) != 0 && errno != ENOENT) {
         const int code = errno;
-        // The item keeps its old name, so the new one, made a moment ago, must not stay.
-        ::unlinkat(toDirectory, toName.c_str(), 0);
+        // The item keeps its old name, so the new one, made a moment ago, must not stay, if it still is the
+        // item's.
+        if (statAt(toDirectory, toName).isSameItem(item))
+            ::unlinkat(toDirectory, toName.c_str(), 0);
         throw PosixError(code, to.path());
     }
 }
