@@ -2,7 +2,8 @@
 // that passes and kept and named after one that fails.
 #pragma once
 
-#include "TreeSnapshot.h"
+#include "Tests/Support/PrivateHome.h"
+#include "Tests/Support/TreeSnapshot.h"
 
 #include <gtest/gtest.h>
 #include <map>

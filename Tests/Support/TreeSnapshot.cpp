@@ -1,86 +1,165 @@
 #include "Tests/Support/TreeSnapshot.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <array>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <vector>
+#include <unistd.h>
 
-namespace fs = std::filesystem;
+namespace {
 
-namespace morv::test {
-
-std::string readFile(const FileURL& url) {
-    std::ifstream file(url.path(), std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return std::move(text).str();
+std::vector<std::string> namesOf(int folder) {
+    std::vector<std::string> names;
+    DIR* stream = fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (stream == nullptr)
+        throw std::runtime_error("A folder cannot be read: " + std::string(std::strerror(errno)));
+    while (const auto* entry = readdir(stream)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names.push_back(name);
+    }
+    closedir(stream);
+    std::ranges::sort(names);
+    return names;
 }
 
-PrivateHome::PrivateHome(const FileURL& home) {
-    fs::create_directories(home.path());
-    const std::map<std::string, std::string> values = {{"HOME", home.path()},
-                                                       {"XDG_DATA_HOME", home.path() + "/.local/share"},
-                                                       {"XDG_CONFIG_HOME", home.path() + "/.config"},
-                                                       {"XDG_CACHE_HOME", home.path() + "/.cache"}};
-    for (const auto& [name, value] : values) {
-        if (const char* old = std::getenv(name.c_str()))
-            before_[name] = old;
-        else
-            before_[name] = "";
-        setenv(name.c_str(), value.c_str(), 1);
+std::map<std::string, std::string> attributesOf(int descriptor) {
+    std::map<std::string, std::string> result;
+    std::array<char, 65536> names{};
+    const auto length = flistxattr(descriptor, names.data(), names.size());
+    for (const char* name = names.data(); length > 0 && name < names.data() + length;
+         name += std::strlen(name) + 1) {
+        std::array<char, 65536> value{};
+        const auto size = fgetxattr(descriptor, name, value.data(), value.size());
+        if (std::strncmp(name, "user.", 5) == 0 && size >= 0)
+            result[name] = std::string(value.data(), static_cast<std::size_t>(size));
+    }
+    return result;
+}
+
+std::string bytesOf(int descriptor) {
+    std::string content;
+    std::array<char, 65536> piece{};
+    ssize_t count = 0;
+    while ((count = read(descriptor, piece.data(), piece.size())) > 0)
+        content.append(piece.data(), static_cast<std::size_t>(count));
+    return content;
+}
+
+std::string targetOf(int folder, const std::string& name) {
+    std::array<char, 8192> target{};
+    const auto length = readlinkat(folder, name.c_str(), target.data(), target.size());
+    return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+char typeOf(mode_t mode) {
+    switch (mode & S_IFMT) {
+    case S_IFDIR:
+        return 'd';
+    case S_IFREG:
+        return 'f';
+    case S_IFLNK:
+        return 'l';
+    case S_IFIFO:
+        return 'p';
+    case S_IFSOCK:
+        return 's';
+    default:
+        return '?';
     }
 }
 
-PrivateHome::~PrivateHome() {
-    for (const auto& [name, value] : before_) {
-        if (value.empty())
-            unsetenv(name.c_str());
-        else
-            setenv(name.c_str(), value.c_str(), 1);
-    }
-}
+class Walk {
+public:
+    TreeSnapshot tree;
 
-std::map<std::string, std::string> treeSnapshot(const FileURL& top) {
-    std::map<std::string, std::string> snapshot;
-    const auto add = [&](const fs::path& path) {
+    void item(const std::string& name, const std::string& relative) {
         struct stat info {};
-        if (lstat(path.c_str(), &info) != 0)
-            throw std::runtime_error("cannot stat " + path.string());
-        std::ostringstream line;
-        line << std::oct << info.st_mode << std::dec << ' ' << info.st_mtim.tv_sec << '.'
-             << info.st_mtim.tv_nsec << ' ';
-        std::vector<char> names(65536);
-        const auto length = llistxattr(path.c_str(), names.data(), names.size());
-        std::vector<std::string> attributes;
-        for (ssize_t i = 0; i < length;) {
-            const std::string name(names.data() + i);
-            i += static_cast<ssize_t>(name.size()) + 1;
-            if (!name.starts_with("user.") && !name.starts_with("system.posix_acl"))
-                continue;
-            std::vector<char> value(65536);
-            const auto size = lgetxattr(path.c_str(), name.c_str(), value.data(), value.size());
-            attributes.push_back(
-                name + "=" + std::string(value.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
+        if (fstatat(folder_, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
+            return;
+        auto& item = tree[relative];
+        item.type = typeOf(info.st_mode);
+        item.mode = info.st_mode & 07777;
+        item.modified = info.st_mtim.tv_sec * 1'000'000'000 + info.st_mtim.tv_nsec;
+        if (item.type == 'l') {
+            item.content = targetOf(folder_, name);
+        } else if (item.type == 'f' || item.type == 'd') {
+            const int opened = openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+            if (opened < 0)
+                throw std::runtime_error("Cannot open " + relative);
+            item.attributes = attributesOf(opened);
+            if (item.type == 'f')
+                item.content = bytesOf(opened);
+            if (item.type == 'd')
+                children(opened, relative);
+            else
+                close(opened);
         }
-        std::ranges::sort(attributes);
-        for (const auto& attribute : attributes)
-            line << attribute << ' ';
-        if (S_ISLNK(info.st_mode))
-            line << fs::read_symlink(path).string();
-        else if (S_ISREG(info.st_mode))
-            line << readFile(FileURL::fromPath(path.string()));
-        snapshot[path.string().substr(top.path().size())] = line.str();
-    };
-    add(top.path());
-    if (fs::is_directory(fs::symlink_status(top.path())))
-        for (const auto& entry : fs::recursive_directory_iterator(top.path()))
-            add(entry.path());
-    return snapshot;
+    }
+
+    explicit Walk(int folder) : folder_(folder) {}
+    ~Walk() { close(folder_); }
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+
+private:
+    // Goes down and comes back by "..", so that depth costs no descriptors.
+    void children(int opened, const std::string& relative) {
+        close(folder_);
+        folder_ = opened;
+        for (const auto& name : namesOf(folder_))
+            item(name, relative.empty() ? name : relative + "/" + name);
+        const int parent = openat(folder_, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        close(folder_);
+        folder_ = parent;
+    }
+
+    int folder_;
+};
+
+} // namespace
+
+TreeSnapshot snapshot(const std::string& path) {
+    const auto slash = path.rfind('/');
+    const auto parent = path.substr(0, slash);
+    Walk walk(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    walk.item(path.substr(slash + 1), "");
+    return walk.tree;
 }
 
-} // namespace morv::test
+TreeSnapshot withoutFolderTimes(TreeSnapshot tree) {
+    for (auto& [path, item] : tree) {
+        if (item.type == 'd')
+            item.modified = 0;
+    }
+    return tree;
+}
+
+std::string difference(const TreeSnapshot& before, const TreeSnapshot& after) {
+    std::string text;
+    for (const auto& [path, item] : before) {
+        const auto found = after.find(path);
+        if (found == after.end())
+            text += "gone: " + path + "\n";
+        else if (found->second != item)
+            text += "changed: " + path + "\n";
+    }
+    for (const auto& [path, item] : after) {
+        if (!before.contains(path))
+            text += "new: " + path + "\n";
+    }
+    return text;
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0)
+        return {};
+    auto names = namesOf(opened);
+    close(opened);
+    return names;
+}

@@ -1,29 +1,31 @@
-// The user's folders below a folder of the test, and what a copy must keep.
+// Everything about a tree that an operation must keep or leave alone.
 #pragma once
 
-#include "MorvCore/Foundation/FileURL.h"
-
+#include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
-namespace morv::test {
+/// One item: type, permission bits, size, time of modification in nanoseconds, "user.*" attributes, link
+/// target, and the bytes of a file.
+struct SnapshotItem {
+    char type = '?'; ///< d, f, l, p, s or ?
+    unsigned mode = 0;
+    std::int64_t modified = 0;
+    std::map<std::string, std::string> attributes;
+    std::string content; ///< bytes of a file, or the target of a link
 
-/// Points HOME and the XDG folders below `home`, so that no test touches the user's own; restored at the end.
-class PrivateHome {
-public:
-    explicit PrivateHome(const FileURL& home);
-    ~PrivateHome();
-    PrivateHome(const PrivateHome&) = delete;
-    PrivateHome& operator=(const PrivateHome&) = delete;
-
-private:
-    std::map<std::string, std::string> before_;
+    friend bool operator==(const SnapshotItem&, const SnapshotItem&) = default;
 };
 
-/// Everything below an item that a copy must keep, by relative path: type and mode, modification time in
-/// nanoseconds, attributes, and the content or the link's target.
-std::map<std::string, std::string> treeSnapshot(const FileURL& top);
+/// By path relative to the root, whose own is empty. Empty when nothing stands there.
+using TreeSnapshot = std::map<std::string, SnapshotItem>;
 
-std::string readFile(const FileURL& url);
+/// Walks with one descriptor and any depth; follows no link.
+TreeSnapshot snapshot(const std::string& path);
+/// The same without times of folders, for trees whose folders were changed and changed back.
+TreeSnapshot withoutFolderTimes(TreeSnapshot tree);
+/// What differs, a line each, for messages.
+std::string difference(const TreeSnapshot& before, const TreeSnapshot& after);
 
-} // namespace morv::test
+std::vector<std::string> namesIn(const std::string& folder);

@@ -3,6 +3,7 @@
 
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
+#include "Tests/Support/PrivateHome.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Tests/Support/TreeSnapshot.h"
 

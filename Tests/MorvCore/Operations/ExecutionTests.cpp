@@ -84,7 +84,7 @@ TEST_P(Execution, everyKindGoesThereAndBack) {
         {{.kind = Kind::alias, .sources = {tree}}, "Created aliases for 1 item.", true},
         {{.kind = Kind::newFolder, .destination = into, .newName = "New"}, "Created 1 item.", true},
     };
-    const auto before = treeSnapshot(tree);
+    const auto before = snapshot(tree.path());
     for (const auto& row : cases) {
         SCOPED_TRACE(row.message);
         const auto receipt = run(row.request);
@@ -92,7 +92,7 @@ TEST_P(Execution, everyKindGoesThereAndBack) {
         const auto& item = receipt.items[0];
         EXPECT_EQ(fs::exists(tree.path()), row.leavesSource);
         if (row.request.kind != Kind::alias && row.request.kind != Kind::newFolder) {
-            EXPECT_EQ(treeSnapshot(*item.destination), before);
+            EXPECT_EQ(snapshot((*item.destination).path()), before);
         }
         if (row.request.kind == Kind::alias) {
             EXPECT_EQ(fs::read_symlink(item.destination->path()), tree.path());
@@ -100,7 +100,7 @@ TEST_P(Execution, everyKindGoesThereAndBack) {
         const auto undone = undo(receipt);
         EXPECT_EQ(undone.status, OperationStatus::undone) << undone.items[0].error.value_or("");
         EXPECT_EQ(undone.message, "Undo completed after revalidating the affected items.");
-        EXPECT_EQ(treeSnapshot(tree), before);
+        EXPECT_EQ(snapshot(tree.path()), before);
         EXPECT_FALSE(fs::exists(fs::symlink_status(item.destination->path())));
         if (row.leavesSource) {
             EXPECT_TRUE(fs::exists(fs::symlink_status(undone.items[0].recoveryURL->path())))
@@ -153,16 +153,17 @@ TEST_P(Execution, movesAcrossVolumesThroughAVerifiedCopy) {
     makeFolder("tree");
     write("tree/file", std::string(5'000'000, 'b'));
     const auto tree = at("tree");
-    const auto before = treeSnapshot(tree);
+    const auto before = snapshot(tree.path());
     const auto receipt =
         run({.kind = OperationKind::move, .sources = {tree}, .destination = elsewhere.url()});
     expectCompleted(receipt, "Moved 1 item.");
-    EXPECT_EQ(treeSnapshot(elsewhere.url("tree")), before);
-    EXPECT_EQ(treeSnapshot(*receipt.items[0].recoveryURL), before) << "the original lies in Trash";
+    EXPECT_EQ(snapshot(elsewhere.url("tree").path()), before);
+    EXPECT_EQ(snapshot((*receipt.items[0].recoveryURL).path()), before) << "the original lies in Trash";
     const auto undone = undo(receipt);
     EXPECT_EQ(undone.status, OperationStatus::undone) << undone.items[0].error.value_or("");
-    EXPECT_EQ(treeSnapshot(tree), before);
-    EXPECT_EQ(treeSnapshot(*undone.items[0].recoveryURL), before) << "the copy lies in its volume's Trash";
+    EXPECT_EQ(snapshot(tree.path()), before);
+    EXPECT_EQ(snapshot((*undone.items[0].recoveryURL).path()), before)
+        << "the copy lies in its volume's Trash";
 
     trash->refuses = true;
     const auto refused =
@@ -171,8 +172,8 @@ TEST_P(Execution, movesAcrossVolumesThroughAVerifiedCopy) {
     EXPECT_EQ(refused.items[0].error,
               "The verified destination was created, but the source could not be moved to Trash. "
               "Inspect both locations before retrying: No Trash today.");
-    EXPECT_EQ(treeSnapshot(tree), before);
-    EXPECT_EQ(treeSnapshot(*refused.items[0].destination), before);
+    EXPECT_EQ(snapshot(tree.path()), before);
+    EXPECT_EQ(snapshot((*refused.items[0].destination).path()), before);
 }
 
 TEST_P(Execution, actsOnlyOnWhatThePreviewShowed) {
@@ -228,14 +229,14 @@ TEST_P(Execution, actsOnlyOnWhatThePreviewShowed) {
         const auto destination = row.kind == OperationKind::trash ? std::nullopt : std::optional(into);
         const auto made = plan({.kind = row.kind, .sources = {source, other}, .destination = destination});
         row.change(source, into);
-        const auto everything = treeSnapshot(at(base));
+        const auto everything = snapshot(at(base).path());
         const auto receipt = engine().execute(made, {});
         EXPECT_EQ(receipt.items[0].status, OperationItemStatus::failed);
         EXPECT_EQ(receipt.items[0].error, row.sentence);
         EXPECT_FALSE(receipt.items[0].stagingURL);
         EXPECT_TRUE(fs::exists(source.path()));
         if (receipt.items[1].status != OperationItemStatus::succeeded) {
-            EXPECT_EQ(treeSnapshot(at(base)), everything) << "nothing was touched";
+            EXPECT_EQ(snapshot(at(base).path()), everything) << "nothing was touched";
         }
     }
 }

@@ -283,14 +283,14 @@ TEST(TreeCopy, keepsEverythingThatACopyMustKeep) {
         utimensat(AT_FDCWD, folder.path("top/sub").c_str(), old, 0);
         ASSERT_EQ(chmod(folder.path("top/sub").c_str(), 0555), 0);
 
-        const auto before = treeSnapshot(top);
+        const auto before = snapshot(top.path());
         const auto source = readFingerprint(top, {});
         const int target = open(elsewhere.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const auto copied = copyTree({top, elsewhere.url("copy"), target, CopyFidelity::everything}, {});
         close(target);
         EXPECT_EQ(copied.source, source);
-        EXPECT_EQ(treeSnapshot(elsewhere.url("copy")), before);
-        EXPECT_EQ(treeSnapshot(top), before) << "the source is as it was";
+        EXPECT_EQ(snapshot(elsewhere.url("copy").path()), before);
+        EXPECT_EQ(snapshot(top.path()), before) << "the source is as it was";
         const auto copy = readFingerprint(elsewhere.url("copy"), {});
         EXPECT_TRUE(copy.hasSameContent(source));
         EXPECT_EQ(copy.metadataDigest, source.metadataDigest);

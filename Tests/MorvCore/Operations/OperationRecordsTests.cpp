@@ -39,8 +39,9 @@ TEST(OperationRecords, keepTheirFormat) {
     EXPECT_EQ(plan.collision, CollisionPolicy::skip);
     EXPECT_EQ(plan.items.at(0).skipReason, "r");
 
-    const std::string handoff = R"({"createdAt":1.0,"id":"0B5A3C4E-1F2D-4A6B-8C9D-0E1F2A3B4C5D","kind":"emptyTrash",)"
-                                R"("label":"l","outcome":"o","status":"requiresReview"})";
+    const std::string handoff =
+        R"({"createdAt":1.0,"id":"0B5A3C4E-1F2D-4A6B-8C9D-0E1F2A3B4C5D","kind":"emptyTrash",)"
+        R"("label":"l","outcome":"o","status":"requiresReview"})";
     SystemOperationReceipt system;
     fromJSON(handoff, system);
     EXPECT_EQ(system.status, SystemOperationStatus::requiresReview);

@@ -129,12 +129,12 @@ TEST_F(Planning, warnsOfWhatIsWorthASecondLook) {
 TEST_F(Planning, changesNothing) {
     makeFolder("top/sub");
     write("top/sub/file", "x");
-    const auto before = treeSnapshot(at("top"));
+    const auto before = snapshot(at("top").path());
     for (const auto kind :
          {OperationKind::duplicate, OperationKind::trash, OperationKind::alias, OperationKind::tags})
         plan({.kind = kind, .sources = {at("top")}});
     plan({.kind = OperationKind::newFolder, .destination = at("top")});
-    EXPECT_EQ(treeSnapshot(at("top")), before);
+    EXPECT_EQ(snapshot(at("top").path()), before);
     EXPECT_FALSE(std::filesystem::exists(at("home/.local/share/Trash").path()));
 }
 
