@@ -6,7 +6,9 @@
 #include "MorvCore/Foundation/FileURL.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -95,3 +97,10 @@ void fromJSON(std::string_view text, FolderViewPreferences& preferences);
 bool isPackageName(std::string_view name);
 
 } // namespace morv
+
+template <>
+struct std::hash<morv::FileEntry> {
+    std::size_t operator()(const morv::FileEntry& entry) const noexcept {
+        return std::hash<std::string>()(entry.name) ^ (entry.inode * 0x9E3779B97F4A7C15ULL) ^ entry.volume;
+    }
+};
