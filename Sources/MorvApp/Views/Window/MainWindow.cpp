@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
+#include <QScreen>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <array>
@@ -25,7 +26,7 @@ namespace morv {
 
 namespace {
 
-constexpr QSize firstSize{1200, 800};
+constexpr QSize firstSize{1440, 960};
 constexpr QSize smallestSize{560, 400};
 constexpr QSize barIcon{18, 18};
 
@@ -47,7 +48,7 @@ QFrame* line(QWidget* parent) {
 MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std::optional<FileURL>& location)
     : app_(services, board, location), services_(services) {
     setMinimumSize(smallestSize);
-    resize(firstSize);
+    resize(screen() ? firstSize.boundedTo(screen()->availableSize()) : firstSize);
     buildActions();
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
