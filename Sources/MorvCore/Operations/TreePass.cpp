@@ -87,10 +87,17 @@ private:
     void leave(const Segment& segment);
 
     // The readers' threads.
+    enum class WhenIdle : std::uint8_t { wait, stop };
+    struct Share {
+        std::shared_ptr<Segment> segment;
+        std::size_t first = 0;
+        std::size_t count = 0;
+    };
     void startThreads();
     void work();
     void workHere();
-    void workOnFront(MutexLock& lock) MORV_REQUIRES(mutex_);
+    std::optional<Share> claimShare(WhenIdle idle);
+    void visitShare(const Share& share);
 
     const FileURL& top_;
     const ReadingContext& context_;
@@ -408,43 +415,44 @@ void TreePass::startThreads() {
 }
 
 void TreePass::work() {
-    MutexLock lock(mutex_);
-    for (;;) {
-        while (work_.empty() && !ending_)
-            lock.wait(workArrived_);
-        if (ending_)
-            return;
-        workOnFront(lock);
-    }
+    while (auto share = claimShare(WhenIdle::wait))
+        visitShare(*share);
 }
 
 void TreePass::workHere() {
-    MutexLock lock(mutex_);
-    while (!work_.empty())
-        workOnFront(lock);
+    while (auto share = claimShare(WhenIdle::stop))
+        visitShare(*share);
 }
 
-/// Takes a share of the oldest segment. The lock is given up during the visits.
-void TreePass::workOnFront(MutexLock& lock) {
-    const auto segment = work_.front();
+/// Some items of the oldest segment; nothing when there is no more to do.
+std::optional<TreePass::Share> TreePass::claimShare(WhenIdle idle) {
+    MutexLock lock(mutex_);
+    while (work_.empty() && !ending_ && idle == WhenIdle::wait)
+        lock.wait(workArrived_);
+    if (ending_ || work_.empty())
+        return std::nullopt;
+    Share share{work_.front(), work_.front()->claimed, 0};
     // Large shares first, single items at the end, so that no thread is left with all the large files.
-    const auto remaining = segment->visits.size() - segment->claimed;
-    const auto share = std::clamp<std::size_t>(remaining / (2 * crewSize + 1), 1, 16);
-    const auto first = segment->claimed;
-    segment->claimed += share;
-    if (segment->claimed == segment->visits.size())
+    const auto remaining = share.segment->visits.size() - share.first;
+    share.count = std::clamp<std::size_t>(remaining / (2 * crewSize + 1), 1, 16);
+    share.segment->claimed += share.count;
+    if (share.segment->claimed == share.segment->visits.size())
         work_.pop_front();
-    lock.unlock();
-    for (auto i = first; i < first + share; ++i) {
+    return share;
+}
+
+void TreePass::visitShare(const Share& share) {
+    auto& segment = *share.segment;
+    for (auto i = share.first; i < share.first + share.count; ++i) {
         try {
-            visitor_.visit(*segment->folder, segment->visits[i]);
+            visitor_.visit(*segment.folder, segment.visits[i]);
         } catch (...) {
-            segment->visits[i].error = std::current_exception();
+            segment.visits[i].error = std::current_exception();
         }
     }
-    lock.lock();
-    segment->done += share;
-    if (segment->done == segment->visits.size())
+    const MutexLock lock(mutex_);
+    segment.done += share.count;
+    if (segment.done == segment.visits.size())
         workDone_.notify_all();
 }
 
