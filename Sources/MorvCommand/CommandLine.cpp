@@ -53,6 +53,8 @@ struct RawArguments {
     std::string collision = "keepBoth";
     std::string planFile;
     std::string operation;
+    std::string grouping = "kind";
+    SmartDownloadsRequest downloads;
 };
 
 void addRequestOptions(CLI::App& command, RawArguments& raw) {
@@ -105,6 +107,14 @@ OperationRequest request(const RawArguments& raw) {
     return result;
 }
 
+SmartDownloadsGrouping grouping(const std::string& name) {
+    for (const auto each : {SmartDownloadsGrouping::kind, SmartDownloadsGrouping::dateAdded}) {
+        if (name == rawValue(each))
+            return each;
+    }
+    throw UsageError(fmt::format("“{}” is not a grouping: choose kind or dateAdded.", displayText(name)));
+}
+
 std::string sentence(std::string text) {
     std::ranges::replace(text, '\n', ' ');
     text = displayText(text);
@@ -142,6 +152,22 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     auto& undo = *app.add_subcommand("undo", "Undo an operation");
     undo.add_option("ID", raw.operation, "The operation; without it the newest that can be undone");
     auto& history = *app.add_subcommand("history", "Show the receipts of all operations");
+    auto& downloads = *app.add_subcommand("downloads", "Show a folder in groups, by kind or by date added");
+    downloads.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
+    downloads.add_option("--by", raw.grouping, "How to group: kind or dateAdded")->type_name("GROUPING");
+    downloads.add_option("--limit", raw.downloads.maxEntries, "Read this many items at most")->type_name("N");
+    downloads.add_option("--seconds", raw.downloads.maxDuration, "Read this long at most")->type_name("S");
+    downloads.add_flag("--hidden", raw.hidden, "Show hidden items too");
+    auto& tidy = *app.add_subcommand("tidy", "Propose folders by kind for loose files; nothing is moved");
+    tidy.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
+    tidy.add_option("--to", raw.to, "Where the kind folders are to stand, instead of the folder itself")
+        ->type_name("FOLDER");
+    tidy.add_flag("--hidden", raw.hidden, "Propose hidden files too");
+    auto& suggestions = *app.add_subcommand("suggestions", "What is remembered of where things were filed");
+    suggestions.require_subcommand(1);
+    auto& listed = *suggestions.add_subcommand("list", "Show what is remembered, the newest first");
+    auto& cleared = *suggestions.add_subcommand("clear", "Forget all of it");
+    auto& exported = *suggestions.add_subcommand("export", "Print it as one JSON document");
 
     std::vector<std::string> reversed;
     for (int i = count - 1; i > 0; --i)
@@ -157,10 +183,19 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     }
 
     CommandLine result;
-    const std::array verbs = {std::pair(&list, Verb::list), std::pair(&info, Verb::info),
-                              std::pair(&plan, Verb::plan), std::pair(&fingerprint, Verb::fingerprint),
-                              std::pair(&run, Verb::run),   std::pair(&execute, Verb::execute),
-                              std::pair(&undo, Verb::undo), std::pair(&history, Verb::history)};
+    const std::array verbs = {std::pair(&list, Verb::list),
+                              std::pair(&info, Verb::info),
+                              std::pair(&plan, Verb::plan),
+                              std::pair(&fingerprint, Verb::fingerprint),
+                              std::pair(&run, Verb::run),
+                              std::pair(&execute, Verb::execute),
+                              std::pair(&undo, Verb::undo),
+                              std::pair(&history, Verb::history),
+                              std::pair(&downloads, Verb::downloads),
+                              std::pair(&tidy, Verb::tidy),
+                              std::pair(&listed, Verb::listSuggestions),
+                              std::pair(&cleared, Verb::clearSuggestions),
+                              std::pair(&exported, Verb::exportSuggestions)};
     result.verb = std::ranges::find_if(verbs, [](const auto& verb) { return verb.first->parsed(); })->second;
     result.output = raw.json ? OutputForm::json : OutputForm::text;
     result.dataDirectory = dataDirectory(raw.data);
@@ -171,6 +206,13 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     else
         result.paths = urls(raw.paths);
     result.planFile = unshielded(raw.planFile);
+    if (downloads.parsed()) {
+        result.downloads = raw.downloads;
+        result.downloads.grouping = grouping(raw.grouping);
+        result.downloads.hidden = result.hidden;
+    }
+    if (tidy.parsed())
+        result.tidyDestination = raw.to ? urls({*raw.to}).front() : result.paths.front();
     if (undo.parsed() && !raw.operation.empty()) {
         result.operation = UUID::parse(raw.operation);
         if (!result.operation)

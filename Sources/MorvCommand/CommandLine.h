@@ -6,6 +6,7 @@
 
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
+#include "MorvCore/Review/SmartDownloadsService.h"
 
 #include <cstdint>
 #include <optional>
@@ -15,7 +16,21 @@
 
 namespace morv {
 
-enum class Verb : std::uint8_t { list, info, fingerprint, plan, run, execute, undo, history };
+enum class Verb : std::uint8_t {
+    list,
+    info,
+    fingerprint,
+    plan,
+    run,
+    execute,
+    undo,
+    history,
+    downloads,
+    tidy,
+    listSuggestions,
+    clearSuggestions,
+    exportSuggestions
+};
 enum class OutputForm : std::uint8_t { text, json };
 /// Whether a plan that needs review was accepted beforehand (--yes).
 enum class Review : std::uint8_t { ask, accepted };
@@ -26,10 +41,12 @@ struct CommandLine {
     FileURL dataDirectory;
     HiddenItems hidden = HiddenItems::skip;
     Review review = Review::ask;
-    std::vector<FileURL> paths;    ///< list: the one folder; info, fingerprint: the items
+    std::vector<FileURL> paths;    ///< list, downloads, tidy: the one folder; info, fingerprint: the items
     OperationRequest request;      ///< plan, run
     std::string planFile;          ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
+    SmartDownloadsRequest downloads;
+    FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand
 };
 
 /// The arguments make no sense; what() is one sentence.

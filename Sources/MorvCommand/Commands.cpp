@@ -7,6 +7,7 @@
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/Descriptor.h"
 #include "MorvCore/Records/SQLiteStore.h"
+#include "MorvCore/Review/SuggestionMemoryStore.h"
 
 #include <algorithm>
 #include <array>
@@ -188,7 +189,53 @@ public:
         return ExitStatus::done;
     }
 
+    int downloads() const {
+        const auto snapshot = SmartDownloadsService().scan(
+            line_.paths.front(), SmartDownloadsOptions(line_.downloads), interruption_.token());
+        print(json() ? toJSON(snapshot) + "\n" : downloadsText(snapshot));
+        return ExitStatus::done;
+    }
+
+    int tidy() const {
+        const auto plan = TidyPlanner::plan(
+            DirectoryService().entries(line_.paths.front(), line_.hidden, interruption_.token()),
+            line_.tidyDestination);
+        print(json() ? toJSON(plan) + "\n" : tidyText(plan));
+        return ExitStatus::done;
+    }
+
+    int listSuggestions() const {
+        Records records(line_.dataDirectory);
+        SuggestionMemoryStore memory(records.store);
+        print(json() ? jsonArray(memory.records()) + "\n"
+                     : memoryText(memory.preferences(), memory.records()));
+        return ExitStatus::done;
+    }
+
+    int clearSuggestions() const {
+        Records records(line_.dataDirectory);
+        SuggestionMemoryStore memory(records.store);
+        memory.clear();
+        print(json() ? jsonArray(memory.records()) + "\n"
+                     : memoryText(memory.preferences(), memory.records()));
+        return ExitStatus::done;
+    }
+
+    int exportSuggestions() const {
+        Records records(line_.dataDirectory);
+        printLine(jsonArray(SuggestionMemoryStore(records.store).records()));
+        return ExitStatus::done;
+    }
+
 private:
+    /// For what needs no engine.
+    struct Records {
+        explicit Records(const FileURL& directory) : lock(directory), store(directory.child("Morv.sqlite")) {}
+
+        DataDirectoryLock lock;
+        SQLiteStore store;
+    };
+
     /// The lock before the store before the engine, and the other way round at the end.
     struct Journal {
         explicit Journal(const FileURL& directory)
@@ -291,6 +338,16 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
         return command.undo();
     case Verb::history:
         return command.history();
+    case Verb::downloads:
+        return command.downloads();
+    case Verb::tidy:
+        return command.tidy();
+    case Verb::listSuggestions:
+        return command.listSuggestions();
+    case Verb::clearSuggestions:
+        return command.clearSuggestions();
+    case Verb::exportSuggestions:
+        return command.exportSuggestions();
     }
     return ExitStatus::badUsage;
 }

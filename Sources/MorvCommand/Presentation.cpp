@@ -73,6 +73,13 @@ std::string headText(const OperationReceipt& receipt) {
     return text;
 }
 
+std::string exclusionsText(const std::vector<TidyExclusion>& exclusions) {
+    std::string text;
+    for (const auto& exclusion : exclusions)
+        text += fmt::format("{}\n    stays: {}\n", place(exclusion.source), exclusion.reason);
+    return text;
+}
+
 } // namespace
 
 std::string listingLine(const FileEntry& entry) {
@@ -150,6 +157,44 @@ std::string historyText(const OperationReceipt& receipt) {
         if (item.error || item.stagingURL || item.recoveryURL)
             text += itemText(item);
     }
+    return text;
+}
+
+std::string downloadsText(const SmartDownloadsSnapshot& snapshot) {
+    std::string text;
+    for (const auto& group : snapshot.groups) {
+        text +=
+            fmt::format("{} · {} {} · {}\n", group.title, group.entries.size(),
+                        group.entries.size() == 1 ? "item" : "items", formatByteCount(group.logicalBytes()));
+        for (const auto& entry : group.entries)
+            text += "  " + listingLine(entry);
+    }
+    if (snapshot.completion == SmartDownloadsCompletion::entryLimit)
+        text +=
+            fmt::format("Reading stopped after {} items. Other items may exist.\n", snapshot.totalCount());
+    if (snapshot.completion == SmartDownloadsCompletion::timeLimit)
+        text +=
+            fmt::format("The time ran out after {} items. Other items may exist.\n", snapshot.totalCount());
+    return text + exclusionsText(snapshot.exclusions);
+}
+
+std::string tidyText(const TidyPlan& plan) {
+    std::string text;
+    for (const auto& proposal : plan.proposals) {
+        text += fmt::format("{}\n    → {}\n", place(proposal.source), place(proposal.destination));
+        if (proposal.hasCollision)
+            text += "    This name is taken there.\n";
+    }
+    return text + exclusionsText(plan.exclusions);
+}
+
+std::string memoryText(const SuggestionMemoryPreferences& preferences,
+                       const std::vector<SuggestionMemoryRecord>& records) {
+    std::string text = fmt::format("Suggestion memory is {}. {} {}.\n", preferences.enabled ? "on" : "off",
+                                   records.size(), records.size() == 1 ? "record" : "records");
+    for (const auto& record : records)
+        text += fmt::format("  {}  {} → {}\n", dateText(record.createdAt), place(record.source),
+                            place(record.destination));
     return text;
 }
 

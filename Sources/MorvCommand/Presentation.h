@@ -5,6 +5,8 @@
 
 #include "MorvCore/Folders/FileEntry.h"
 #include "MorvCore/Operations/Operations.h"
+#include "MorvCore/Review/SmartDownloadsService.h"
+#include "MorvCore/Review/SuggestionMemoryStore.h"
 
 #include <string>
 
@@ -23,5 +25,13 @@ std::string planText(const FileOperationPlan& plan);
 std::string receiptText(const OperationReceipt& receipt);
 /// One operation of the history: its head, and the items that something is to be said about.
 std::string historyText(const OperationReceipt& receipt);
+
+/// The groups with their entries, then what a limit left out and what tidying would leave in place.
+std::string downloadsText(const SmartDownloadsSnapshot& snapshot);
+/// Each file with its proposed place, then what stays and why.
+std::string tidyText(const TidyPlan& plan);
+/// Whether the memory is enabled, and what it holds.
+std::string memoryText(const SuggestionMemoryPreferences& preferences,
+                       const std::vector<SuggestionMemoryRecord>& records);
 
 } // namespace morv
