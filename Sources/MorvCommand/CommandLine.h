@@ -4,7 +4,7 @@
 // Threading   stateless
 #pragma once
 
-#include "MorvCore/Folders/DirectoryService.h"
+#include "MorvCore/Folders/SearchService.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace morv {
 
-enum class Verb : std::uint8_t { list, info, fingerprint, plan, run, execute, undo, history };
+enum class Verb : std::uint8_t { list, info, fingerprint, plan, run, execute, undo, history, search, watch };
 enum class OutputForm : std::uint8_t { text, json };
 /// Whether a plan that needs review was accepted beforehand (--yes).
 enum class Review : std::uint8_t { ask, accepted };
@@ -28,6 +28,7 @@ struct CommandLine {
     Review review = Review::ask;
     std::vector<FileURL> paths;    ///< list: the one folder; info, fingerprint: the items
     OperationRequest request;      ///< plan, run
+    SearchRequest search;          ///< search
     std::string planFile;          ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
 };
