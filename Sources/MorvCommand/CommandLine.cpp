@@ -55,7 +55,16 @@ struct RawArguments {
     std::string operation;
     std::string grouping = "kind";
     SmartDownloadsRequest downloads;
+    std::string folder;
+    std::string query;
+    std::int64_t limit = SearchRequest().limit;
 };
+
+void addTagOption(CLI::App& command, RawArguments& raw) {
+    command.add_option("--tag", raw.tags, "A tag; may be given again")
+        ->type_name("TAG")
+        ->allow_extra_args(false);
+}
 
 void addRequestOptions(CLI::App& command, RawArguments& raw) {
     command.add_option("KIND", raw.kind, "copy, move, rename, duplicate, trash, newFolder, alias, tags, …")
@@ -66,9 +75,7 @@ void addRequestOptions(CLI::App& command, RawArguments& raw) {
         .add_option("--name", raw.name,
                     "The new name; for several sources a template with {name}, {ext}, {n}")
         ->type_name("NAME");
-    command.add_option("--tag", raw.tags, "A tag; may be given again")
-        ->type_name("TAG")
-        ->allow_extra_args(false);
+    addTagOption(command, raw);
     command.add_option("--collision", raw.collision, "What to do with a taken name: keepBoth, skip or fail")
         ->type_name("POLICY");
 }
@@ -84,6 +91,15 @@ FileURL dataDirectory(const std::optional<std::string>& option) {
     return dataHome().child("Morv").asFolder();
 }
 
+std::vector<std::string> tags(const std::vector<std::string>& values) {
+    if (!std::ranges::all_of(values, isValidUTF8))
+        throw UsageError("A tag must be UTF-8 text.");
+    std::vector<std::string> result;
+    for (const auto& value : values)
+        result.push_back(unshielded(value));
+    return result;
+}
+
 OperationRequest request(const RawArguments& raw) {
     OperationRequest result;
     const auto kind = operationKind(raw.kind);
@@ -93,13 +109,10 @@ OperationRequest request(const RawArguments& raw) {
     if (!collision)
         throw UsageError(fmt::format("“{}” is not a collision policy: choose keepBoth, skip or fail.",
                                      displayText(raw.collision)));
-    if (!std::ranges::all_of(raw.tags, isValidUTF8))
-        throw UsageError("A tag must be UTF-8 text.");
     result.kind = *kind;
     result.collision = *collision;
     result.sources = urls(raw.paths);
-    for (const auto& tag : raw.tags)
-        result.tags.push_back(unshielded(tag));
+    result.tags = tags(raw.tags);
     if (raw.to)
         result.destination = urls({*raw.to}).front();
     if (raw.name)
@@ -138,6 +151,14 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     auto& list = *app.add_subcommand("list", "List a folder");
     list.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
     list.add_flag("--hidden", raw.hidden, "Show hidden items too");
+    auto& search = *app.add_subcommand("search", "Find items below a folder by name and tags");
+    search.add_option("FOLDER", raw.folder, "Where to search")->required();
+    search.add_option("QUERY", raw.query, "A part of the name; an empty text for every name")->required();
+    addTagOption(search, raw);
+    search.add_flag("--hidden", raw.hidden, "Search hidden items too");
+    search.add_option("--limit", raw.limit, "Stop after so many items")->type_name("N");
+    auto& watch = *app.add_subcommand("watch", "Print a line for each change in a folder until stopped");
+    watch.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
     auto& info = *app.add_subcommand("info", "Say what items are");
     info.add_option("PATH", raw.paths, "The items")->required();
     auto& fingerprint = *app.add_subcommand("fingerprint", "Print the digests of files and trees");
@@ -185,6 +206,8 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     CommandLine result;
     const std::array verbs = {std::pair(&list, Verb::list),
                               std::pair(&info, Verb::info),
+                              std::pair(&search, Verb::search),
+                              std::pair(&watch, Verb::watch),
                               std::pair(&plan, Verb::plan),
                               std::pair(&fingerprint, Verb::fingerprint),
                               std::pair(&run, Verb::run),
@@ -205,6 +228,10 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
         result.request = request(raw);
     else
         result.paths = urls(raw.paths);
+    if (result.verb == Verb::search) {
+        result.search = {urls({raw.folder}).front(), unshielded(raw.query), tags(raw.tags), result.hidden,
+                         raw.limit};
+    }
     result.planFile = unshielded(raw.planFile);
     if (downloads.parsed()) {
         result.downloads = raw.downloads;

@@ -4,7 +4,7 @@
 // Threading   stateless
 #pragma once
 
-#include "MorvCore/Folders/DirectoryService.h"
+#include "MorvCore/Folders/SearchService.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Review/SmartDownloadsService.h"
 
@@ -25,6 +25,8 @@ enum class Verb : std::uint8_t {
     execute,
     undo,
     history,
+    search,
+    watch,
     downloads,
     tidy,
     listSuggestions,
@@ -43,6 +45,7 @@ struct CommandLine {
     Review review = Review::ask;
     std::vector<FileURL> paths;    ///< list, downloads, tidy: the one folder; info, fingerprint: the items
     OperationRequest request;      ///< plan, run
+    SearchRequest search;          ///< search
     std::string planFile;          ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
     SmartDownloadsRequest downloads;

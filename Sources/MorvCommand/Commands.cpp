@@ -3,6 +3,8 @@
 #include "MorvCommand/Interruption.h"
 #include "MorvCommand/Presentation.h"
 #include "MorvCommand/ProgressLine.h"
+#include "MorvCore/Folders/DirectoryEventMonitor.h"
+#include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/OperationFiles.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/Descriptor.h"
@@ -92,6 +94,29 @@ public:
         } else {
             for (const auto& entry : entries)
                 print(listingLine(entry));
+        }
+        return ExitStatus::done;
+    }
+
+    int search() const {
+        const auto result = SearchService().search(line_.search, interruption_.token());
+        if (json())
+            printLine(toJSON(result));
+        else
+            print(searchText(result));
+        return ExitStatus::done;
+    }
+
+    int watch() const {
+        const auto& folder = line_.paths.front();
+        DirectoryEventMonitor monitor;
+        const auto watch = monitor.watch(folder);
+        fmt::print(stderr, "Watching.\n");
+        while (watch->next(interruption_.token()) == DirectoryWatch::Signal::changed) {
+            printLine(json() ? fmt::format("{{\"url\":\"{}\"}}", folder.asFolder().absoluteString())
+                             : displayText(folder.path()));
+            if (std::fflush(stdout) != 0)
+                throw PosixError(errno, "standard output");
         }
         return ExitStatus::done;
     }
@@ -324,6 +349,10 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
     switch (line.verb) {
     case Verb::list:
         return command.list();
+    case Verb::search:
+        return command.search();
+    case Verb::watch:
+        return command.watch();
     case Verb::info:
         return command.info();
     case Verb::fingerprint:

@@ -90,6 +90,17 @@ std::string listingLine(const FileEntry& entry) {
                                               : "");
 }
 
+std::string searchText(const SearchResult& result) {
+    std::string text;
+    for (const auto& entry : result.entries)
+        text += place(entry.url()) + "\n";
+    for (const auto& issue : result.issues)
+        text += fmt::format("Skipped {}: {}\n", place(issue.url), displayText(issue.message));
+    return text + fmt::format("{} found · {} examined · {} skipped{}\n", result.entries.size(),
+                              result.scannedCount, result.skippedCount,
+                              result.truncated ? " · Result limit reached" : "");
+}
+
 std::string infoText(const FileEntry& entry) {
     std::string text = place(entry.url()) + "\n";
     const auto line = [&text](std::string_view name, std::string_view value) {

@@ -3,7 +3,7 @@
 // Threading   stateless
 #pragma once
 
-#include "MorvCore/Folders/FileEntry.h"
+#include "MorvCore/Folders/SearchService.h"
 #include "MorvCore/Operations/Operations.h"
 #include "MorvCore/Review/SmartDownloadsService.h"
 #include "MorvCore/Review/SuggestionMemoryStore.h"
@@ -15,6 +15,8 @@ namespace morv {
 /// One line of a listing: time of modification, size, and the name ("/" after a folder, the target's arrow is
 /// left out: a link is not followed). Ends in a line feed, as all texts here do.
 std::string listingLine(const FileEntry& entry);
+/// The place of each match, a line for each folder that could not be read, and the counts.
+std::string searchText(const SearchResult& result);
 std::string infoText(const FileEntry& entry);
 std::string fingerprintText(const FileURL& url, const FileFingerprint& fingerprint);
 

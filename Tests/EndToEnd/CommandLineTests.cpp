@@ -37,6 +37,10 @@ TEST_F(CommandLine, badUsageIsOneSentenceAndStatusTwo) {
         {"list", from, to},
         {"list", from, "--loud"},
         {"list", ""},
+        {"search", from},
+        {"search", from, "text", "--limit", "many"},
+        {"search", from, "text", "--tag", "\xff"},
+        {"watch"},
         {"info"},
         {"fingerprint"},
         {"plan"},
@@ -90,6 +94,25 @@ TEST_F(CommandLine, everyVerbPrintsItsRecordsAsOneDocument) {
     EXPECT_EQ(undone.at("id"), receipt.at("id"));
     EXPECT_EQ(json({"history"}), nlohmann::json::array({undone}));
     EXPECT_EQ(run({"undo"}).status, 3) << "Nothing is left to undo.";
+}
+
+TEST_F(CommandLine, searchPrintsOneDocumentWithItsCounts) {
+    makeSmallTree(from + "/tree", "the tree");
+    writeFile(from + "/.hidden-text", "");
+    const auto found = json({"search", from, "TEXT"});
+    expectKeys(found, {"entries", "issues", "scannedCount", "skippedCount", "truncated"});
+    EXPECT_EQ(found.at("entries").size(), 1U);
+    EXPECT_EQ(found.at("truncated"), false);
+    EXPECT_EQ(json({"search", from, "TEXT", "--hidden"}).at("entries").size(), 2U);
+    EXPECT_EQ(json({"search", from, "TEXT", "--tag", "Red"}).at("entries").size(), 0U);
+    EXPECT_EQ(json({"search", from, "", "--limit", "1"}).at("truncated"), true);
+    EXPECT_NE(run({"search", from, "text"}).out.find(from + "/tree/text.txt\n"), std::string::npos);
+    const auto refused = run({"search", from + "/tree/text.txt", "x"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.err, "Choose a physical folder as the search location.\n");
+    const auto unwatched = run({"watch", from + "/tree/text.txt"});
+    EXPECT_EQ(unwatched.status, 3);
+    EXPECT_EQ(unwatched.err, "Only physical folders can be watched.\n");
 }
 
 TEST_F(CommandLine, aPlanRunsOnceAndOnlyWhileTheWorldIsAsPreviewed) {

@@ -1,15 +1,13 @@
 #include "MorvCore/Folders/DirectoryService.h"
 
+#include "MorvCore/Folders/ChildReading.h"
 #include "MorvCore/Folders/CreativePinnedDirectory.h"
-#include "MorvCore/Folders/FileTagMetadata.h"
 #include "MorvCore/Folders/FolderReadingCrew.h"
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/ChildWritability.h"
-#include "MorvCore/Platform/SyncPlaceholder.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <exception>
 #include <fcntl.h>
@@ -18,98 +16,6 @@
 #include <unordered_set>
 
 namespace morv {
-
-namespace {
-
-/// What the folder's own ".hidden" file lists: names, one a line.
-std::unordered_set<std::string> readHiddenNames(const CreativePinnedDirectory& folder) {
-    constexpr std::size_t limit = std::size_t{64} << 10;
-    std::unordered_set<std::string> names;
-    const Descriptor file(
-        ::openat(folder.descriptor(), ".hidden", O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-    if (!file || !statDescriptor(file.get()).isRegular())
-        return names;
-    std::string text(limit, '\0');
-    std::size_t length = 0;
-    while (length < limit) {
-        const auto count = ::read(file.get(), text.data() + length, limit - length);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        length += static_cast<std::size_t>(count);
-    }
-    text.resize(length);
-    for (std::size_t start = 0; start < text.size();) {
-        const auto end = std::min(text.find('\n', start), text.size());
-        if (end > start)
-            names.insert(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return names;
-}
-
-struct AttributeFacts {
-    FileAvailability availability = FileAvailability::local;
-    std::shared_ptr<const std::vector<std::string>> tags;
-};
-
-/// Unreadable tags are no tags: an entry does not fail for them.
-AttributeFacts readAttributes(const FileStat& stat, std::string_view name, const AttributeTarget& item) {
-    AttributeFacts facts;
-    if (stat.isSymbolicLink())
-        return facts;
-    try {
-        if (mayBeSyncPlaceholder(stat)) {
-            const auto attributes = item.list().value_or(std::string());
-            if (isSyncPlaceholder(stat, name, attributes))
-                facts.availability = FileAvailability::notDownloaded;
-            // Large folders hold many empty files, and most carry nothing: one question instead of two.
-            if (attributes.empty())
-                return facts;
-        }
-        auto names = FileTagMetadata::names(item);
-        if (!names.empty())
-            facts.tags = std::make_shared<const std::vector<std::string>>(std::move(names));
-    } catch (const PosixError&) {
-    } catch (const FileOperationError&) {
-    } catch (const DecodingError&) {
-    }
-    return facts;
-}
-
-/// What an entry owes to the name and the stat record alone.
-FileEntry entryFromStat(const FileStat& stat, std::shared_ptr<const FileURL> folder, std::string name) {
-    FileEntry entry;
-    entry.folder = std::move(folder);
-    entry.name = std::move(name);
-    entry.volume = stat.volume;
-    entry.inode = stat.inode;
-    entry.size = stat.size;
-    entry.modifiedAt = Date::fromUnix(stat.modified.seconds, stat.modified.nanoseconds);
-    if (stat.born)
-        entry.addedAt = Date::fromUnix(stat.born->seconds, stat.born->nanoseconds);
-    entry.isDirectory = stat.isDirectory();
-    entry.isSymbolicLink = stat.isSymbolicLink();
-    entry.isPackage = entry.isDirectory && isPackageName(entry.name);
-    entry.kind = classifyName(entry.name, entry.isDirectory, entry.isPackage);
-    return entry;
-}
-
-void addAttributes(FileEntry& entry, AttributeFacts facts) {
-    entry.availability = facts.availability;
-    entry.tagList = std::move(facts.tags);
-}
-
-FileEntry unavailableEntry(std::shared_ptr<const FileURL> folder, std::string name) {
-    FileEntry entry;
-    entry.folder = std::move(folder);
-    entry.name = std::move(name);
-    entry.availability = FileAvailability::unavailable;
-    return entry;
-}
-
-} // namespace
 
 class DirectoryBatchState {
 public:
@@ -155,7 +61,7 @@ void DirectoryBatchState::open() {
     if (folder_->identity().volume != root.volume || folder_->identity().inode != root.inode)
         throw FileOperationError::changed("This folder changed before it could be opened.");
     if (hidden_ == HiddenItems::skip)
-        hiddenNames_ = readHiddenNames(*folder_);
+        hiddenNames_ = readHiddenNames(folder_->descriptor());
     cursor_.emplace(folder_, ".");
 }
 
