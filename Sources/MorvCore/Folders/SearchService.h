@@ -9,8 +9,9 @@
 // Threading   safe to share; a search blocks its caller and reads on up to two threads of its own
 //
 // Errors      FileOperationError::unsupported "Choose a physical folder as the search location.";
-//             PosixError or FileOperationError when the root cannot be read; CancellationError, within 50 ms
-//             on local disks. A folder below the root that cannot be read is an issue and no error.
+//             PosixError or FileOperationError when the root cannot be read; CancellationError, looked for at
+//             every name, entry and folder. A folder below the root that cannot be read is an issue and no
+//             error.
 #pragma once
 
 #include "MorvCore/Folders/DirectoryService.h"

@@ -8,7 +8,9 @@
 //   one;
 //   - the volume's times show every change (local disks only: not network volumes, FUSE or memory).
 // Whoever finds an entry and an equal stat record need not read the file again. The digests that come out are
-// the same with and without the cache. Threading   safe to share
+// the same with and without the cache.
+//
+// Threading   safe to share
 #pragma once
 
 #include "MorvCore/Foundation/ContentHash.h"

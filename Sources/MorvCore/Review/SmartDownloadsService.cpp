@@ -1,5 +1,6 @@
 #include "MorvCore/Review/SmartDownloadsService.h"
 
+#include "MorvCore/Folders/CreativeLocalFile.h"
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/JSONCoding.h"
 
@@ -47,7 +48,7 @@ bool isCloudOnly(const FileEntry& entry) {
 std::optional<std::string_view> exclusionReason(const FileEntry& entry) {
     if (entry.isSymbolicLink)
         return "Symbolic links stay in place; their targets were not inspected.";
-    if (entry.isDownloading || isIncompleteDownloadName(entry.name))
+    if (entry.isDownloading || isIncompleteDownload(entry.url()))
         return "An active or incomplete download stays in place.";
     if (entry.availability == FileAvailability::unavailable)
         return "Metadata is unavailable; this item cannot be safely included in tidy actions.";
@@ -245,7 +246,7 @@ std::size_t SmartDownloadsSnapshot::unavailableCount() const {
 }
 
 std::size_t SmartDownloadsSnapshot::partialDownloadCount() const {
-    return count(entries, [](const FileEntry& entry) { return isIncompleteDownloadName(entry.name); });
+    return count(entries, [](const FileEntry& entry) { return isIncompleteDownload(entry.url()); });
 }
 
 std::string toJSON(const SmartDownloadsSnapshot& snapshot) {

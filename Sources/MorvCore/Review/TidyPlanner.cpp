@@ -1,5 +1,6 @@
 #include "MorvCore/Review/TidyPlanner.h"
 
+#include "MorvCore/Folders/CreativeLocalFile.h"
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Foundation/JSONCoding.h"
@@ -7,7 +8,6 @@
 #include "MorvCore/Platform/FileStat.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <unordered_set>
 
@@ -80,7 +80,7 @@ std::optional<std::string_view> reasonToStay(const FileEntry& entry) {
         return "Folders and app packages stay in place.";
     if (entry.availability != FileAvailability::local)
         return "This file has not been downloaded.";
-    if (entry.isDownloading || isIncompleteDownloadName(entry.name))
+    if (entry.isDownloading || isIncompleteDownload(entry.url()))
         return "An active or incomplete download stays in place.";
     if (!entry.isWritable)
         return "This file is read-only.";
@@ -127,13 +127,6 @@ void fromJSON(std::string_view text, TidyPlan& plan) {
     result.proposals = readList<TidyProposal>(object, "proposals");
     result.exclusions = readList<TidyExclusion>(object, "exclusions");
     plan = std::move(result);
-}
-
-bool isIncompleteDownloadName(std::string_view name) {
-    static constexpr std::array<std::string_view, 5> incomplete = {"crdownload", "download", "part",
-                                                                   "partial", "tmp"};
-    const auto extension = FileURL::extensionOf(name);
-    return !extension.empty() && std::ranges::find(incomplete, pathKey(extension)) != incomplete.end();
 }
 
 TidyPlan TidyPlanner::plan(std::vector<FileEntry> entries, const FileURL& destination) {

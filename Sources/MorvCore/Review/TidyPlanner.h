@@ -46,10 +46,6 @@ void fromJSON(std::string_view text, TidyProposal& proposal);
 void fromJSON(std::string_view text, TidyExclusion& exclusion);
 void fromJSON(std::string_view text, TidyPlan& plan);
 
-/// Whether a browser or another program gives such a name to what it is still writing, by the extension
-/// alone.
-bool isIncompleteDownloadName(std::string_view name);
-
 namespace TidyPlanner {
 
 /// Where each of `entries` would go below `destination`, the folder in which the kind folders are to stand.

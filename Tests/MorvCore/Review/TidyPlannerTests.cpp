@@ -1,5 +1,6 @@
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Errors.h"
+#include "MorvCore/Folders/CreativeLocalFile.h"
 #include "MorvCore/Review/TidyPlanner.h"
 #include "Tests/Support/TemporaryFolder.h"
 
@@ -51,9 +52,9 @@ TEST(TidyPlanner, leavesInPlaceWhatItMustNotTouchForTheFirstReasonThatHolds) {
         ASSERT_EQ(plan.exclusions.size(), 1U);
         EXPECT_EQ(plan.exclusions[0], (TidyExclusion{entry.url(), row.reason}));
     }
-    EXPECT_TRUE(isIncompleteDownloadName("a.partial"));
-    EXPECT_FALSE(isIncompleteDownloadName("part"));
-    EXPECT_FALSE(isIncompleteDownloadName(".tmp"));
+    EXPECT_TRUE(isIncompleteDownload(FileURL::fromPath("/a.partial")));
+    EXPECT_FALSE(isIncompleteDownload(FileURL::fromPath("/part")));
+    EXPECT_FALSE(isIncompleteDownload(FileURL::fromPath("/.tmp")));
     EXPECT_EQ(TidyPlanner::plan({}, FileURL()), TidyPlan());
 }
 
