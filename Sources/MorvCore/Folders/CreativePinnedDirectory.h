@@ -2,8 +2,8 @@
 // folder that was opened.
 //
 // Protocol    open() resolves a path once, component by component -> child(), metadata(),
-// CreativeDirectoryCursor
-//             work by name below a descriptor, never by a path -> validate() before what was read is believed
+//             CreativeDirectoryCursor work by name below a descriptor, never by a path -> validate() before
+//             what was read is believed
 // Invariants  I1  nothing below the resolved root follows a symbolic link
 //             I2  the chain up to "/" stays open for as long as the leaf lives
 // Threading   a CreativePinnedDirectory is immutable and safe to share; a cursor is confined to one thread

@@ -19,6 +19,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto quiet = std::chrono::milliseconds(150);
+constexpr auto longestBurst = std::chrono::seconds(2);
 constexpr auto comparing = std::chrono::seconds(1);
 
 Descriptor openFolder(const FileURL& url, int further) {
@@ -43,7 +44,7 @@ public:
 
     DirectoryWatch::Signal next(const std::stop_token& stop) {
         const std::stop_callback wake(stop, [this] { end(); });
-        std::optional<Clock::time_point> due;
+        std::optional<Clock::time_point> due, burstEnd;
         auto comparison = Clock::now() + comparing;
         for (;;) {
             checkCancelled(stop);
@@ -61,8 +62,12 @@ public:
                 isChanged = compare() || isChanged;
                 comparison = Clock::now() + comparing;
             }
-            if (isChanged)
-                due = Clock::now() + quiet;
+            if (isChanged) {
+                const auto heard = Clock::now();
+                if (!burstEnd)
+                    burstEnd = heard + longestBurst;
+                due = std::min(heard + quiet, *burstEnd);
+            }
         }
     }
 

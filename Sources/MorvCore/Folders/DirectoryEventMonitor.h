@@ -1,7 +1,8 @@
 // Telling that a folder should be read again. What changed is never told: reading is DirectoryService's.
 //
 // Protocol    watch() -> next() on a thread of the caller's, again and again -> end(), from anywhere
-// Invariants  I1  a burst of changes is one signal, 150 ms after the last of them
+// Invariants  I1  a burst of changes is one signal, 150 ms after the last of them; a burst that does not end
+//                 is one signal every two seconds, or a folder in constant use would never be seen to change
 //             I2  after end() no signal is given any more
 //             I3  the watch follows the path: a folder that was deleted, renamed or replaced is a signal, and
 //                 so is one that comes back there

@@ -185,7 +185,7 @@ std::vector<FileEntry> DirectoryService::entries(const FileURL& folder, HiddenIt
     while (auto batch = stream.next(stop))
         all.insert(all.end(), std::make_move_iterator(batch->begin()), std::make_move_iterator(batch->end()));
     checkCancelled(stop);
-    sortByName(all);
+    sortByName(all, stop);
     return all;
 }
 
@@ -205,14 +205,16 @@ bool DirectoryService::nameOrder(const FileEntry& a, const FileEntry& b) {
     return order != 0 ? order < 0 : a.url() < b.url();
 }
 
-void DirectoryService::sortByName(std::vector<FileEntry>& entries) {
+void DirectoryService::sortByName(std::vector<FileEntry>& entries, const std::stop_token& stop) {
     struct Row {
         std::string key;
         std::size_t index;
     };
     std::vector<Row> rows(entries.size());
     const auto makeKeys = [&](std::size_t first, std::size_t last) {
+        SparseCheckpoint checkpoint(stop);
         for (auto i = first; i < last; ++i) {
+            checkpoint();
             // The rank stands before the name, so that one comparison of bytes decides both.
             rows[i].key = (entries[i].isNavigable() ? '\0' : '\1') + NameCollation::sortKey(entries[i].name);
             rows[i].index = i;
@@ -242,7 +244,9 @@ void DirectoryService::sortByName(std::vector<FileEntry>& entries) {
         if (failure)
             std::rethrow_exception(failure);
     }
+    SparseCheckpoint checkpoint(stop);
     std::sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) {
+        checkpoint();
         const auto order = a.key <=> b.key;
         return order != 0 ? order < 0 : entries[a.index].url() < entries[b.index].url();
     });

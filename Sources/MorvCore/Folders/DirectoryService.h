@@ -9,8 +9,7 @@
 // Threading   DirectoryService is safe to share; a DirectoryBatches is used by one thread at a time
 //
 // Errors      PosixError (the folder cannot be statted or opened), FileOperationError (it is no physical
-// folder,
-//             not downloaded, or changed), CancellationError
+//             folder, not downloaded, or changed), CancellationError
 #pragma once
 
 #include "MorvCore/Folders/FileEntry.h"
@@ -60,8 +59,8 @@ public:
 
     /// The canonical listing order: folders first, then names in the user's order, then paths.
     static bool nameOrder(const FileEntry& a, const FileEntry& b);
-    /// Sorts by nameOrder with one collation key per name.
-    static void sortByName(std::vector<FileEntry>& entries);
+    /// Sorts by nameOrder with one collation key per name. A CancellationError leaves `entries` as they were.
+    static void sortByName(std::vector<FileEntry>& entries, const std::stop_token& stop = {});
 
 private:
     MetadataObserver observer_;

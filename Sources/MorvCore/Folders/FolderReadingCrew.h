@@ -2,8 +2,7 @@
 //
 // Invariants  I1  run() returned => the work was called once for each index and no thread is in it any more
 // Threading   confined to one thread; the work is called on the crew's threads, where the folder is the
-// working
-//             directory if the system allows it (ThreadFolder)
+//             working directory if the system allows it (ThreadFolder)
 #pragma once
 
 #include "MorvCore/Foundation/Mutex.h"

@@ -52,8 +52,9 @@ std::optional<FileEntry> readMatch(int directory, const std::shared_ptr<const Fi
 } // namespace
 
 SearchReader::SearchReader(std::shared_ptr<const CreativePinnedDirectory> root, const SearchRequest& request,
-                           const std::stop_token& stop)
-    : root_(std::move(root)), query_(request.query), hidden_(request.hidden), stop_(stop) {
+                           const SearchService::FolderObserver& observer, const std::stop_token& stop)
+    : root_(std::move(root)), query_(request.query), hidden_(request.hidden), observer_(observer),
+      stop_(stop) {
     for (const auto& tag : request.tags)
         tagKeys_.push_back(pathKey(tag));
 }
@@ -61,6 +62,8 @@ SearchReader::SearchReader(std::shared_ptr<const CreativePinnedDirectory> root, 
 SearchReading SearchReader::read(const SearchFolder& folder, std::size_t room) {
     SearchReading reading;
     try {
+        if (observer_)
+            observer_(*folder.url);
         readNames(folder, reading);
         reading.folders = inOrder(reading, Of::folders);
         reading.hasEntries = reading.matches.size() <= room;
@@ -174,19 +177,31 @@ void SearchReader::validate(const SearchFolder& folder, const SearchReading& rea
 
 std::vector<std::size_t> SearchReader::inOrder(const SearchReading& reading, Of which) const {
     struct Row {
-        std::string key;
+        std::size_t keyStart;
+        std::size_t keyLength;
         std::size_t item;
     };
+    // All keys in one piece: the search of a huge folder that is told to stop is not to spend its time on
+    // giving back a string for each name.
+    std::string keys;
     std::vector<Row> rows;
     for (std::size_t i = 0; i < reading.items.size(); ++i) {
         const bool isFolder = reading.items[i].type == SearchReading::Type::folder;
         if (which == Of::everything || isFolder) {
             checkCancelled(stop_);
-            rows.push_back({(isFolder ? '\0' : '\1') + NameCollation::sortKey(reading.name(i)), i});
+            const auto start = keys.size();
+            keys += isFolder ? '\0' : '\1';
+            keys += NameCollation::sortKey(reading.name(i));
+            rows.push_back({start, keys.size() - start, i});
         }
     }
+    const auto keyOf = [&keys](const Row& row) {
+        return std::string_view(keys).substr(row.keyStart, row.keyLength);
+    };
+    SparseCheckpoint checkpoint(stop_);
     std::ranges::sort(rows, [&](const Row& a, const Row& b) {
-        const auto order = a.key <=> b.key;
+        checkpoint();
+        const auto order = keyOf(a) <=> keyOf(b);
         return order != 0 ? order < 0 : reading.name(a.item) < reading.name(b.item);
     });
     std::vector<std::size_t> order;

@@ -57,9 +57,9 @@ struct SearchReading {
 
 class SearchReader {
 public:
-    /// `request.query` is trimmed. All three outlive the reader's calls.
+    /// `request.query` is trimmed. `observer` and `stop` outlive the reader's calls.
     SearchReader(std::shared_ptr<const CreativePinnedDirectory> root, const SearchRequest& request,
-                 const std::stop_token& stop);
+                 const SearchService::FolderObserver& observer, const std::stop_token& stop);
 
     /// Entries are read when there are at most `room` matches. What fails stands in the reading, except for
     /// CancellationError, which is thrown.
@@ -85,6 +85,7 @@ private:
     const std::string query_;
     std::vector<std::string> tagKeys_;
     const HiddenItems hidden_;
+    const SearchService::FolderObserver& observer_;
     const std::stop_token& stop_;
     Mutex mutex_;
     std::vector<std::unique_ptr<TextSearch>> matchers_ MORV_GUARDED_BY(mutex_);

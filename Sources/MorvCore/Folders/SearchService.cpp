@@ -35,17 +35,18 @@ bool isUnknown(const FileURL& url) {
 
 class Walk {
 public:
-    Walk(const SearchRequest& request, const std::stop_token& stop)
+    Walk(const SearchRequest& request, const SearchService::FolderObserver& observer,
+         const std::stop_token& stop)
         : limit_(static_cast<std::size_t>(request.limit)), stop_(stop), root_(openRoot(request.root)),
-          reader_(root_, request, stop) {
+          reader_(root_, request, observer, stop) {
         queue_.push_back({std::make_shared<const FileURL>(request.root.asFolder()), "."});
     }
 
     SearchResult run() {
         while (!queue_.empty() && !result_.truncated) {
             checkCancelled(stop_);
-            // Reading ahead costs at most one such turn when the limit stops the walk.
-            const auto count = std::min(queue_.size(), turn);
+            const auto count = std::min(queue_.size(), turn_);
+            const auto foundBefore = result_.entries.size();
             std::vector<SearchFolder> folders(
                 std::make_move_iterator(queue_.begin()),
                 std::make_move_iterator(queue_.begin() + static_cast<std::ptrdiff_t>(count)));
@@ -53,14 +54,20 @@ public:
             auto readings = read(folders);
             for (std::size_t i = 0; i < count && !result_.truncated; ++i)
                 take(folders[i], readings[i]);
+            // What a turn reads ahead is wasted when the limit stops the walk within it, and at the end of
+            // each turn the threads wait for one another: turns are long while finds are rare.
+            const auto found = result_.entries.size() - foundBefore;
+            const auto room = limit_ - result_.entries.size();
+            turn_ = found * (longTurn / count + 1) <= room ? longTurn : shortTurn;
         }
         checkCancelled(stop_);
-        DirectoryService::sortByName(result_.entries);
+        DirectoryService::sortByName(result_.entries, stop_);
         return std::move(result_);
     }
 
 private:
-    static constexpr std::size_t turn = 128;
+    static constexpr std::size_t shortTurn = 128; ///< folders
+    static constexpr std::size_t longTurn = 1024;
 
     std::vector<SearchReading> read(const std::vector<SearchFolder>& folders) {
         std::vector<SearchReading> readings(folders.size());
@@ -172,6 +179,7 @@ private:
     SearchReader reader_;
     std::unique_ptr<FolderReadingCrew> crew_;
     std::deque<SearchFolder> queue_;
+    std::size_t turn_ = shortTurn;
     SearchResult result_;
 };
 
@@ -194,7 +202,7 @@ SearchResult SearchService::search(const SearchRequest& request, const std::stop
         throw FileOperationError::unavailable("Download this folder before viewing its contents.");
     auto trimmedRequest = request;
     trimmedRequest.query = trimmed(request.query);
-    return Walk(trimmedRequest, stop).run();
+    return Walk(trimmedRequest, observer_, stop).run();
 }
 
 std::string toJSON(const SearchResult& result) {

@@ -19,9 +19,11 @@
 #include "MorvCore/Foundation/UUID.h"
 
 #include <cstdint>
+#include <functional>
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace morv {
@@ -59,8 +61,17 @@ void fromJSON(std::string_view text, SavedSearch& search);
 
 class SearchService {
 public:
+    /// Called with each folder just before it is read, on the thread that reads it; for observing and
+    /// interleaving in tests. What it throws is a failure of that folder.
+    using FolderObserver = std::function<void(const FileURL&)>;
+
+    explicit SearchService(FolderObserver observer = {}) : observer_(std::move(observer)) {}
+
     /// A limit below 1 finds nothing and is truncated at once.
     SearchResult search(const SearchRequest& request, const std::stop_token& stop) const;
+
+private:
+    FolderObserver observer_;
 };
 
 } // namespace morv

@@ -68,18 +68,20 @@ void decode(const Value& value, FileURL& out) {
     out = *url;
 }
 
-void decode(const Value& value, std::vector<std::string>& out) {
+const Value& requireArray(const Value& value) {
     if (!value.is_array())
         fail("a list");
-    out.clear();
-    for (const auto& element : value)
-        decode(element, out.emplace_back());
+    return value;
+}
+
+const Value& requireObject(const Value& value) {
+    if (!value.is_object())
+        fail("an object");
+    return value;
 }
 
 const Value& require(const Value& object, const char* key) {
-    if (!object.is_object())
-        fail("an object");
-    const auto found = object.find(key);
+    const auto found = requireObject(object).find(key);
     if (found == object.end())
         throw DecodingError(fmt::format("A saved record is damaged: “{}” is missing.", key));
     return *found;

@@ -45,9 +45,6 @@ inline Value encode(const UUID& id) {
 inline Value encode(const FileURL& url) {
     return url.absoluteString();
 }
-inline Value encode(const std::vector<std::string>& list) {
-    return list;
-}
 
 void decode(const Value& value, std::string& out);
 void decode(const Value& value, bool& out);
@@ -56,7 +53,23 @@ void decode(const Value& value, double& out);
 void decode(const Value& value, Date& out);
 void decode(const Value& value, UUID& out);
 void decode(const Value& value, FileURL& out);
-void decode(const Value& value, std::vector<std::string>& out);
+
+template <class T>
+Value encode(const std::vector<T>& list) {
+    auto array = Value::array();
+    for (const auto& element : list)
+        array.push_back(encode(element));
+    return array;
+}
+/// Each throws DecodingError when the value is none.
+const Value& requireArray(const Value& value);
+const Value& requireObject(const Value& value);
+template <class T>
+void decode(const Value& value, std::vector<T>& out) {
+    out.clear();
+    for (const auto& element : requireArray(value))
+        decode(element, out.emplace_back());
+}
 
 template <class T>
 void put(Value& object, const char* key, const T& value) {

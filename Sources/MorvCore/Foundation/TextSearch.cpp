@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <map>
+#include <set>
 #include <stdexcept>
+#include <unicode/coleitr.h>
 #include <unicode/stsearch.h>
 #include <unicode/tblcoll.h>
 #include <unicode/uchar.h>
+#include <vector>
 
 namespace morv {
 
@@ -59,6 +63,91 @@ void require(UErrorCode status) {
     if (U_FAILURE(status))
         throw std::runtime_error("The Unicode tables cannot be read.");
 }
+
+/// For names in Latin letters, which ASCII text each letter would match by the collation's primary weights
+/// ("é" is "e", "ß" is "ss", a soft hyphen is nothing). A weight that no ASCII character has becomes noMatch.
+///
+/// A name whose skeleton does not contain the query is not a match; one whose skeleton does is looked at by
+/// the collation's own search, which also knows where a match may begin and end.
+class LatinSkeletons {
+public:
+    static const LatinSkeletons& shared() {
+        static const LatinSkeletons table;
+        return table;
+    }
+
+    /// Appends the skeleton of `name`; false when it holds anything that this table does not know.
+    bool append(std::string_view name, std::string& skeleton) const {
+        for (std::size_t i = 0; i < name.size(); ++i) {
+            const auto byte = static_cast<unsigned char>(name[i]);
+            if (byte < 0x80) {
+                if (lowered(name[i]) == notPlain)
+                    return false;
+                skeleton += lowered(name[i]);
+                continue;
+            }
+            // Two bytes of UTF-8 hold U+0080 to U+07FF.
+            if (byte < 0xC2 || byte > 0xC9 || i + 1 == name.size())
+                return false;
+            const auto next = static_cast<unsigned char>(name[++i]);
+            const auto letter = static_cast<unsigned>((byte & 0x1F) << 6 | (next & 0x3F));
+            if ((next & 0xC0) != 0x80 || letter < first || letter > last || !known_[letter - first])
+                return false;
+            skeleton += texts_[letter - first];
+        }
+        return true;
+    }
+
+private:
+    static constexpr unsigned first = 0xA0;
+    static constexpr unsigned last = 0x24F;
+    static constexpr unsigned middleDot = 0xB7; ///< weighs otherwise after an "l"
+    static constexpr char noMatch = '\x01';
+
+    LatinSkeletons() {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::unique_ptr<icu::Collator> collator(
+            icu::Collator::createInstance(icu::Locale::getRoot(), status));
+        require(status);
+        const auto& rules = static_cast<icu::RuleBasedCollator&>(*collator);
+        std::map<std::int32_t, char> ascii;
+        std::set<std::int32_t> partial; // of characters that need more than one element
+        for (char c = 0x20; c < 0x7F; ++c) {
+            const auto weights = primaries(rules, static_cast<unsigned char>(c));
+            if (weights.size() == 1)
+                ascii.emplace(weights.front(), lowered(c));
+            else
+                partial.insert(weights.begin(), weights.end());
+        }
+        for (unsigned letter = first; letter <= last; ++letter) {
+            bool isKnown = letter != middleDot;
+            for (const auto weight : primaries(rules, letter)) {
+                const auto found = ascii.find(weight);
+                texts_[letter - first] += found == ascii.end() ? noMatch : found->second;
+                isKnown = isKnown && !partial.contains(weight);
+            }
+            known_[letter - first] = isKnown;
+        }
+    }
+
+    static std::vector<std::int32_t> primaries(const icu::RuleBasedCollator& rules, unsigned letter) {
+        const icu::UnicodeString text(static_cast<UChar32>(letter));
+        const std::unique_ptr<icu::CollationElementIterator> elements(
+            rules.createCollationElementIterator(text));
+        UErrorCode status = U_ZERO_ERROR;
+        std::vector<std::int32_t> weights;
+        for (auto element = elements->next(status);
+             U_SUCCESS(status) && element != icu::CollationElementIterator::NULLORDER;
+             element = elements->next(status))
+            if (const auto weight = icu::CollationElementIterator::primaryOrder(element); weight != 0)
+                weights.push_back(weight);
+        require(status);
+        return weights;
+    }
+
+    std::array<std::string, last - first + 1> texts_;
+    std::array<bool, last - first + 1> known_{};
+};
 
 } // namespace
 
@@ -122,6 +211,11 @@ bool TextSearch::isFoundIn(std::string_view text) {
         return text.find(query_) != std::string_view::npos;
     if (isPlain_ && isPlain(text))
         return containsLowered(text, lowered_);
+    if (isPlain_) {
+        skeleton_.clear();
+        if (LatinSkeletons::shared().append(text, skeleton_) && skeleton_.find(lowered_) == std::string::npos)
+            return false;
+    }
     if (!engine_)
         engine_ = std::make_unique<Engine>(query_);
     return engine_->isFoundIn(repairedUTF8(text));

@@ -30,6 +30,7 @@ private:
 
     std::string query_;
     std::string lowered_;
+    std::string skeleton_; ///< kept for its memory
     bool isPlain_;
     bool isBytes_;
     std::unique_ptr<Engine> engine_;

@@ -2,8 +2,8 @@
 //
 // Protocol    plan() -> admit() -> execute() -> (later) undo(). A plan runs once, ever.
 // On disk     "operations/" + id: the OperationReceipt. While it runs, "operations.steps/" + id + "/" +
-// index:
-//             its newest steps (Journal.h). Staging: ".morv-" + plan + "-" + item beside the destination.
+//             index: its newest steps (Journal.h). Staging: ".morv-" + plan + "-" + item beside the
+//             destination.
 // Invariants  I1  one execution or undo changes files at a time; turns are given in the order of admit()
 //             I2  an item is acted on only while it is exactly what the plan saw
 //             I3  a final name is only reached by a rename that refuses to replace, and only by verified

@@ -2,8 +2,9 @@
 //
 // A rename changes the change time, so a digest kept under the old stat record is lost, and a file that is
 // moved would be read again only to learn that it is the same. A read lease held from before the rename on
-// proves that nobody has written to it since (ReadLease.h). Threading   confined to the thread that runs the
-// operation
+// proves that nobody has written to it since (ReadLease.h).
+//
+// Threading   confined to the thread that runs the operation
 #pragma once
 
 #include "MorvCore/Operations/TreePass.h"

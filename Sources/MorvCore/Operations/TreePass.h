@@ -4,8 +4,7 @@
 // Order       every folder's children by canonicalOrder, depth first; digests do not depend on how many
 // threads work Threads     files are read side by side on all cores; the calling thread walks and feeds the
 // digests Bounds      stack, open descriptors and memory do not grow with depth or width, apart from the
-// names of the
-//             folders on the present path
+//             names of the folders on the present path
 // Links       every component is opened relative to its parent's descriptor and never through a link
 //
 // What goes into the digests (T: a text and one zero byte; numbers decimal; times as seconds and

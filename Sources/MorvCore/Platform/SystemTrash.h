@@ -1,8 +1,7 @@
 // The user's Trash: the freedesktop.org Trash specification 1.0, written directly.
 //
 // Protocol    choose the trash of the item's own mount -> reserve "info/NAME.trashinfo" exclusively and flush
-// it
-//             -> one no-replace rename into "files/NAME" -> flush both folders
+//             it -> one no-replace rename into "files/NAME" -> flush both folders
 // Invariants  I1  an item is only ever renamed, never copied, and never onto another item
 //             I2  an item in "files" always has its information beside it; a failure removes the reservation
 //             I3  returned => the rename and the information are on the device

@@ -1,8 +1,7 @@
 // All durable state: one SQLite file with one table of key/value records.
 //
 // On disk     "records(key TEXT PRIMARY KEY NOT NULL, value BLOB NOT NULL, updated_at REAL NOT NULL)",
-// version 1;
-//             values are JSON (JSONCoding.h), updated_at is seconds since 1970 and never read
+//             version 1; values are JSON (JSONCoding.h), updated_at is seconds since 1970 and never read
 // Invariants  I1  save() returned => the record survives a power cut (WAL, synchronous FULL)
 //             I2  a record is replaced whole or not at all; records are independent of each other
 //             I3  a damaged record is refused, never repaired or removed

@@ -63,23 +63,6 @@ std::pair<FileKind, std::string> category(std::string_view name) {
     return {kind, kind == FileKind::other ? pathKey(FileURL::extensionOf(name)) : std::string()};
 }
 
-json::Value locations(const std::vector<FileURL>& urls) {
-    auto list = json::Value::array();
-    for (const auto& url : urls)
-        list.push_back(json::encode(url));
-    return list;
-}
-
-std::vector<FileURL> takeLocations(const json::Value& object, const char* key) {
-    const auto& list = json::require(object, key);
-    if (!list.is_array())
-        throw DecodingError("A saved record is damaged: it holds a value that is not a list.");
-    std::vector<FileURL> urls;
-    for (const auto& element : list)
-        json::decode(element, urls.emplace_back());
-    return urls;
-}
-
 } // namespace
 
 std::string LearnedSuggestion::id() const {
@@ -90,8 +73,8 @@ std::string toJSON(const SuggestionMemoryPreferences& preferences) {
     auto object = json::Value::object();
     json::put(object, "enabled", preferences.enabled);
     json::put(object, "suggestionsEnabled", preferences.suggestionsEnabled);
-    object["allowedRoots"] = locations(preferences.allowedRoots);
-    object["excludedRoots"] = locations(preferences.excludedRoots);
+    json::put(object, "allowedRoots", preferences.allowedRoots);
+    json::put(object, "excludedRoots", preferences.excludedRoots);
     json::put(object, "retentionDays", preferences.retentionDays);
     return json::dump(object);
 }
@@ -101,8 +84,8 @@ void fromJSON(std::string_view text, SuggestionMemoryPreferences& preferences) {
     SuggestionMemoryPreferences read;
     json::take(object, "enabled", read.enabled);
     json::take(object, "suggestionsEnabled", read.suggestionsEnabled);
-    read.allowedRoots = takeLocations(object, "allowedRoots");
-    read.excludedRoots = takeLocations(object, "excludedRoots");
+    json::take(object, "allowedRoots", read.allowedRoots);
+    json::take(object, "excludedRoots", read.excludedRoots);
     json::take(object, "retentionDays", read.retentionDays);
     read.retentionDays = clampedRetention(read.retentionDays);
     preferences = std::move(read);
@@ -125,6 +108,16 @@ void fromJSON(std::string_view text, SuggestionMemoryRecord& record) {
     json::take(object, "destination", read.destination);
     json::take(object, "createdAt", read.createdAt);
     record = std::move(read);
+}
+
+std::string toJSON(const LearnedSuggestion& suggestion) {
+    auto object = json::Value::object();
+    json::put(object, "kind", std::string(rawValue(suggestion.kind)));
+    json::put(object, "destination", suggestion.destination);
+    json::put(object, "evidenceCount", suggestion.evidenceCount);
+    json::put(object, "lastUsed", suggestion.lastUsed);
+    json::put(object, "reason", suggestion.reason);
+    return json::dump(object);
 }
 
 SuggestionMemoryPreferences SuggestionMemoryStore::preferences() const {

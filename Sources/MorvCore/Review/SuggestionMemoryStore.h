@@ -61,6 +61,8 @@ struct LearnedSuggestion {
 
 std::string toJSON(const SuggestionMemoryPreferences& preferences);
 std::string toJSON(const SuggestionMemoryRecord& record);
+/// For printing: a suggestion is made afresh whenever it is asked for, and never read back.
+std::string toJSON(const LearnedSuggestion& suggestion);
 /// Each throws DecodingError. `retentionDays` outside its range is taken as the nearer end.
 void fromJSON(std::string_view text, SuggestionMemoryPreferences& preferences);
 void fromJSON(std::string_view text, SuggestionMemoryRecord& record);

@@ -6,10 +6,15 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
 #include <functional>
 #include <mutex>
+#include <sched.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace morv;
 using namespace morv::test;
@@ -120,6 +125,48 @@ TEST(DirectoryEventMonitor, followsThePathThroughDeletionRenameAndReplacement) {
         folder.write("parent/watched/file");
         EXPECT_TRUE(listener.hears()) << "watched again";
     }
+}
+
+TEST(DirectoryEventMonitor, comparesWhenTheKernelHasNoMoreToGive) {
+    const TemporaryFolder folder;
+    // In a user namespace of its own the limit is the child's alone.
+    const auto child = ::fork();
+    if (child == 0) {
+        constexpr int cannotTest = 77;
+        if (::unshare(CLONE_NEWUSER) != 0)
+            ::_exit(cannotTest);
+        std::ofstream("/proc/sys/user/max_inotify_instances") << "0";
+        if (::inotify_init1(IN_CLOEXEC) >= 0)
+            ::_exit(cannotTest);
+        DirectoryEventMonitor monitor;
+        Listener listener(monitor.watch(folder.url()));
+        const bool isQuietFirst = !listener.hears(1200ms);
+        folder.write("file");
+        ::_exit(isQuietFirst && listener.hears(3s) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    if (WEXITSTATUS(status) == 77)
+        GTEST_SKIP() << "no user namespace can be had here";
+    EXPECT_EQ(status, 0);
+}
+
+TEST(DirectoryEventMonitor, aFolderThatNeverRestsIsToldOfAllTheSame) {
+    const TemporaryFolder folder;
+    DirectoryEventMonitor monitor;
+    Listener listener(monitor.watch(folder.url()));
+    const auto before = Clock::now();
+    auto longestRest = 0ns;
+    bool isHeard = false;
+    for (int i = 0; !isHeard && Clock::now() - before < 5s; ++i) {
+        const auto written = Clock::now();
+        folder.write(fmt::format("{}", i));
+        isHeard = listener.hears(20ms);
+        longestRest = std::max<std::chrono::nanoseconds>(longestRest, Clock::now() - written);
+    }
+    EXPECT_TRUE(isHeard);
+    // A machine that held this thread up has let the folder rest.
+    EXPECT_TRUE(longestRest >= 140ms || Clock::now() - before >= 2s);
 }
 
 TEST(DirectoryEventMonitor, endsOneWatchOrAllAndSignalsNothingAfterwards) {

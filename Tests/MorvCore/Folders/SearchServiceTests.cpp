@@ -5,6 +5,7 @@
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -186,6 +187,47 @@ TEST(SearchService, reachesBelowTheLongestPathAndStopsWhenAsked) {
     std::stop_source stopped;
     stopped.request_stop();
     EXPECT_THROW(SearchService().search({folder.url(), "", {}}, stopped.get_token()), CancellationError);
+}
+
+TEST(SearchService, stopsInTheMiddleOfAWalkAndOfASort) {
+    const TemporaryFolder folder;
+    for (int i = 0; i < 200; ++i)
+        folder.makeFolder(fmt::format("{}", i));
+    std::stop_source stopped;
+    std::atomic<int> reached = 0;
+    const SearchService observed([&](const FileURL&) {
+        if (++reached == 3)
+            stopped.request_stop();
+    });
+    EXPECT_THROW(observed.search({folder.url(), "", {}}, stopped.get_token()), CancellationError);
+    EXPECT_LE(reached, 5) << "what each thread had begun, and no more";
+
+    std::vector<FileEntry> entries(3000);
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        entries[i].name = fmt::format("{}", i * 7 % entries.size());
+    const auto before = entries;
+    EXPECT_THROW(DirectoryService::sortByName(entries, stopped.get_token()), CancellationError);
+    EXPECT_EQ(entries, before);
+}
+
+TEST(SearchService, aFolderThatFailsIsAnIssueUnlessItIsTheRoot) {
+    const TemporaryFolder folder;
+    folder.makeFolder("fails/x");
+    folder.makeFolder("x");
+    const auto failing = [&](const std::string& name) {
+        return SearchService([bad = folder.url(name)](const FileURL& place) {
+            if (place == bad)
+                throw std::runtime_error("The cable came off.");
+        });
+    };
+    const auto result = failing("fails").search({folder.url(), "x", {}}, {});
+    EXPECT_THAT(found(result, folder.url()), ElementsAre("x"));
+    EXPECT_EQ(result.skippedCount, 1);
+    EXPECT_THAT(result.issues, ElementsAre(ScanIssue{folder.url("fails"), "The cable came off."}));
+    EXPECT_EQ(sentenceOf<std::runtime_error>([&] {
+                  failing("fails").search({folder.url("fails"), "x", {}}, {});
+              }),
+              "The cable came off.");
 }
 
 TEST(SavedSearch, keepsEveryFieldInItsJSON) {
