@@ -2,10 +2,10 @@
 
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/UserFolders.h"
+#include "MorvCore/Workspaces/WorkspaceRepository.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <utility>
@@ -58,6 +58,18 @@ struct RawArguments {
     std::string folder;
     std::string query;
     std::int64_t limit = SearchRequest().limit;
+    bool enable = false;
+    bool disable = false;
+    bool suggest = false;
+    bool noSuggest = false;
+    bool everywhere = false;
+    std::optional<std::int64_t> retentionDays;
+    std::vector<std::string> allowed;
+    std::vector<std::string> excluded;
+    std::string record;
+    std::string workspace;
+    std::string workspaceName;
+    std::string color = std::string(Workspace::colors.front());
 };
 
 void addTagOption(CLI::App& command, RawArguments& raw) {
@@ -78,6 +90,93 @@ void addRequestOptions(CLI::App& command, RawArguments& raw) {
     addTagOption(command, raw);
     command.add_option("--collision", raw.collision, "What to do with a taken name: keepBoth, skip or fail")
         ->type_name("POLICY");
+}
+
+/// A group of verbs and what each of them is called in a CommandLine.
+using Verbs = std::vector<std::pair<const CLI::App*, Verb>>;
+
+void addArchiveVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
+    auto& group = *app.add_subcommand("archive", "Look into a ZIP archive; nothing is extracted");
+    group.require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, Verb verb) {
+        auto& command = *group.add_subcommand(name, help);
+        verbs.emplace_back(&command, verb);
+        command.add_option("FILE", raw.paths, "The archive")->required()->expected(1);
+    };
+    add("check", "Say whether an archive is harmless enough to be extracted", Verb::checkArchive);
+    add("list", "List what a harmless archive holds", Verb::listArchive);
+}
+
+void addSuggestionVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
+    auto& group = *app.add_subcommand("suggestions", "What is remembered of where things were filed");
+    group.require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, Verb verb) -> CLI::App& {
+        auto& command = *group.add_subcommand(name, help);
+        verbs.emplace_back(&command, verb);
+        return command;
+    };
+    add("list", "Show what is remembered, the newest first", Verb::listSuggestions);
+    add("clear", "Forget all of it", Verb::clearSuggestions);
+    add("export", "Print it as one JSON document", Verb::exportSuggestions);
+    auto& configure = add("configure", "Show or change what may be remembered", Verb::configureSuggestions);
+    auto* enable = configure.add_flag("--enable", raw.enable, "Remember from now on");
+    configure.add_flag("--disable", raw.disable, "Remember nothing more; what is held stays")
+        ->excludes(enable);
+    auto* suggest = configure.add_flag("--suggest", raw.suggest, "Offer what was learned");
+    configure.add_flag("--no-suggest", raw.noSuggest, "Learn without offering")->excludes(suggest);
+    configure.add_option("--retention-days", raw.retentionDays, "Forget after so many days; 0 for never")
+        ->type_name("N");
+    configure.add_option("--allow", raw.allowed, "Remember only inside this folder; may be given again")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    configure.add_option("--exclude", raw.excluded, "Never inside this folder; may be given again")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    configure.add_flag("--everywhere", raw.everywhere,
+                       "Drop the folders that were allowed and excluded before");
+    add("suggest", "Say where an item could be filed", Verb::suggest)
+        .add_option("PATH", raw.paths, "The item")
+        ->required()
+        ->expected(1);
+    add("forget", "Forget what was filed from or to a folder", Verb::forgetSuggestions)
+        .add_option("DIR", raw.paths, "The folder")
+        ->required()
+        ->expected(1);
+    add("remove", "Forget one record", Verb::removeSuggestion)
+        .add_option("ID", raw.record, "The record")
+        ->required();
+}
+
+void addWorkspaceVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
+    auto& group = *app.add_subcommand("workspace", "Named lists of references; the originals stay in place");
+    group.require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, Verb verb) -> CLI::App& {
+        auto& command = *group.add_subcommand(name, help);
+        verbs.emplace_back(&command, verb);
+        return command;
+    };
+    const auto addChange = [&](const char* name, const char* help, Verb verb) -> CLI::App& {
+        auto& command = add(name, help, verb);
+        command.add_option("WORKSPACE", raw.workspace, "Its id or its name")->required();
+        return command;
+    };
+    add("list", "Show all workspaces, the oldest first", Verb::listWorkspaces);
+    auto& create = add("create", "Make a workspace", Verb::createWorkspace);
+    create.add_option("NAME", raw.workspaceName, "Its name")->required();
+    create.add_option("PATH", raw.paths, "The first references");
+    create
+        .add_option("--color", raw.color, fmt::format("Its colour: {}", fmt::join(Workspace::colors, ", ")))
+        ->type_name("COLOUR");
+    addChange("add", "Add references at the end", Verb::addToWorkspace)
+        .add_option("PATH", raw.paths, "What to refer to")
+        ->required();
+    addChange("remove", "Take references out", Verb::removeFromWorkspace)
+        .add_option("PATH", raw.paths, "What it refers to")
+        ->required();
+    addChange("rename", "Give a workspace another name", Verb::renameWorkspace)
+        .add_option("NAME", raw.workspaceName, "The new name")
+        ->required();
+    addChange("delete", "Delete a workspace; nothing that it refers to is touched", Verb::deleteWorkspace);
 }
 
 FileURL dataDirectory(const std::optional<std::string>& option) {
@@ -126,6 +225,35 @@ SmartDownloadsGrouping grouping(const std::string& name) {
             return each;
     }
     throw UsageError(fmt::format("“{}” is not a grouping: choose kind or dateAdded.", displayText(name)));
+}
+
+UUID recordID(const std::string& text, std::string_view what) {
+    if (const auto id = UUID::parse(text))
+        return *id;
+    throw UsageError(fmt::format("“{}” is not the id of {}.", displayText(text), what));
+}
+
+SuggestionsChange suggestionsChange(const RawArguments& raw) {
+    SuggestionsChange change;
+    if (raw.enable || raw.disable)
+        change.enabled = raw.enable;
+    if (raw.suggest || raw.noSuggest)
+        change.suggestionsEnabled = raw.suggest;
+    change.retentionDays = raw.retentionDays;
+    change.everywhere = raw.everywhere;
+    change.allowed = urls(raw.allowed);
+    change.excluded = urls(raw.excluded);
+    return change;
+}
+
+WorkspaceRequest workspaceRequest(const RawArguments& raw) {
+    WorkspaceRequest result{unshielded(raw.workspace), unshielded(raw.workspaceName), raw.color};
+    if (!isValidUTF8(result.name))
+        throw UsageError("The name of a workspace must be UTF-8 text.");
+    if (std::ranges::find(Workspace::colors, result.color) == Workspace::colors.end())
+        throw UsageError(fmt::format("“{}” is not a colour: choose {}.", displayText(result.color),
+                                     fmt::join(Workspace::colors, ", ")));
+    return result;
 }
 
 std::string sentence(std::string text) {
@@ -184,11 +312,14 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     tidy.add_option("--to", raw.to, "Where the kind folders are to stand, instead of the folder itself")
         ->type_name("FOLDER");
     tidy.add_flag("--hidden", raw.hidden, "Propose hidden files too");
-    auto& suggestions = *app.add_subcommand("suggestions", "What is remembered of where things were filed");
-    suggestions.require_subcommand(1);
-    auto& listed = *suggestions.add_subcommand("list", "Show what is remembered, the newest first");
-    auto& cleared = *suggestions.add_subcommand("clear", "Forget all of it");
-    auto& exported = *suggestions.add_subcommand("export", "Print it as one JSON document");
+    Verbs verbs = {
+        {&list, Verb::list},       {&info, Verb::info},           {&search, Verb::search},
+        {&watch, Verb::watch},     {&plan, Verb::plan},           {&fingerprint, Verb::fingerprint},
+        {&run, Verb::run},         {&execute, Verb::execute},     {&undo, Verb::undo},
+        {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy}};
+    addArchiveVerbs(app, raw, verbs);
+    addSuggestionVerbs(app, raw, verbs);
+    addWorkspaceVerbs(app, raw, verbs);
 
     std::vector<std::string> reversed;
     for (int i = count - 1; i > 0; --i)
@@ -204,21 +335,6 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     }
 
     CommandLine result;
-    const std::array verbs = {std::pair(&list, Verb::list),
-                              std::pair(&info, Verb::info),
-                              std::pair(&search, Verb::search),
-                              std::pair(&watch, Verb::watch),
-                              std::pair(&plan, Verb::plan),
-                              std::pair(&fingerprint, Verb::fingerprint),
-                              std::pair(&run, Verb::run),
-                              std::pair(&execute, Verb::execute),
-                              std::pair(&undo, Verb::undo),
-                              std::pair(&history, Verb::history),
-                              std::pair(&downloads, Verb::downloads),
-                              std::pair(&tidy, Verb::tidy),
-                              std::pair(&listed, Verb::listSuggestions),
-                              std::pair(&cleared, Verb::clearSuggestions),
-                              std::pair(&exported, Verb::exportSuggestions)};
     result.verb = std::ranges::find_if(verbs, [](const auto& verb) { return verb.first->parsed(); })->second;
     result.output = raw.json ? OutputForm::json : OutputForm::text;
     result.dataDirectory = dataDirectory(raw.data);
@@ -240,11 +356,13 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     }
     if (tidy.parsed())
         result.tidyDestination = raw.to ? urls({*raw.to}).front() : result.paths.front();
-    if (undo.parsed() && !raw.operation.empty()) {
-        result.operation = UUID::parse(raw.operation);
-        if (!result.operation)
-            throw UsageError(fmt::format("“{}” is not the id of an operation.", displayText(raw.operation)));
-    }
+    if (undo.parsed() && !raw.operation.empty())
+        result.operation = recordID(raw.operation, "an operation");
+    if (result.verb == Verb::configureSuggestions)
+        result.suggestionsChange = suggestionsChange(raw);
+    if (result.verb == Verb::removeSuggestion)
+        result.suggestion = recordID(raw.record, "a record");
+    result.workspace = workspaceRequest(raw);
     return result;
 }
 

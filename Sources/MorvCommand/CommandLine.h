@@ -27,15 +27,45 @@ enum class Verb : std::uint8_t {
     history,
     search,
     watch,
+    checkArchive,
+    listArchive,
     downloads,
     tidy,
     listSuggestions,
     clearSuggestions,
-    exportSuggestions
+    exportSuggestions,
+    configureSuggestions,
+    suggest,
+    forgetSuggestions,
+    removeSuggestion,
+    listWorkspaces,
+    createWorkspace,
+    addToWorkspace,
+    removeFromWorkspace,
+    renameWorkspace,
+    deleteWorkspace
 };
 enum class OutputForm : std::uint8_t { text, json };
 /// Whether a plan that needs review was accepted beforehand (--yes).
 enum class Review : std::uint8_t { ask, accepted };
+
+/// What is to be other than it is.
+struct SuggestionsChange {
+    std::optional<bool> enabled;
+    std::optional<bool> suggestionsEnabled;
+    std::optional<std::int64_t> retentionDays;
+    bool everywhere = false; ///< drops the places that were allowed and excluded before
+    std::vector<FileURL> allowed;
+    std::vector<FileURL> excluded;
+
+    friend bool operator==(const SuggestionsChange&, const SuggestionsChange&) = default;
+};
+
+struct WorkspaceRequest {
+    std::string workspace; ///< an id or a name
+    std::string name;      ///< the new one
+    std::string color;
+};
 
 struct CommandLine {
     Verb verb = Verb::list;
@@ -43,13 +73,16 @@ struct CommandLine {
     FileURL dataDirectory;
     HiddenItems hidden = HiddenItems::skip;
     Review review = Review::ask;
-    std::vector<FileURL> paths;    ///< list, downloads, tidy: the one folder; info, fingerprint: the items
+    std::vector<FileURL> paths;    ///< list, downloads, tidy, archive: the one item; others: the items
     OperationRequest request;      ///< plan, run
     SearchRequest search;          ///< search
     std::string planFile;          ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
     SmartDownloadsRequest downloads;
     FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand
+    SuggestionsChange suggestionsChange;
+    UUID suggestion; ///< suggestions remove
+    WorkspaceRequest workspace;
 };
 
 /// The arguments make no sense; what() is one sentence.

@@ -3,13 +3,14 @@
 #include "MorvCommand/Interruption.h"
 #include "MorvCommand/Presentation.h"
 #include "MorvCommand/ProgressLine.h"
+#include "MorvCommand/RecordCommands.h"
 #include "MorvCore/Folders/DirectoryEventMonitor.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/OperationFiles.h"
+#include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/Descriptor.h"
 #include "MorvCore/Records/SQLiteStore.h"
-#include "MorvCore/Review/SuggestionMemoryStore.h"
 
 #include <algorithm>
 #include <array>
@@ -34,17 +35,6 @@ void print(std::string_view text) {
 void printLine(std::string_view text) {
     print(text);
     print("\n");
-}
-
-template <class T>
-std::string jsonArray(const std::vector<T>& values) {
-    std::string text = "[";
-    for (const auto& value : values) {
-        if (text.size() > 1)
-            text += ",";
-        text += toJSON(value);
-    }
-    return text + "]";
 }
 
 // Draws what the engine tells until it is gone. The engine wakes from whichever thread counts, so taking and
@@ -118,6 +108,26 @@ public:
             if (std::fflush(stdout) != 0)
                 throw PosixError(errno, "standard output");
         }
+        return ExitStatus::done;
+    }
+
+    int archive() const {
+        const auto& file = line_.paths.front();
+        std::size_t count = 0;
+        std::uint64_t size = 0;
+        // Printed as they come: nothing comes before the whole archive has passed.
+        SafeArchiveService::entries(file, interruption_.token(), [&](const auto& entry) {
+            if (json())
+                print((count == 0 ? "[" : ",") + toJSON(entry));
+            else if (line_.verb == Verb::listArchive)
+                print(archiveLine(entry));
+            ++count;
+            size += entry.size;
+        });
+        if (json())
+            printLine(count == 0 ? "[]" : "]");
+        else if (line_.verb == Verb::checkArchive)
+            print(archiveText(count, size));
         return ExitStatus::done;
     }
 
@@ -229,38 +239,7 @@ public:
         return ExitStatus::done;
     }
 
-    int listSuggestions() const {
-        Records records(line_.dataDirectory);
-        SuggestionMemoryStore memory(records.store);
-        print(json() ? jsonArray(memory.records()) + "\n"
-                     : memoryText(memory.preferences(), memory.records()));
-        return ExitStatus::done;
-    }
-
-    int clearSuggestions() const {
-        Records records(line_.dataDirectory);
-        SuggestionMemoryStore memory(records.store);
-        memory.clear();
-        print(json() ? jsonArray(memory.records()) + "\n"
-                     : memoryText(memory.preferences(), memory.records()));
-        return ExitStatus::done;
-    }
-
-    int exportSuggestions() const {
-        Records records(line_.dataDirectory);
-        printLine(jsonArray(SuggestionMemoryStore(records.store).records()));
-        return ExitStatus::done;
-    }
-
 private:
-    /// For what needs no engine.
-    struct Records {
-        explicit Records(const FileURL& directory) : lock(directory), store(directory.child("Morv.sqlite")) {}
-
-        DataDirectoryLock lock;
-        SQLiteStore store;
-    };
-
     /// The lock before the store before the engine, and the other way round at the end.
     struct Journal {
         explicit Journal(const FileURL& directory)
@@ -353,6 +332,9 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
         return command.search();
     case Verb::watch:
         return command.watch();
+    case Verb::checkArchive:
+    case Verb::listArchive:
+        return command.archive();
     case Verb::info:
         return command.info();
     case Verb::fingerprint:
@@ -372,11 +354,22 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
     case Verb::tidy:
         return command.tidy();
     case Verb::listSuggestions:
-        return command.listSuggestions();
     case Verb::clearSuggestions:
-        return command.clearSuggestions();
     case Verb::exportSuggestions:
-        return command.exportSuggestions();
+    case Verb::configureSuggestions:
+    case Verb::suggest:
+    case Verb::forgetSuggestions:
+    case Verb::removeSuggestion:
+        print(suggestionsAnswer(line));
+        return ExitStatus::done;
+    case Verb::listWorkspaces:
+    case Verb::createWorkspace:
+    case Verb::addToWorkspace:
+    case Verb::removeFromWorkspace:
+    case Verb::renameWorkspace:
+    case Verb::deleteWorkspace:
+        print(workspaceAnswer(line));
+        return ExitStatus::done;
     }
     return ExitStatus::badUsage;
 }

@@ -1,8 +1,7 @@
 // SIGINT, SIGTERM and SIGHUP as a request to stop at the next checkpoint, however often they come.
 //
 // Threading   one per process, made before any other thread, so that every thread inherits the blocked
-// signals.
-//             token() and signal() are safe from any thread.
+//             signals. token() and signal() are safe from any thread.
 #pragma once
 
 #include <atomic>

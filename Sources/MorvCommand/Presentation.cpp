@@ -101,6 +101,17 @@ std::string searchText(const SearchResult& result) {
                               result.truncated ? " · Result limit reached" : "");
 }
 
+std::string archiveLine(const SafeArchiveService::Entry& entry) {
+    return fmt::format("{:>10}  {}{}\n",
+                       entry.isDirectory ? "Folder" : formatByteCount(static_cast<std::int64_t>(entry.size)),
+                       displayText(entry.name), entry.isDirectory ? "/" : "");
+}
+
+std::string archiveText(std::size_t members, std::uint64_t size) {
+    return fmt::format("The archive passed the check: {} {}, {} when extracted.\n", members,
+                       members == 1 ? "member" : "members", formatByteCount(static_cast<std::int64_t>(size)));
+}
+
 std::string infoText(const FileEntry& entry) {
     std::string text = place(entry.url()) + "\n";
     const auto line = [&text](std::string_view name, std::string_view value) {
@@ -204,8 +215,39 @@ std::string memoryText(const SuggestionMemoryPreferences& preferences,
     std::string text = fmt::format("Suggestion memory is {}. {} {}.\n", preferences.enabled ? "on" : "off",
                                    records.size(), records.size() == 1 ? "record" : "records");
     for (const auto& record : records)
-        text += fmt::format("  {}  {} → {}\n", dateText(record.createdAt), place(record.source),
-                            place(record.destination));
+        text += fmt::format("  {}  {} → {}\n    id {}\n", dateText(record.createdAt), place(record.source),
+                            place(record.destination), record.id.text());
+    return text;
+}
+
+std::string preferencesText(const SuggestionMemoryPreferences& preferences) {
+    std::string text = fmt::format("Suggestion memory is {}. ", preferences.enabled ? "on" : "off");
+    text += fmt::format("Suggestions are {}. ", preferences.suggestionsEnabled ? "offered" : "not offered");
+    text += preferences.retentionDays == 0
+                ? "Records are kept until they are removed.\n"
+                : fmt::format("Records are kept for {} {}.\n", preferences.retentionDays,
+                              preferences.retentionDays == 1 ? "day" : "days");
+    for (const auto& root : preferences.allowedRoots)
+        text += fmt::format("  only inside {}\n", place(root));
+    for (const auto& root : preferences.excludedRoots)
+        text += fmt::format("  never inside {}\n", place(root));
+    return text;
+}
+
+std::string suggestionsText(const std::vector<LearnedSuggestion>& suggestions) {
+    std::string text;
+    for (const auto& suggestion : suggestions)
+        text += fmt::format("{}\n    {}\n", place(suggestion.destination), suggestion.reason);
+    return text;
+}
+
+std::string workspaceText(const Workspace& workspace) {
+    const auto count = workspace.references.size();
+    std::string text =
+        fmt::format("{} · {} · {} {}\n  id {}\n", displayText(workspace.name), displayText(workspace.color),
+                    count, count == 1 ? "reference" : "references", workspace.id.text());
+    for (const auto& reference : workspace.references)
+        text += fmt::format("  {}\n", place(reference));
     return text;
 }
 

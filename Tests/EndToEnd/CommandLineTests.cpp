@@ -1,6 +1,7 @@
 // The contract of morvctl with scripts: exit statuses, one JSON document, sentences, signals and the
 // journal's guards.
 #include "Scene.h"
+#include "Tests/Support/ArchiveBuilder.h"
 
 #include <algorithm>
 #include <csignal>
@@ -41,6 +42,9 @@ TEST_F(CommandLine, badUsageIsOneSentenceAndStatusTwo) {
         {"search", from, "text", "--limit", "many"},
         {"search", from, "text", "--tag", "\xff"},
         {"watch"},
+        {"archive"},
+        {"archive", "check"},
+        {"archive", "list", from, to},
         {"info"},
         {"fingerprint"},
         {"plan"},
@@ -51,6 +55,14 @@ TEST_F(CommandLine, badUsageIsOneSentenceAndStatusTwo) {
         {"execute"},
         {"undo", "not-an-id"},
         {"history", "extra"},
+        {"suggestions", "configure", "--enable", "--disable"},
+        {"suggestions", "configure", "--retention-days", "long"},
+        {"suggestions", "remove", "not-an-id"},
+        {"workspace"},
+        {"workspace", "create"},
+        {"workspace", "create", "\xff"},
+        {"workspace", "create", "Plans", "--color", "invisible"},
+        {"workspace", "add", "Plans"},
         {"--data"},
     };
     for (const auto& row : rows) {
@@ -113,6 +125,45 @@ TEST_F(CommandLine, searchPrintsOneDocumentWithItsCounts) {
     const auto unwatched = run({"watch", from + "/tree/text.txt"});
     EXPECT_EQ(unwatched.status, 3);
     EXPECT_EQ(unwatched.err, "Only physical folders can be watched.\n");
+}
+
+TEST_F(CommandLine, archivesAreListedOnlyWhenAllOfThemPassed) {
+    using morv::test::archiveBytes;
+    const auto sound = from + "/sound.zip", empty = from + "/empty.zip", hostile = from + "/hostile.zip";
+    const std::string name = "folder/red\x1b[31m\xe2\x80\xae\nfake \xc2\x9b.txt";
+    writeFile(sound,
+              archiveBytes({.members = {{.name = "folder/", .data = ""}, {.name = name, .data = "12345"}}}));
+    writeFile(empty, archiveBytes({}));
+    writeFile(hostile, archiveBytes({.members = {{.name = "first.txt"}, {.name = "../../.profile"}}}));
+    const auto before = snapshot(from);
+
+    const auto checked = run({"archive", "check", sound});
+    EXPECT_EQ(checked.status, 0) << checked.err;
+    EXPECT_EQ(checked.out, "The archive passed the check: 2 members, 5 bytes when extracted.\n");
+    const auto listed = run({"archive", "list", sound});
+    EXPECT_EQ(listed.out,
+              "    Folder  folder/\n   5 bytes  folder/red\u241B[31m\u2426\u240Afake \u2426.txt\n");
+    for (const std::string verb : {"check", "list"}) {
+        const auto members = json({"archive", verb, sound});
+        EXPECT_EQ(members, nlohmann::json({{{"name", "folder"}, {"size", 0}, {"isDirectory", true}},
+                                           {{"name", name}, {"size", 5}, {"isDirectory", false}}}));
+        const auto text = run({"--json", "archive", verb, sound}).out;
+        EXPECT_TRUE(std::ranges::all_of(text, [](char c) { return c == '\n' || (c >= ' ' && c < 0x7F); }))
+            << text;
+        EXPECT_EQ(json({"archive", verb, empty}), nlohmann::json::array());
+        for (const auto& arguments : std::vector<std::vector<std::string>>{
+                 {"archive", verb, hostile}, {"--json", "archive", verb, hostile}}) {
+            const auto refused = run(arguments);
+            EXPECT_EQ(refused.status, 3);
+            EXPECT_EQ(refused.out, "");
+            EXPECT_EQ(refused.err,
+                      "This ZIP contains an unsafe or unsupported path. Nothing was extracted.\n");
+        }
+    }
+    EXPECT_EQ(run({"archive", "check", from}).err,
+              "Choose a regular ZIP archive smaller than 2 GiB. ZIP64 archives are not supported yet.\n");
+    EXPECT_EQ(difference(before, snapshot(from)), "");
+    EXPECT_TRUE(snapshot(data).empty()) << "Nothing of this needs a data directory.";
 }
 
 TEST_F(CommandLine, aPlanRunsOnceAndOnlyWhileTheWorldIsAsPreviewed) {

@@ -86,3 +86,58 @@ TEST_F(Organising, rememberedSuggestionsAreListedExportedAndCleared) {
     EXPECT_NE(run({"suggestions", "list"}).out.find("Suggestion memory is on. 0 records."),
               std::string::npos);
 }
+
+TEST_F(Organising, theMemoryIsConfiguredAskedAndForgotten) {
+    EXPECT_NE(run({"suggestions", "configure"}).out.find("Suggestion memory is off."), std::string::npos);
+    auto preferences = json({"suggestions", "configure", "--enable", "--retention-days", "400", "--allow",
+                             from, "--allow", to, "--exclude", from + "/private"});
+    EXPECT_EQ(preferences.at("enabled"), true);
+    EXPECT_EQ(preferences.at("retentionDays"), 365);
+    EXPECT_EQ(preferences.at("allowedRoots").size(), 2U);
+    preferences = json({"suggestions", "configure", "--everywhere", "--retention-days", "0"});
+    EXPECT_EQ(preferences.at("allowedRoots").size() + preferences.at("excludedRoots").size(), 0U);
+    EXPECT_EQ(preferences.at("enabled"), true) << "What is not named stays.";
+
+    const std::string key = "00000000-0000-0000-0000-00000000000";
+    for (const std::string digit : {"1", "2", "3"}) {
+        const nlohmann::json record = {{"id", key + digit},
+                                       {"source", fileURL(from + "/" + digit + ".png")},
+                                       {"destination", fileURL(to + "/" + digit + ".png")},
+                                       {"createdAt", 700000000.0}};
+        statement("INSERT INTO records VALUES('suggestions/record/" + key + digit + "', '" + record.dump() +
+                  "', 0)");
+    }
+    writeFile(from + "/new.jpg", "");
+    const auto suggested = json({"suggestions", "suggest", from + "/new.jpg"});
+    ASSERT_EQ(suggested.size(), 1U);
+    EXPECT_EQ(suggested[0].at("destination"), fileURL(to) + "/");
+    EXPECT_EQ(suggested[0].at("reason"), "Based on 3 file organisation choices in this category.");
+    EXPECT_EQ(json({"suggestions", "remove", key + "2"}).size(), 2U);
+    EXPECT_EQ(json({"suggestions", "configure", "--no-suggest"}).at("suggestionsEnabled"), false);
+    EXPECT_EQ(json({"suggestions", "suggest", from + "/new.jpg"}).size(), 0U);
+    EXPECT_EQ(json({"suggestions", "forget", to}).size(), 0U);
+    EXPECT_EQ(run({"suggestions", "suggest", from + "/gone"}).status, 3);
+}
+
+TEST_F(Organising, aWorkspaceIsNamedInEveryWayAndLeavesItsFilesAlone) {
+    writeFile(from + "/a.txt", "a");
+    const auto before = snapshot(from);
+    const auto created = json({"workspace", "create", "  Plans ", from + "/a.txt", "--color", "plum"});
+    const std::string id = created.at("id");
+    EXPECT_EQ(created.at("name"), "Plans");
+    EXPECT_EQ(created.at("color"), "plum");
+    EXPECT_EQ(json({"workspace", "add", "Plans", from + "/a.txt", to + "/away"}).at("references"),
+              nlohmann::json::array({fileURL(from + "/a.txt"), fileURL(to + "/away")}));
+    EXPECT_EQ(json({"workspace", "remove", id, from + "/a.txt"}).at("references").size(), 1U);
+    EXPECT_EQ(json({"workspace", "rename", id, "Harbour"}).at("name"), "Harbour");
+    EXPECT_NE(run({"workspace", "list"}).out.find("Harbour · plum · 1 reference\n"), std::string::npos);
+
+    EXPECT_EQ(run({"workspace", "rename", id, " "}).err, "Give this workspace a name.\n");
+    EXPECT_EQ(run({"workspace", "delete", "Plans"}).err, "There is no workspace “Plans”.\n");
+    json({"workspace", "create", "Harbour"});
+    EXPECT_EQ(run({"workspace", "delete", "Harbour"}).err,
+              "Several workspaces are called “Harbour”. Name one by its id.\n");
+    json({"workspace", "delete", id});
+    EXPECT_EQ(json({"workspace", "list"}).size(), 1U);
+    EXPECT_EQ(difference(before, snapshot(from)), "");
+}
