@@ -1,8 +1,10 @@
 #include "MorvApp/Model/AppModel.h"
 
+#include "MorvApp/Model/FileManagerCommands.h"
+#include "MorvCore/Platform/UserFolders.h"
+
 #include <algorithm>
 #include <fmt/format.h>
-#include <string_view>
 
 namespace morv {
 
@@ -11,67 +13,32 @@ namespace {
 constexpr double smallestIcon = 72;
 constexpr double largestIcon = 160;
 constexpr double iconStep = 16;
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n\f\v";
-    const auto first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-/// Empty for what has not ended.
-std::string_view outcomeWord(OperationStatus status) {
-    switch (status) {
-    case OperationStatus::completed:
-        return "completed";
-    case OperationStatus::partial:
-        return "partially completed";
-    case OperationStatus::failed:
-        return "failed";
-    case OperationStatus::cancelled:
-        return "cancelled";
-    case OperationStatus::interrupted:
-        return "interrupted — review Activity";
-    case OperationStatus::undone:
-        return "undone";
-    case OperationStatus::queued:
-    case OperationStatus::running:
-        break;
-    }
-    return {};
-}
-
-const OperationReceipt* activeReceipt(const std::vector<OperationReceipt>& receipts) {
-    for (const auto status : {OperationStatus::running, OperationStatus::queued}) {
-        const auto found = std::ranges::find(receipts, status, &OperationReceipt::status);
-        if (found != receipts.end())
-            return &*found;
-    }
-    return nullptr;
-}
-
-std::string items(std::size_t count) {
-    return fmt::format("{} item{}", count, count == 1 ? "" : "s");
-}
-
-OperationRequest requestOf(OperationKind kind, std::vector<FileURL> sources) {
-    OperationRequest request;
-    request.kind = kind;
-    request.sources = std::move(sources);
-    return request;
-}
+/// More tabs and programs at once than anybody means to have.
+constexpr std::size_t mostOpenedAtOnce = 50;
+constexpr const char* windowSession = "window";
 
 } // namespace
 
 AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
                    const std::optional<FileURL>& initialLocation, QObject* parent)
     : QObject(parent), services_(services), clipboard_(board),
-      pane_(std::make_unique<PaneModel>(
-          initialLocation.value_or(services.firstFolder()),
-          PaneServices{services.store, services.pools,
-                       services.remembersLocation() ? &services.defaults : nullptr, DirectoryService()})),
+      showSidebar_(!services.defaults.sidebarIsCompact()),
+      layoutNamespace_(services.layout.newWindowNamespace(SplitLayoutRegistry::Persistence::kept)),
       tasks_(services.pools) {
+    tabs_.push_back(makeTab(initialLocation.value_or(services.firstFolder())));
+    activeTabID_ = tabs_.front().id;
+    observeActivePane();
+    connect(&library(), &FileLibrary::failed, this,
+            [this](const std::string& message) { setErrorMessage(message); });
+    connect(&library(), &FileLibrary::workspaceListChanged, this, [this] {
+        if (selectedWorkspaceID_ && !library().workspace(*selectedWorkspaceID_))
+            setSelectedWorkspaceID(std::nullopt);
+    });
+    if (auto* source = volumes())
+        connect(source, &VolumeSource::volumesChanged, this, [this] {
+            ++fileSnapshotRevision_;
+            Q_EMIT fileSnapshotRevisionChanged();
+        });
     operationUpdates_ = services_.engine.updates(tasks_.wakeUp([this] { drainUpdates(); }));
     progressUpdates_ = services_.engine.progress(tasks_.wakeUp([this] { drainProgress(); }));
     // After the subscription, so that nothing falls between the two.
@@ -80,18 +47,202 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
 
 AppModel::~AppModel() = default;
 
-void AppModel::perform(FileCommand command) {
+// Where a window goes.
+
+void AppModel::open(const FileURL& url) {
+    tasks_.run(
+        TaskLane::reading, [url](const std::stop_token&) { return DirectoryService::entry(url); },
+        [this, number = ++opens_](const FileEntry& entry) {
+            if (!entry.isNavigable())
+                openWithDefault(entry.url());
+            else if (number == opens_) // a folder that took longer than the next one is not shown over it
+                showFolder(entry.url());
+        },
+        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::showFolder(const FileURL& folder) {
+    setSelectedWorkspaceID(std::nullopt);
+    setColumnPane(nullptr);
     auto& pane = activePane();
-    const auto withPreferences = [&pane](auto change) {
-        auto preferences = pane.preferences();
-        change(preferences);
-        pane.setPreferences(preferences);
+    const bool isShown = pane.location() == folder.asFolder() && !pane.isSearch() && !pane.error();
+    if (!isShown)
+        pane.navigate(folder, PaneModel::History::record);
+}
+
+void AppModel::filterTag(const std::string& tag) {
+    setSelectedWorkspaceID(std::nullopt);
+    auto& pane = activePane();
+    pane.setQuery({});
+    pane.setTagFilter(tag);
+    pane.refresh();
+}
+
+void AppModel::saveSearch() {
+    const auto& pane = activePane();
+    if (pane.query().empty())
+        return;
+    library().addSearch({UUID::random(), pane.query(), pane.location(), pane.query()});
+}
+
+void AppModel::openSearch(const SavedFileSearch& search) {
+    setSelectedWorkspaceID(std::nullopt);
+    auto& pane = activePane();
+    pane.navigate(search.root, PaneModel::History::record);
+    pane.setQuery(search.query);
+    pane.runSearch();
+}
+
+void AppModel::openWorkspace(std::size_t index) {
+    if (index >= library().workspaceList().size())
+        return;
+    setWorkspaceQuery({});
+    setSelectedWorkspaceID(library().workspaceList()[index].id);
+}
+
+void AppModel::openSelection() {
+    const auto selected = currentPane().selectedEntries();
+    if (selected.size() == 1 && selected.front()->isNavigable())
+        return currentPane().navigate(selected.front()->url(), PaneModel::History::record);
+    if (selected.size() > mostOpenedAtOnce)
+        return setErrorMessage(
+            fmt::format("Select {} items or fewer to open them together.", mostOpenedAtOnce));
+    // A new tab makes another pane the current one: what is selected here is taken first.
+    std::vector<FileURL> folders;
+    for (const auto* entry : selected) {
+        if (entry->isNavigable())
+            folders.push_back(entry->url());
+        else
+            openWithDefault(entry->url());
+    }
+    for (const auto& folder : folders)
+        addTab(folder);
+}
+
+void AppModel::openWithDefault(const FileURL& url) {
+    if (!services_.opener)
+        return;
+    tasks_.run(
+        TaskLane::reading, [open = services_.opener, url](const std::stop_token&) { open(url); }, [] {},
+        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::goTo(const std::optional<FileURL>& folder) {
+    if (folder)
+        showFolder(*folder);
+}
+
+void AppModel::eject(const FileURL& volume) {
+    auto* source = volumes();
+    if (!source)
+        return;
+    // The source reads its lists again when it went well.
+    source->eject(volume, this, [this](const std::optional<std::string>& failure) {
+        if (failure)
+            setErrorMessage(*failure);
+    });
+}
+
+// The window's own fields.
+
+void AppModel::setShowSidebar(bool shown) {
+    if (showSidebar_ == shown)
+        return;
+    showSidebar_ = shown;
+    services_.defaults.setSidebarIsCompact(!shown);
+    Q_EMIT showSidebarChanged();
+}
+
+void AppModel::setShowInspector(bool shown) {
+    if (showInspector_ == shown)
+        return;
+    showInspector_ = shown;
+    Q_EMIT showInspectorChanged();
+}
+
+void AppModel::setSelectedWorkspaceID(std::optional<UUID> id) {
+    if (selectedWorkspaceID_ == id)
+        return;
+    selectedWorkspaceID_ = id;
+    Q_EMIT selectedWorkspaceChanged();
+}
+
+void AppModel::setWorkspaceQuery(std::string query) {
+    if (workspaceQuery_ == query)
+        return;
+    workspaceQuery_ = std::move(query);
+    Q_EMIT selectedWorkspaceChanged();
+}
+
+void AppModel::editWorkspace(Workspace workspace) {
+    editingWorkspace_ = std::move(workspace);
+    showSheet(AppSheet::editWorkspace);
+}
+
+void AppModel::refresh() {
+    ++fileSnapshotRevision_;
+    Q_EMIT fileSnapshotRevisionChanged();
+    for (const auto& tab : tabs_) {
+        tab.pane->refresh();
+        if (tab.second)
+            tab.second->refresh();
+    }
+    if (columnPane_)
+        columnPane_->refresh();
+}
+
+void AppModel::showSheet(AppSheet sheet) {
+    if (sheet_ == sheet)
+        return;
+    sheet_ = sheet;
+    Q_EMIT sheetChanged();
+}
+
+void AppModel::closeSheet() {
+    if (!sheet_)
+        return;
+    sheet_.reset();
+    editingWorkspace_.reset();
+    workspaceDraft_.clear();
+    Q_EMIT sheetChanged();
+}
+
+void AppModel::setErrorMessage(std::optional<std::string> message) {
+    if (errorMessage_ == message)
+        return;
+    errorMessage_ = std::move(message);
+    Q_EMIT errorMessageChanged();
+}
+
+void AppModel::changePreferences(const std::function<void(FolderViewPreferences&)>& change) {
+    auto preferences = currentPane().preferences();
+    change(preferences);
+    currentPane().setPreferences(preferences);
+}
+
+void AppModel::resizeIcons(double by) {
+    changePreferences([by](FolderViewPreferences& preferences) {
+        preferences.iconSize = std::clamp(preferences.iconSize + by, smallestIcon, largestIcon);
+    });
+}
+
+// Commands.
+
+void AppModel::perform(const CommandCall& call) {
+    // What is selected behind a workspace cannot be seen, and is not acted on.
+    if (selectedWorkspaceID_ && FileManagerCommands::worksOnSelection(call.command))
+        return;
+    auto& pane = currentPane();
+    const auto viewAs = [this](BrowserViewMode mode) {
+        changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
     };
-    switch (command) {
+    switch (call.command) {
+    case FileCommand::reviewOperation:
+        if (call.plan)
+            offer(*call.plan, nullptr);
+        return;
     case FileCommand::open:
         return openSelection();
-    case FileCommand::rename:
-        return Q_EMIT renameRequested();
     case FileCommand::copy:
         return copySelection(FileClipboard::Mode::copy);
     case FileCommand::cut:
@@ -106,383 +257,129 @@ void AppModel::perform(FileCommand command) {
         return planSelection(OperationKind::trash);
     case FileCommand::alias:
         return planSelection(OperationKind::alias);
+    case FileCommand::compress:
+        return planSelection(OperationKind::compressZIP);
+    case FileCommand::extract:
+        return planSelection(OperationKind::extractZIP);
+    case FileCommand::crossPaneCopy:
+        return transferToOtherPane(OperationKind::copy);
+    case FileCommand::crossPaneMove:
+        return transferToOtherPane(OperationKind::move);
+    case FileCommand::undo:
+        return undo();
     case FileCommand::newFolder:
         return showSheet(AppSheet::newFolder);
     case FileCommand::tags:
         if (!pane.selection().empty())
             showSheet(AppSheet::tags);
         return;
-    case FileCommand::undo:
-        return undo();
+    case FileCommand::newWorkspace:
+        workspaceDraft_ = pane.selectedURLs();
+        return showSheet(AppSheet::workspace);
     case FileCommand::activity:
         refreshOperationHistory();
         return showSheet(AppSheet::activity);
-    case FileCommand::editPath:
-        return Q_EMIT pathEditRequested();
+    case FileCommand::appearance:
+        return showSheet(AppSheet::appearance);
+    case FileCommand::tidy:
+        return showSheet(AppSheet::tidy);
+    case FileCommand::smartClean:
+    case FileCommand::spaceReview:
+        return showSheet(AppSheet::smartClean);
+    case FileCommand::creativeTools:
+        return showSheet(AppSheet::creativeTools);
+    case FileCommand::quickActions:
+        return showSheet(AppSheet::commands);
+    case FileCommand::viewOptions:
+        return showSheet(AppSheet::viewOptions);
+    case FileCommand::connect:
+        return showSheet(AppSheet::connect);
+    case FileCommand::keyBindings:
+        return showSheet(AppSheet::keyBindings);
+    case FileCommand::favourite:
+        return library().addFavourite(pane.location());
+    case FileCommand::saveSearch:
+        return saveSearch();
+    case FileCommand::saveSession:
+        return saveSession(windowSession);
+    case FileCommand::restoreSession:
+        return restoreSession(windowSession);
+    case FileCommand::newTab:
+        return addTab();
+    case FileCommand::closeTab:
+        return closeTab();
+    case FileCommand::reopenTab:
+        return reopenTab();
+    case FileCommand::nextTab:
+        return changeTab(1);
+    case FileCommand::previousTab:
+        return changeTab(-1);
+    case FileCommand::toggleSplit:
+        return toggleSplit();
+    case FileCommand::switchPane:
+        return switchPane();
+    case FileCommand::swapPanes:
+        return swapPanes();
+    case FileCommand::toggleSidebar:
+        return setShowSidebar(!showSidebar_);
+    case FileCommand::toggleInspector:
+        return setShowInspector(!showInspector_);
+    case FileCommand::toggleHidden:
+        return changePreferences(
+            [](FolderViewPreferences& preferences) { preferences.showHidden = !preferences.showHidden; });
+    case FileCommand::viewAsGrid:
+        return viewAs(BrowserViewMode::grid);
+    case FileCommand::viewAsList:
+        return viewAs(BrowserViewMode::list);
+    case FileCommand::viewAsColumns:
+        return viewAs(BrowserViewMode::columns);
+    case FileCommand::viewAsGallery:
+        return viewAs(BrowserViewMode::gallery);
     case FileCommand::increaseIconSize:
         return resizeIcons(iconStep);
     case FileCommand::decreaseIconSize:
         return resizeIcons(-iconStep);
+    case FileCommand::resetIconSize:
+        return changePreferences([](FolderViewPreferences& preferences) {
+            preferences.iconSize = FolderViewPreferences().iconSize;
+        });
+    case FileCommand::refresh:
+        return refresh();
     case FileCommand::back:
         return pane.back();
     case FileCommand::forward:
         return pane.forward();
     case FileCommand::enclosingFolder:
         return pane.up();
-    case FileCommand::refresh:
-        return refresh();
-    case FileCommand::toggleHidden:
-        return withPreferences([](auto& preferences) { preferences.showHidden = !preferences.showHidden; });
-    case FileCommand::viewAsGrid:
-        return withPreferences([](auto& preferences) { preferences.view = BrowserViewMode::grid; });
-    case FileCommand::viewAsList:
-        return withPreferences([](auto& preferences) { preferences.view = BrowserViewMode::list; });
+    case FileCommand::goHome:
+        return goTo(homeFolder());
+    case FileCommand::goDesktop:
+        return goTo(userFolder(UserFolder::desktop));
+    case FileCommand::goDownloads:
+        return goTo(userFolder(UserFolder::downloads));
+    case FileCommand::goDocuments:
+        return goTo(userFolder(UserFolder::documents));
+    case FileCommand::rename:
+        if (!pane.selection().empty())
+            Q_EMIT requested(call.command);
+        return;
+    case FileCommand::redo:
+        return;
+    case FileCommand::newWindow:
+    case FileCommand::closeWindow:
+    case FileCommand::quit:
+    case FileCommand::preview:
+    case FileCommand::info:
+    case FileCommand::share:
+    case FileCommand::editPath:
+    case FileCommand::search:
+    case FileCommand::chooseFolder:
+    case FileCommand::terminal:
+    case FileCommand::editor:
+    case FileCommand::selectAll:
+    case FileCommand::invertSelection:
+        return Q_EMIT requested(call.command);
     }
-}
-
-void AppModel::planSelection(OperationKind kind) {
-    if (auto urls = activePane().selectedURLs(); !urls.empty())
-        plan(requestOf(kind, std::move(urls)));
-}
-
-void AppModel::renameItem(const FileURL& item, std::string newName) {
-    auto request = requestOf(OperationKind::rename, {item});
-    request.newName = std::move(newName);
-    plan(std::move(request));
-}
-
-void AppModel::createFolder(std::string name) {
-    auto request = requestOf(OperationKind::newFolder, {});
-    request.destination = activePane().location();
-    request.newName = std::move(name);
-    plan(std::move(request));
-}
-
-void AppModel::setTags(std::vector<std::string> tags) {
-    auto request = requestOf(OperationKind::tags, activePane().selectedURLs());
-    request.tags = std::move(tags);
-    if (!request.sources.empty())
-        plan(std::move(request));
-}
-
-void AppModel::openSelection() {
-    const auto selected = activePane().selectedEntries();
-    if (selected.size() == 1 && selected.front()->isNavigable())
-        return activePane().navigate(selected.front()->url(), PaneModel::History::record);
-    for (const auto* entry : selected) {
-        if (entry->isNavigable() || !services_.opener)
-            continue;
-        tasks_.run(
-            TaskLane::reading,
-            [open = services_.opener, url = entry->url()](const std::stop_token&) { open(url); }, [] {},
-            [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
-    }
-}
-
-void AppModel::resizeIcons(double by) {
-    auto preferences = activePane().preferences();
-    preferences.iconSize = std::clamp(preferences.iconSize + by, smallestIcon, largestIcon);
-    activePane().setPreferences(preferences);
-}
-
-void AppModel::copySelection(FileClipboard::Mode mode) {
-    const auto urls = activePane().selectedURLs();
-    if (urls.empty() || !clipboard_.write(urls, mode))
-        return;
-    if (mode == FileClipboard::Mode::move)
-        setStatus(items(urls.size()) + " ready to move · Paste in Morv or in another file manager.");
-    else
-        setStatus("Copied " + items(urls.size()));
-}
-
-void AppModel::paste(FileClipboard::Mode least) {
-    auto offer = clipboard_.read();
-    if (offer.urls.empty())
-        return;
-    const bool moves = least == FileClipboard::Mode::move || offer.mode == FileClipboard::Mode::move;
-    auto request = requestOf(moves ? OperationKind::move : OperationKind::copy, std::move(offer.urls));
-    request.destination = activePane().location();
-    plan(std::move(request));
-}
-
-void AppModel::plan(OperationRequest request, Review review) {
-    reviewValidation_ = nullptr;
-    setErrorMessage(std::nullopt);
-    planning_ = tasks_.stream<OperationProgress>(
-        TaskLane::operations,
-        [&engine = services_.engine, asked = std::move(request)](const std::stop_token& stop,
-                                                                 const auto& emit) {
-            return engine.plan(asked, stop, [&emit](const OperationProgress& progress) { emit(progress); });
-        },
-        [this](OperationProgress progress) { setProgress(std::move(progress)); },
-        [this, review](FileOperationPlan made) {
-            setProgress(std::nullopt);
-            const bool runsAtOnce = made.warnings.empty() || made.kind == OperationKind::duplicate;
-            if (review == Review::whenNeeded && runsAtOnce)
-                execute(std::move(made));
-            else
-                setReviewPlan(std::move(made));
-        },
-        [this](const std::exception_ptr& failure) {
-            setProgress(std::nullopt);
-            setErrorMessage(sentence(failure));
-        });
-}
-
-void AppModel::offer(FileOperationPlan made, ReviewValidation validation) {
-    reviewValidation_ = std::move(validation);
-    setReviewPlan(std::move(made));
-}
-
-void AppModel::commitReview(const FileOperationPlan& confirmed) {
-    setOperating(true);
-    auto validation = std::exchange(reviewValidation_, nullptr);
-    if (!validation)
-        return execute(confirmed);
-    tasks_.run(
-        TaskLane::operations, std::move(validation), [this, confirmed] { execute(confirmed); },
-        [this](const std::exception_ptr& failure) {
-            setReviewPlan(std::nullopt);
-            setErrorMessage(sentence(failure));
-            operatingFromReceipts();
-        });
-}
-
-void AppModel::cancelReview() {
-    reviewValidation_ = nullptr;
-    setReviewPlan(std::nullopt);
-}
-
-void AppModel::execute(FileOperationPlan confirmed) {
-    setOperating(true);
-    setReviewPlan(std::nullopt);
-    try {
-        // The admission takes the place in the queue now, so that turns follow the order of the commands. The
-        // execution gets no stop of ours: it outlives the window, and is stopped by its id.
-        tasks_.run(
-            TaskLane::operations,
-            [&engine = services_.engine,
-             admission = services_.engine.admit(std::move(confirmed))](const std::stop_token&) mutable {
-                return engine.execute(std::move(admission), std::stop_token());
-            },
-            [this](const OperationReceipt& receipt) { finishExecution(receipt); },
-            [this](const std::exception_ptr& failure) {
-                setErrorMessage(sentence(failure));
-                refreshOperationHistory([this] { operatingFromReceipts(); });
-            });
-    } catch (const std::exception& error) {
-        setErrorMessage(error.what());
-        operatingFromReceipts();
-    }
-}
-
-void AppModel::finishExecution(const OperationReceipt& receipt) {
-    if (receipt.kind == OperationKind::move) {
-        std::unordered_map<FileURL, FileURL> moved;
-        for (const auto& item : receipt.items)
-            if (item.status == OperationItemStatus::succeeded && item.source && item.destination)
-                moved.emplace(*item.source, *item.destination);
-        clipboard_.completedMove(moved);
-    }
-    mergeReceipt(receipt);
-    updateOperationStatus(&receipt);
-    selectResults(receipt);
-    refresh();
-    if (receipt.status == OperationStatus::partial || receipt.status == OperationStatus::failed ||
-        receipt.status == OperationStatus::cancelled)
-        perform(FileCommand::activity);
-    operatingFromReceipts();
-}
-
-void AppModel::selectResults(const OperationReceipt& receipt) {
-    if (receipt.kind == OperationKind::trash || receipt.kind == OperationKind::tags)
-        return;
-    std::vector<FileURL> results;
-    for (const auto& item : receipt.items)
-        if (item.destination && item.status == OperationItemStatus::succeeded)
-            results.push_back(*item.destination);
-    activePane().selectWhenLoaded(results);
-}
-
-void AppModel::undo(std::optional<UUID> id) {
-    tasks_.run(
-        TaskLane::reading,
-        [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
-        [this, id](const std::vector<OperationReceipt>& history) {
-            const auto found = std::ranges::find_if(history, [&id](const OperationReceipt& receipt) {
-                return id ? receipt.id == *id : receipt.canUndo();
-            });
-            if (found != history.end())
-                undoReceipt(found->id);
-        },
-        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
-}
-
-void AppModel::undoReceipt(const UUID& id) {
-    setOperating(true);
-    tasks_.run(
-        TaskLane::operations,
-        [&engine = services_.engine, id](const std::stop_token&) {
-            return engine.undo(id, std::stop_token());
-        },
-        [this](const OperationReceipt& receipt) {
-            refreshOperationHistory([this, receipt] {
-                updateOperationStatus(&receipt);
-                refresh();
-                operatingFromReceipts();
-            });
-        },
-        [this](const std::exception_ptr& failure) {
-            setErrorMessage(sentence(failure));
-            operatingFromReceipts();
-        });
-}
-
-void AppModel::cancelOperation() {
-    planning_.cancel();
-    if (const auto* active = activeReceipt(receipts_))
-        services_.engine.cancel(active->id);
-    else if (isOperating_)
-        services_.engine.cancel();
-    else
-        setProgress(std::nullopt);
-}
-
-void AppModel::drainUpdates() {
-    while (const auto receipt = operationUpdates_->take()) {
-        streamedReceiptVersions_[receipt->id] = ++receiptRevision_;
-        mergeReceipt(*receipt);
-        updateOperationStatus(receipt->isActive() ? nullptr : &*receipt);
-        if (!receipt->isActive())
-            refresh();
-    }
-}
-
-void AppModel::drainProgress() {
-    while (auto progress = progressUpdates_->take())
-        if (progress->phase == OperationPhase::finished)
-            setProgress(std::nullopt);
-        else if (isOperating_)
-            setProgress(std::move(*progress));
-}
-
-void AppModel::mergeReceipt(const OperationReceipt& receipt) {
-    const auto found = std::ranges::find(receipts_, receipt.id, &OperationReceipt::id);
-    if (found != receipts_.end())
-        *found = receipt;
-    else
-        receipts_.insert(receipts_.begin(), receipt);
-    Q_EMIT receiptsChanged();
-}
-
-void AppModel::refreshOperationHistory(std::function<void()> then) {
-    tasks_.run(
-        TaskLane::reading,
-        [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
-        [this, started = receiptRevision_, then](std::vector<OperationReceipt> history) {
-            for (auto& receipt : history) {
-                const auto version = streamedReceiptVersions_.find(receipt.id);
-                if (version == streamedReceiptVersions_.end() || version->second <= started)
-                    continue;
-                const auto held = std::ranges::find(receipts_, receipt.id, &OperationReceipt::id);
-                if (held != receipts_.end())
-                    receipt = *held;
-            }
-            std::ranges::stable_sort(history, [](const OperationReceipt& a, const OperationReceipt& b) {
-                return a.startedAt > b.startedAt;
-            });
-            receipts_ = std::move(history);
-            Q_EMIT receiptsChanged();
-            updateOperationStatus(nullptr);
-            if (then)
-                then();
-        },
-        [this, then](const std::exception_ptr& failure) {
-            setErrorMessage("Activity couldn’t be loaded: " + sentence(failure));
-            if (then)
-                then();
-        });
-}
-
-void AppModel::updateOperationStatus(const OperationReceipt* completed) {
-    const auto* active = activeReceipt(receipts_);
-    setOperating(active != nullptr);
-    if (active) {
-        const auto total = active->items.size();
-        if (active->status == OperationStatus::queued)
-            return setStatus(fmt::format("{} queued · {} items", displayName(active->kind), total));
-        const auto processed =
-            std::count_if(active->items.begin(), active->items.end(),
-                          [](const auto& item) { return item.status != OperationItemStatus::pending; });
-        return setStatus(
-            fmt::format("{} · {} of {} items processed", displayName(active->kind), processed, total));
-    }
-    if (!completed)
-        return;
-    if (completed->message && !trimmed(*completed->message).empty())
-        return setStatus(fmt::format("{} · {}", displayName(completed->kind), *completed->message));
-    if (const auto word = outcomeWord(completed->status); !word.empty())
-        setStatus(fmt::format("{} {} · {} of {} items completed", displayName(completed->kind), word,
-                              completed->succeededCount(), completed->items.size()));
-}
-
-void AppModel::operatingFromReceipts() {
-    setOperating(activeReceipt(receipts_) != nullptr);
-}
-
-void AppModel::refresh() {
-    activePane().refresh();
-}
-
-void AppModel::showSheet(AppSheet sheet) {
-    if (sheet_ == sheet)
-        return;
-    sheet_ = sheet;
-    Q_EMIT sheetChanged();
-}
-
-void AppModel::closeSheet() {
-    if (!sheet_)
-        return;
-    sheet_.reset();
-    Q_EMIT sheetChanged();
-}
-
-void AppModel::setErrorMessage(std::optional<std::string> message) {
-    if (errorMessage_ == message)
-        return;
-    errorMessage_ = std::move(message);
-    Q_EMIT errorMessageChanged();
-}
-
-void AppModel::setStatus(std::string status) {
-    if (status_ == status)
-        return;
-    status_ = std::move(status);
-    Q_EMIT statusChanged();
-}
-
-void AppModel::setOperating(bool operating) {
-    if (!operating)
-        setProgress(std::nullopt);
-    if (isOperating_ == operating)
-        return;
-    isOperating_ = operating;
-    Q_EMIT isOperatingChanged();
-}
-
-void AppModel::setReviewPlan(std::optional<FileOperationPlan> plan) {
-    if (!plan && !reviewPlan_)
-        return;
-    reviewPlan_ = std::move(plan);
-    Q_EMIT reviewPlanChanged();
-}
-
-void AppModel::setProgress(std::optional<OperationProgress> progress) {
-    if (!progress && !progress_)
-        return;
-    progress_ = std::move(progress);
-    Q_EMIT progressChanged();
 }
 
 } // namespace morv

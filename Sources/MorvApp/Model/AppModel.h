@@ -1,22 +1,27 @@
-// One window's state and the road of its commands: a command becomes a plan, a plan without a question runs
-// at once, any other waits in reviewPlan() until it is confirmed; the engine does the work; what became of it
-// stands in receipts() and in status().
+// One window's state: its tabs and panes, what stands over them, and the road of its commands. A command
+// becomes a plan; a plan without a question runs at once, any other waits in reviewPlan() until it is
+// confirmed; the engine does the work; what became of it stands in receipts() and in status().
 //
 // Invariants  I1  no file changes before execute(): a plan under review has done nothing
 //             I2  receipts() never goes back: a history that was read before an update does not undo it
 //             I3  isOperating() is made from the receipts, and never merely cleared
+//             I4  there is always a tab, and activePane() is one of the active tab's
+//             I5  a saved session replaces the tabs only when all of it could be read
 // Threading   confined to the main thread; plans and executions run on workers, and an execution goes on when
 //             its window has gone
 #pragma once
 
 #include "MorvApp/Model/FileClipboard.h"
 #include "MorvApp/Model/FileCommand.h"
+#include "MorvApp/Model/FileSession.h"
 #include "MorvApp/Model/MorvRuntime.h"
 #include "MorvApp/Model/PaneModel.h"
+#include "MorvApp/Model/VolumeSource.h"
 
 #include <QObject>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +29,12 @@
 #include <vector>
 
 namespace morv {
+
+struct FileTab {
+    UUID id;
+    std::unique_ptr<PaneModel> pane;
+    std::unique_ptr<PaneModel> second; ///< the other side of a split, or null
+};
 
 class AppModel : public QObject {
     Q_OBJECT
@@ -39,8 +50,80 @@ public:
              const std::optional<FileURL>& initialLocation = {}, QObject* parent = nullptr);
     ~AppModel() override;
 
-    PaneModel& activePane() { return *pane_; }
+    // Tabs and panes.
+
+    const std::vector<FileTab>& tabs() const { return tabs_; }
+    std::size_t tabIndex() const;
+    const FileTab& activeTab() const { return tabs_[tabIndex()]; }
+    bool isSplit() const { return activeTab().second != nullptr; }
+    bool secondaryActive() const { return secondaryActive_; }
+    PaneModel& activePane() const;
+    /// The column view's own pane while there is one, else the active pane: what commands work on.
+    PaneModel& currentPane() const { return columnPane_ ? *columnPane_ : activePane(); }
+    /// Null ends it. The pane belongs to the caller and must be taken back before it goes.
+    void setColumnPane(PaneModel* pane);
+    /// Another pane of the window's own making: for the column view.
+    std::unique_ptr<PaneModel> makePane(const FileURL& location);
+
+    /// At `url`, else where the active pane is; it becomes the active tab.
+    void addTab(const std::optional<FileURL>& url = {});
+    /// Without an id the active one. The last tab goes with its window.
+    void closeTab(const std::optional<UUID>& id = {});
+    /// Brings back the tab that was closed last.
+    void reopenTab();
+    /// Wraps at both ends.
+    void changeTab(int by);
+    void activateTab(const UUID& id);
+    void moveTab(std::size_t from, std::size_t to);
+    void toggleSplit();
+    void switchPane();
+    void swapPanes();
+    /// A pane was clicked, or received the keyboard focus.
+    void activate(const PaneModel& pane);
+
+    /// A plain folder is shown in the active pane; anything else opens with its default application. What it
+    /// is, is read first.
+    void open(const FileURL& url);
+    /// Shows a folder in the active pane, at once. One that is shown already is not read again.
+    void showFolder(const FileURL& folder);
+    void filterTag(const std::string& tag);
+    /// Keeps the active pane's query by its own name. Nothing happens without a query.
+    void saveSearch();
+    void openSearch(const SavedFileSearch& search);
+    /// By the place in the library's list.
+    void openWorkspace(std::size_t index);
+    void saveSession(const std::string& name);
+    void restoreSession(const std::string& name);
+
+    bool showSidebar() const { return showSidebar_; }
+    void setShowSidebar(bool shown);
+    bool showInspector() const { return showInspector_; }
+    void setShowInspector(bool shown);
+    const std::optional<UUID>& selectedWorkspaceID() const { return selectedWorkspaceID_; }
+    void setSelectedWorkspaceID(std::optional<UUID> id);
+    const std::string& workspaceQuery() const { return workspaceQuery_; }
+    void setWorkspaceQuery(std::string query);
+    /// What the workspace sheet edits; absent for a new one.
+    const std::optional<Workspace>& editingWorkspace() const { return editingWorkspace_; }
+    void editWorkspace(Workspace workspace);
+    /// The first references of a new workspace.
+    const std::vector<FileURL>& workspaceDraft() const { return workspaceDraft_; }
+    const std::string& layoutNamespace() const { return layoutNamespace_; }
+    const SplitFractions& restoredSplitRatios() const { return restoredSplitRatios_; }
+    /// Rises when restoredSplitRatios() are to be applied.
+    std::uint64_t layoutRestoreRevision() const { return layoutRestoreRevision_; }
+    /// Rises when folders may have changed: for views of folder statistics.
+    std::uint64_t fileSnapshotRevision() const { return fileSnapshotRevision_; }
+
+    MorvServices& services() const { return services_; }
+    /// Null without a source of volumes.
+    VolumeSource* volumes() const { return services_.windows.volumes(); }
+    /// Unmounts, in its own time; a failure is told by the error line.
+    void eject(const FileURL& volume);
+    FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
+
+    // Commands and operations.
 
     const std::optional<FileOperationPlan>& reviewPlan() const { return reviewPlan_; }
     const std::optional<std::string>& errorMessage() const { return errorMessage_; }
@@ -52,8 +135,8 @@ public:
     const std::optional<OperationProgress>& progress() const { return progress_; }
     std::optional<AppSheet> sheet() const { return sheet_; }
 
-    /// Runs the command on the active pane and its selection; without what it needs it does nothing.
-    void perform(FileCommand command);
+    /// Runs the command on the current pane and its selection; without what it needs it does nothing.
+    void perform(const CommandCall& call);
     /// Proposes an operation: it runs at once, or waits in reviewPlan() when it has something to say.
     void plan(OperationRequest request, Review review = Review::whenNeeded);
     /// Shows a plan that a tool has made; `validation` runs between its confirmation and its execution.
@@ -63,12 +146,19 @@ public:
     void execute(FileOperationPlan plan);
     /// Reverses the receipt, or without an id the newest that can be. Nothing to undo: nothing happens.
     void undo(std::optional<UUID> id = std::nullopt);
-    /// Stops the plan in the making and the operation under way, at their next checkpoints.
+    /// Stops the plans in the making and the operation under way, at their next checkpoints.
     void cancelOperation();
+    /// Stops this one alone, queued or running.
+    void cancelOperation(const UUID& id);
     void renameItem(const FileURL& item, std::string newName);
-    void createFolder(std::string name);
-    void setTags(std::vector<std::string> tags);
+    void createFolder(const FileURL& parent, std::string name);
+    void setTags(std::vector<FileURL> items, std::vector<std::string> tags);
+    /// With a router a plan that needs a review is handed over instead of being shown here.
+    void setCommandRouter(std::function<void(const CommandCall&)> router) {
+        commandRouter_ = std::move(router);
+    }
 
+    void showActivity() { perform(FileCommand::activity); }
     void showSheet(AppSheet sheet);
     void closeSheet();
     void setErrorMessage(std::optional<std::string> message);
@@ -77,6 +167,16 @@ public:
     void refresh();
 
 Q_SIGNALS:
+    void tabsChanged();
+    /// Another pane is the current one.
+    void activePaneChanged();
+    /// A field of the current pane has changed.
+    void activePaneUpdated();
+    void showSidebarChanged();
+    void showInspectorChanged();
+    void selectedWorkspaceChanged();
+    void fileSnapshotRevisionChanged();
+    void layoutRestored();
     void reviewPlanChanged();
     void errorMessageChanged();
     void statusChanged();
@@ -84,19 +184,40 @@ Q_SIGNALS:
     void receiptsChanged();
     void progressChanged();
     void sheetChanged();
-    /// The collection is asked to edit the name of the one selected item.
-    void renameRequested();
-    /// The path bar is asked to become a field.
-    void pathEditRequested();
+    /// The window is asked for what only it can do: begin a rename or the path's editing, focus the search
+    /// field, select rows, show a preview, a panel or another program.
+    void requested(FileCommand command);
+    /// The keyboard focus belongs to the active pane now.
+    void focusPaneRequested();
+    /// The last tab was closed.
+    void closeWindowRequested();
 
 private:
+    FileTab& tab() { return tabs_[tabIndex()]; }
+    FileTab makeTab(const FileURL& location);
+    FileTab restoredTab(const SavedPaneSession& saved);
+    static SavedPaneSession snapshot(const FileTab& tab);
+    void observeActivePane();
+    void showTab(const UUID& id);
+    void restore(const SavedFileSession& session);
+
     void planSelection(OperationKind kind);
     void copySelection(FileClipboard::Mode mode);
     void paste(FileClipboard::Mode least);
+    void transferToOtherPane(OperationKind kind);
     void openSelection();
+    void openWithDefault(const FileURL& url);
+    void goTo(const std::optional<FileURL>& folder);
     void resizeIcons(double by);
-    void finishExecution(const OperationReceipt& receipt);
-    void selectResults(const OperationReceipt& receipt);
+    void changePreferences(const std::function<void(FolderViewPreferences&)>& change);
+
+    void endValidation();
+    void finishExecution(const OperationReceipt& receipt, const EntrySelection& selectedBefore);
+    void recordLearning(const OperationReceipt& receipt);
+    void forgetLearning(const OperationReceipt& receipt);
+    void learningFailed();
+    EntrySelection selectedInTab() const;
+    void selectResults(const OperationReceipt& receipt, const EntrySelection& selectedBefore);
     void undoReceipt(const UUID& id);
     void drainUpdates();
     void drainProgress();
@@ -111,9 +232,27 @@ private:
 
     MorvServices& services_;
     FileClipboard clipboard_;
-    std::unique_ptr<PaneModel> pane_;
+    std::vector<FileTab> tabs_;
+    UUID activeTabID_;
+    bool secondaryActive_ = false;
+    PaneModel* columnPane_ = nullptr;
+    PaneModel* observedPane_ = nullptr;
+    std::vector<QMetaObject::Connection> paneObservation_;
+    std::vector<SavedPaneSession> closedTabs_;
+    bool showSidebar_;
+    bool showInspector_ = false;
+    std::optional<UUID> selectedWorkspaceID_;
+    std::string workspaceQuery_;
+    std::optional<Workspace> editingWorkspace_;
+    std::vector<FileURL> workspaceDraft_;
+    std::string layoutNamespace_;
+    SplitFractions restoredSplitRatios_;
+    std::uint64_t layoutRestoreRevision_ = 0;
+    std::uint64_t fileSnapshotRevision_ = 0;
+
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
+    std::function<void(const CommandCall&)> commandRouter_;
     std::optional<std::string> errorMessage_;
     std::optional<std::string> status_;
     bool isOperating_ = false;
@@ -122,7 +261,11 @@ private:
     std::optional<AppSheet> sheet_;
     std::uint64_t receiptRevision_ = 0;
     std::unordered_map<UUID, std::uint64_t> streamedReceiptVersions_;
-    TaskHandle planning_;
+    std::uint64_t opens_ = 0;
+    std::uint64_t plansBegun_ = 0;
+    std::map<std::uint64_t, TaskHandle> plannings_; ///< those in the making
+    TaskHandle validation_;
+    bool isValidating_ = false;
     TaskScope tasks_;
     std::unique_ptr<EngineStream<OperationReceipt>> operationUpdates_;
     std::unique_ptr<EngineStream<OperationProgress>> progressUpdates_;

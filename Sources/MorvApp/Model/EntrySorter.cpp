@@ -35,10 +35,8 @@ std::int64_t kindRank(FileKind kind) {
     return ranks[static_cast<std::size_t>(kind)];
 }
 
-} // namespace
-
-std::int64_t EntrySorter::primary(const FileEntry& entry) const {
-    switch (rule_.sort) {
+std::int64_t primary(const FileEntry& entry, FileSort sort) {
+    switch (sort) {
     case FileSort::name:
         return 0;
     case FileSort::modified:
@@ -52,6 +50,12 @@ std::int64_t EntrySorter::primary(const FileEntry& entry) const {
     }
     return 0;
 }
+
+EntryRef marked(EntryRef ref, const FileEntry& entry) {
+    return entry.isNavigable() ? ref : ref | notAFolder;
+}
+
+} // namespace
 
 std::string_view EntrySorter::store(std::string_view key) {
     if (blocks_.empty() || blockSize_ - blockUsed_ < key.size()) {
@@ -68,9 +72,16 @@ std::string_view EntrySorter::store(std::string_view key) {
 void EntrySorter::add(EntryRef first, const std::vector<FileEntry>& batch) {
     for (const auto& entry : batch) {
         const auto key = store(NameCollation::sortKey(entry.name));
-        const EntryRef mark = entry.isNavigable() ? 0 : notAFolder;
-        rows_.push_back({primary(entry), key.data(), static_cast<std::uint32_t>(key.size()), first++ | mark});
+        rows_.push_back({primary(entry, rule_.sort), key.data(), static_cast<std::uint32_t>(key.size()),
+                         marked(first++, entry)});
     }
+}
+
+void EntrySorter::setRule(SortRule rule, const EntryList& entries) {
+    rule_ = rule;
+    sortedCount_ = 0;
+    for (auto& row : rows_)
+        row.primary = primary(entries[row.ref & ~notAFolder], rule.sort);
 }
 
 bool EntrySorter::comesFirst(const Row& a, const Row& b) const {
@@ -78,7 +89,7 @@ bool EntrySorter::comesFirst(const Row& a, const Row& b) const {
         return (a.ref & notAFolder) == 0;
     if (a.primary != b.primary)
         return (a.primary < b.primary) == rule_.ascending;
-    const int names = std::string_view(a.key, a.keySize).compare({b.key, b.keySize});
+    const int names = a.name().compare(b.name());
     if (names != 0)
         return (names < 0) == rule_.ascending;
     return a.ref < b.ref;
@@ -97,12 +108,64 @@ EntryOrder EntrySorter::order() {
     return refs;
 }
 
+NamePlaces EntrySorter::namePlaces() const {
+    std::vector<const Row*> byName;
+    byName.reserve(rows_.size());
+    for (const auto& row : rows_)
+        byName.push_back(&row);
+    // After an order by name only the folders stand apart, which a merge puts in their places.
+    const auto less = [](const Row* a, const Row* b) { return a->name() < b->name(); };
+    const auto middle = std::is_sorted_until(byName.begin(), byName.end(), less);
+    std::sort(middle, byName.end(), less);
+    std::inplace_merge(byName.begin(), middle, byName.end(), less);
+
+    auto places = std::make_shared<std::vector<NamePlace>>();
+    places->reserve(rows_.size());
+    std::uint32_t rank = 0;
+    for (std::size_t i = 0; i < byName.size(); ++i) {
+        if (i > 0 && byName[i - 1]->name() != byName[i]->name())
+            ++rank;
+        places->push_back({byName[i]->ref & ~notAFolder, rank});
+    }
+    std::ranges::sort(*places, {}, &NamePlace::ref);
+    return places;
+}
+
 EntryOrder EntrySorter::sorted(const EntryList& entries, SortRule rule) {
     EntrySorter sorter(rule);
     sorter.rows_.reserve(entries.size());
     for (std::size_t i = 0; i < entries.batches().size(); ++i)
         sorter.add(EntryList::firstRef(i), *entries.batches()[i]);
     return sorter.order();
+}
+
+EntryOrder EntrySorter::sorted(const EntryList& entries, const std::vector<NamePlace>& places,
+                               SortRule rule) {
+    struct PlacedRow {
+        std::int64_t primary;
+        std::uint32_t rank;
+        EntryRef ref;
+    };
+    std::vector<PlacedRow> rows;
+    rows.reserve(places.size());
+    for (const auto& place : places) {
+        const auto& entry = entries[place.ref];
+        rows.push_back({primary(entry, rule.sort), place.rank, marked(place.ref, entry)});
+    }
+    std::ranges::sort(rows, [rule](const PlacedRow& a, const PlacedRow& b) {
+        if ((a.ref & notAFolder) != (b.ref & notAFolder))
+            return (a.ref & notAFolder) == 0;
+        if (a.primary != b.primary)
+            return (a.primary < b.primary) == rule.ascending;
+        if (a.rank != b.rank)
+            return (a.rank < b.rank) == rule.ascending;
+        return a.ref < b.ref;
+    });
+    auto refs = std::make_shared<std::vector<EntryRef>>();
+    refs->reserve(rows.size());
+    for (const auto& row : rows)
+        refs->push_back(row.ref & ~notAFolder);
+    return refs;
 }
 
 } // namespace morv

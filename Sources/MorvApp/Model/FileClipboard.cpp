@@ -43,10 +43,18 @@ bool FileClipboard::write(const std::vector<FileURL>& urls, Mode mode) {
                                        {cutSelectionType, mode == Mode::move ? "1" : "0"},
                                        {plainTextType, plain}});
     if (written && mode == Mode::move)
-        pendingMove_ = PendingMove{board_.changeCount(), urls};
+        board_.pendingMove_ = ClipboardBoard::PendingMove{board_.changeCount(), urls};
     else
-        pendingMove_.reset();
+        board_.pendingMove_.reset();
     return written;
+}
+
+std::vector<FileURL> FileClipboard::urlsIn(std::string_view uriList) {
+    std::vector<FileURL> urls;
+    for (const auto line : lines(uriList))
+        if (auto url = FileURL::parse(line))
+            urls.push_back(std::move(*url));
+    return urls;
 }
 
 FileClipboard::Offer FileClipboard::readBoard() const {
@@ -66,7 +74,7 @@ FileClipboard::Offer FileClipboard::readBoard() const {
     if (const auto list = board_.read(uriListType)) {
         const auto cut = board_.read(cutSelectionType);
         offer.mode = cut && cut->starts_with('1') ? Mode::move : Mode::copy;
-        std::ranges::for_each(lines(*list), take);
+        offer.urls = urlsIn(*list);
         return offer;
     }
     if (const auto plain = board_.read(plainTextType))
@@ -81,21 +89,25 @@ FileClipboard::Offer FileClipboard::readBoard() const {
 
 FileClipboard::Offer FileClipboard::read() {
     auto offer = readBoard();
-    if (!pendingMove_)
+    if (!board_.pendingMove_) {
+        // Another program's cut becomes ours to end: once it was moved, it is offered as a copy too.
+        if (offer.mode == Mode::move && !offer.urls.empty())
+            board_.pendingMove_ = ClipboardBoard::PendingMove{board_.changeCount(), offer.urls};
         return offer;
-    if (pendingMove_->changeCount == board_.changeCount()) {
-        if (pendingMove_->urls == offer.urls)
+    }
+    if (board_.pendingMove_->changeCount == board_.changeCount()) {
+        if (board_.pendingMove_->urls == offer.urls)
             return {std::move(offer.urls), Mode::move};
         offer.mode = Mode::copy;
     }
-    pendingMove_.reset();
+    board_.pendingMove_.reset();
     return offer;
 }
 
 void FileClipboard::completedMove(const std::unordered_map<FileURL, FileURL>& mapping) {
-    if (!pendingMove_ || pendingMove_->changeCount != board_.changeCount())
+    if (!board_.pendingMove_ || board_.pendingMove_->changeCount != board_.changeCount())
         return;
-    auto urls = pendingMove_->urls;
+    auto urls = board_.pendingMove_->urls;
     bool anyMoved = false;
     for (auto& url : urls)
         if (const auto moved = mapping.find(url); moved != mapping.end()) {

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -28,6 +29,16 @@ public:
     virtual std::optional<std::string> read(const std::string& type) const = 0;
     /// Another number after every change, whoever made it.
     virtual std::uint64_t changeCount() const = 0;
+
+private:
+    friend class FileClipboard;
+    /// A cut of ours. It stands with the contents, so that every window knows the same.
+    struct PendingMove {
+        std::uint64_t changeCount;
+        std::vector<FileURL> urls;
+    };
+
+    std::optional<PendingMove> pendingMove_;
 };
 
 class FileClipboard {
@@ -47,21 +58,18 @@ public:
     /// that a second paste cannot move it again.
     void completedMove(const std::unordered_map<FileURL, FileURL>& mapping);
 
+    /// The files that a "text/uri-list" names, in its order; what is no file URL is left out.
+    static std::vector<FileURL> urlsIn(std::string_view uriList);
+
     static constexpr const char* uriListType = "text/uri-list";
     static constexpr const char* copiedFilesType = "x-special/gnome-copied-files";
     static constexpr const char* cutSelectionType = "application/x-kde-cutselection";
     static constexpr const char* plainTextType = "text/plain;charset=utf-8";
 
 private:
-    struct PendingMove {
-        std::uint64_t changeCount;
-        std::vector<FileURL> urls;
-    };
-
     Offer readBoard() const;
 
     ClipboardBoard& board_;
-    std::optional<PendingMove> pendingMove_;
 };
 
 } // namespace morv

@@ -6,6 +6,10 @@
 #pragma once
 
 #include "MorvApp/Model/Environment.h"
+#include "MorvApp/Model/FileLibrary.h"
+#include "MorvApp/Model/FileWindows.h"
+#include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
@@ -48,6 +52,10 @@ public:
     FileOperationEngine engine;
     ItemOpener opener;
     TaskPools pools;
+    SplitLayoutRegistry layout;
+    KeyBindings keys;
+    FileLibrary library;
+    FileWindows windows;
 
 private:
     TaskScope tasks_;

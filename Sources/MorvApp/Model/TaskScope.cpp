@@ -2,20 +2,25 @@
 
 #include <QThread>
 #include <algorithm>
+#include <limits>
 
 namespace morv {
 
 TaskPools::TaskPools() {
-    reading_.setMaxThreadCount(std::max(4, QThread::idealThreadCount()));
+    // More than cores: a reading on a server that does not answer keeps its thread, and must not keep the
+    // next folder from being read.
+    reading_.setMaxThreadCount(std::max(16, QThread::idealThreadCount()));
     // Each queued operation parks a thread until its turn, so the lane is sized for queues, not for cores.
     operations_.setMaxThreadCount(64);
     records_.setMaxThreadCount(1);
+    watching_.setMaxThreadCount(std::numeric_limits<int>::max());
 }
 
 TaskPools::~TaskPools() {
     reading_.waitForDone();
     operations_.waitForDone();
     records_.waitForDone();
+    watching_.waitForDone();
 }
 
 QThreadPool& TaskPools::pool(TaskLane lane) {
@@ -24,6 +29,8 @@ QThreadPool& TaskPools::pool(TaskLane lane) {
         return reading_;
     case TaskLane::operations:
         return operations_;
+    case TaskLane::watching:
+        return watching_;
     case TaskLane::records:
         break;
     }

@@ -28,6 +28,7 @@ enum class TaskLane : std::uint8_t {
     reading,    ///< listings, history, lookups: short or stoppable
     operations, ///< planning and executing: may wait for hours
     records,    ///< small record writes, one at a time in the order in which they were asked for
+    watching,   ///< parked until something happens: each task has a thread of its own
 };
 
 /// The threads. Destroying it waits for all work that was started: destroy it before what the work uses.
@@ -46,6 +47,7 @@ private:
     QThreadPool reading_;
     QThreadPool operations_;
     QThreadPool records_;
+    QThreadPool watching_;
 };
 
 /// One running task. A default-made handle names none.

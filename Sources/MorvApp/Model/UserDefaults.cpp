@@ -5,6 +5,18 @@
 
 namespace morv {
 
+namespace {
+
+QString fractionsKey(const std::string& name) {
+    return QString::fromStdString(name + ".fractions");
+}
+
+QString sidebarWidthKey(const std::string& nameSpace) {
+    return QString::fromStdString("com.morvapp.layout." + nameSpace + ".sidebar.expandedWidth");
+}
+
+} // namespace
+
 UserDefaults::UserDefaults(const FileURL& file)
     : settings_(QFile::decodeName(QByteArray::fromStdString(file.path())), QSettings::IniFormat) {}
 
@@ -19,10 +31,74 @@ void UserDefaults::setLastLocation(const FileURL& folder) {
     settings_.setValue(QStringLiteral("lastLocation"), QByteArray::fromStdString(folder.path()));
 }
 
+std::string UserDefaults::windowFrame() const {
+    return settings_.value(QStringLiteral("Morv.FileWindow")).toByteArray().toStdString();
+}
+
+void UserDefaults::setWindowFrame(const std::string& frame) {
+    settings_.setValue(QStringLiteral("Morv.FileWindow"), QByteArray::fromStdString(frame));
+}
+
+std::string UserDefaults::replacedFolderHandler() const {
+    return settings_.value(QStringLiteral("folders.replacedHandler")).toByteArray().toStdString();
+}
+
+void UserDefaults::setReplacedFolderHandler(const std::string& desktopID) {
+    settings_.setValue(QStringLiteral("folders.replacedHandler"), QByteArray::fromStdString(desktopID));
+}
+
+std::string UserDefaults::replacedFileManagerService() const {
+    return settings_.value(QStringLiteral("folders.replacedService")).toByteArray().toStdString();
+}
+
+void UserDefaults::setReplacedFileManagerService(const std::string& content) {
+    settings_.setValue(QStringLiteral("folders.replacedService"), QByteArray::fromStdString(content));
+}
+
+bool UserDefaults::introductionCompleted() const {
+    return settings_.value(QStringLiteral("onboarding.completed.v1"), false).toBool();
+}
+
+void UserDefaults::setIntroductionCompleted(bool completed) {
+    settings_.setValue(QStringLiteral("onboarding.completed.v1"), completed);
+}
+
 std::string UserDefaults::appearance() const {
     return settings_.value(QStringLiteral("appearance.preference.v2"), QStringLiteral("system"))
         .toString()
         .toStdString();
+}
+
+bool UserDefaults::sidebarIsCompact() const {
+    return settings_.value(QStringLiteral("sidebar.compact"), false).toBool();
+}
+
+void UserDefaults::setSidebarIsCompact(bool compact) {
+    settings_.setValue(QStringLiteral("sidebar.compact"), compact);
+}
+
+std::vector<double> UserDefaults::fractions(const std::string& name) const {
+    std::vector<double> result;
+    for (const auto& text : settings_.value(fractionsKey(name)).toStringList())
+        result.push_back(text.toDouble());
+    return result;
+}
+
+void UserDefaults::setFractions(const std::string& name, const std::vector<double>& fractions) {
+    QStringList texts;
+    for (const double fraction : fractions)
+        texts << QString::number(fraction, 'g', 17);
+    settings_.setValue(fractionsKey(name), texts);
+}
+
+std::optional<double> UserDefaults::sidebarWidth(const std::string& nameSpace) const {
+    bool isNumber = false;
+    const double width = settings_.value(sidebarWidthKey(nameSpace)).toDouble(&isNumber);
+    return isNumber ? std::optional(width) : std::nullopt;
+}
+
+void UserDefaults::setSidebarWidth(const std::string& nameSpace, double width) {
+    settings_.setValue(sidebarWidthKey(nameSpace), width);
 }
 
 } // namespace morv

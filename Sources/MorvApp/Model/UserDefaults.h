@@ -7,6 +7,7 @@
 #include <QSettings>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace morv {
 
@@ -20,6 +21,31 @@ public:
 
     /// "light", "dark" or "system".
     std::string appearance() const;
+
+    /// Where the last window stood, in the window system's own words; empty when nothing was saved.
+    std::string windowFrame() const;
+    void setWindowFrame(const std::string& frame);
+
+    bool sidebarIsCompact() const;
+    void setSidebarIsCompact(bool compact);
+
+    /// The places of a split's dividers under the record's name; none when nothing was saved.
+    std::vector<double> fractions(const std::string& name) const;
+    void setFractions(const std::string& name, const std::vector<double>& fractions);
+    /// Points.
+    std::optional<double> sidebarWidth(const std::string& nameSpace) const;
+    void setSidebarWidth(const std::string& nameSpace, double width);
+
+    /// What opened folders before Morv did; empty when nothing did or it is not known.
+    std::string replacedFolderHandler() const;
+    void setReplacedFolderHandler(const std::string& desktopID);
+    /// What the user's own start file of the file manager's bus name held; empty when there was none.
+    std::string replacedFileManagerService() const;
+    void setReplacedFileManagerService(const std::string& content);
+
+    /// The first-run introduction was seen to its end.
+    bool introductionCompleted() const;
+    void setIntroductionCompleted(bool completed);
 
 private:
     QSettings settings_;

@@ -1,0 +1,463 @@
+#include "MorvApp/Model/AppModel.h"
+#include "MorvCore/Foundation/TextSearch.h"
+#include "MorvCore/Review/SuggestionMemoryStore.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <string_view>
+
+namespace morv {
+
+namespace {
+
+/// Empty for what has not ended.
+std::string_view outcomeWord(OperationStatus status) {
+    switch (status) {
+    case OperationStatus::completed:
+        return "completed";
+    case OperationStatus::partial:
+        return "partially completed";
+    case OperationStatus::failed:
+        return "failed";
+    case OperationStatus::cancelled:
+        return "cancelled";
+    case OperationStatus::interrupted:
+        return "interrupted — review Activity";
+    case OperationStatus::undone:
+        return "undone";
+    case OperationStatus::queued:
+    case OperationStatus::running:
+        break;
+    }
+    return {};
+}
+
+const OperationReceipt* activeReceipt(const std::vector<OperationReceipt>& receipts) {
+    for (const auto status : {OperationStatus::running, OperationStatus::queued}) {
+        const auto found = std::ranges::find(receipts, status, &OperationReceipt::status);
+        if (found != receipts.end())
+            return &*found;
+    }
+    return nullptr;
+}
+
+std::string items(std::size_t count) {
+    return fmt::format("{} item{}", count, count == 1 ? "" : "s");
+}
+
+OperationRequest requestOf(OperationKind kind, std::vector<FileURL> sources) {
+    OperationRequest request;
+    request.kind = kind;
+    request.sources = std::move(sources);
+    return request;
+}
+
+} // namespace
+
+void AppModel::planSelection(OperationKind kind) {
+    if (auto urls = currentPane().selectedURLs(); !urls.empty())
+        plan(requestOf(kind, std::move(urls)));
+}
+
+void AppModel::renameItem(const FileURL& item, std::string newName) {
+    auto request = requestOf(OperationKind::rename, {item});
+    request.newName = std::move(newName);
+    plan(std::move(request));
+}
+
+void AppModel::createFolder(const FileURL& parent, std::string name) {
+    auto request = requestOf(OperationKind::newFolder, {});
+    request.destination = parent;
+    request.newName = std::move(name);
+    plan(std::move(request));
+}
+
+void AppModel::setTags(std::vector<FileURL> items, std::vector<std::string> tags) {
+    auto request = requestOf(OperationKind::tags, std::move(items));
+    request.tags = std::move(tags);
+    if (!request.sources.empty())
+        plan(std::move(request));
+}
+
+void AppModel::copySelection(FileClipboard::Mode mode) {
+    const auto urls = currentPane().selectedURLs();
+    if (urls.empty() || !clipboard_.write(urls, mode))
+        return;
+    if (mode == FileClipboard::Mode::move)
+        setStatus(items(urls.size()) + " ready to move · Paste in Morv or in another file manager.");
+    else
+        setStatus("Copied " + items(urls.size()));
+}
+
+void AppModel::paste(FileClipboard::Mode least) {
+    auto offer = clipboard_.read();
+    if (offer.urls.empty())
+        return;
+    const bool moves = least == FileClipboard::Mode::move || offer.mode == FileClipboard::Mode::move;
+    if (selectedWorkspaceID_) {
+        if (moves)
+            return setErrorMessage(
+                "A workspace contains references. Open a physical folder to move copied files.");
+        return library().appendReferences(*selectedWorkspaceID_, offer.urls);
+    }
+    auto request = requestOf(moves ? OperationKind::move : OperationKind::copy, std::move(offer.urls));
+    request.destination = currentPane().location();
+    plan(std::move(request));
+}
+
+void AppModel::transferToOtherPane(OperationKind kind) {
+    const auto& active = activeTab();
+    if (!active.second)
+        return setErrorMessage("Open split view to transfer between panes.");
+    const auto& source = activePane();
+    const auto& target = &source == active.pane.get() ? *active.second : *active.pane;
+    auto request = requestOf(kind, source.selectedURLs());
+    if (request.sources.empty())
+        return;
+    request.destination = target.location();
+    plan(std::move(request), kind == OperationKind::move ? Review::always : Review::whenNeeded);
+}
+
+void AppModel::plan(OperationRequest request, Review review) {
+    // That of a review which is still shown belongs to it.
+    if (!reviewPlan_)
+        reviewValidation_ = nullptr;
+    setErrorMessage(std::nullopt);
+    const auto number = ++plansBegun_;
+    plannings_[number] = tasks_.stream<OperationProgress>(
+        TaskLane::operations,
+        [&engine = services_.engine, asked = std::move(request)](const std::stop_token& stop,
+                                                                 const auto& emit) {
+            return engine.plan(asked, stop, [&emit](const OperationProgress& progress) { emit(progress); });
+        },
+        [this](OperationProgress progress) { setProgress(std::move(progress)); },
+        [this, review, number](FileOperationPlan made) {
+            plannings_.erase(number);
+            setProgress(std::nullopt);
+            const bool runsAtOnce = made.warnings.empty() || made.kind == OperationKind::duplicate;
+            if (review == Review::whenNeeded && runsAtOnce)
+                execute(std::move(made));
+            else if (commandRouter_)
+                commandRouter_(CommandCall::review(std::move(made)));
+            else
+                offer(std::move(made), nullptr);
+        },
+        [this, number](const std::exception_ptr& failure) {
+            plannings_.erase(number);
+            setProgress(std::nullopt);
+            setErrorMessage(sentence(failure));
+        });
+}
+
+void AppModel::offer(FileOperationPlan made, ReviewValidation validation) {
+    reviewValidation_ = std::move(validation);
+    setReviewPlan(std::move(made));
+}
+
+void AppModel::commitReview(const FileOperationPlan& confirmed) {
+    // The review stays on the screen while it is validated, and may be confirmed a second time.
+    if (isValidating_)
+        return;
+    setOperating(true);
+    if (!reviewValidation_)
+        return execute(confirmed);
+    isValidating_ = true;
+    validation_ = tasks_.run(
+        TaskLane::operations, reviewValidation_,
+        [this, confirmed] {
+            endValidation();
+            execute(confirmed);
+        },
+        [this](const std::exception_ptr& failure) {
+            endValidation();
+            setReviewPlan(std::nullopt);
+            setErrorMessage(sentence(failure));
+            operatingFromReceipts();
+        });
+}
+
+void AppModel::endValidation() {
+    validation_.cancel();
+    isValidating_ = false;
+    reviewValidation_ = nullptr;
+}
+
+void AppModel::cancelReview() {
+    endValidation();
+    setReviewPlan(std::nullopt);
+    operatingFromReceipts();
+}
+
+void AppModel::execute(FileOperationPlan confirmed) {
+    setOperating(true);
+    // Another plan that waits for its confirmation goes on waiting.
+    if (reviewPlan_ && reviewPlan_->id == confirmed.id)
+        setReviewPlan(std::nullopt);
+    try {
+        // The admission takes the place in the queue now, so that turns follow the order of the commands. The
+        // execution gets no stop of ours: it outlives the window, and is stopped by its id.
+        tasks_.run(
+            TaskLane::operations,
+            [&engine = services_.engine,
+             admission = services_.engine.admit(std::move(confirmed))](const std::stop_token&) mutable {
+                return engine.execute(std::move(admission), std::stop_token());
+            },
+            [this, before = selectedInTab()](const OperationReceipt& receipt) {
+                finishExecution(receipt, before);
+            },
+            [this](const std::exception_ptr& failure) {
+                setErrorMessage(sentence(failure));
+                refreshOperationHistory([this] { operatingFromReceipts(); });
+            });
+    } catch (const std::exception& error) {
+        setErrorMessage(error.what());
+        operatingFromReceipts();
+    }
+}
+
+void AppModel::finishExecution(const OperationReceipt& receipt, const EntrySelection& selectedBefore) {
+    if (receipt.kind == OperationKind::move) {
+        std::unordered_map<FileURL, FileURL> moved;
+        for (const auto& item : receipt.items)
+            if (item.status == OperationItemStatus::succeeded && item.source && item.destination)
+                moved.emplace(*item.source, *item.destination);
+        clipboard_.completedMove(moved);
+        recordLearning(receipt);
+    }
+    mergeReceipt(receipt);
+    updateOperationStatus(&receipt);
+    selectResults(receipt, selectedBefore);
+    refresh();
+    if (receipt.status == OperationStatus::partial || receipt.status == OperationStatus::failed ||
+        receipt.status == OperationStatus::cancelled)
+        perform(FileCommand::activity);
+    operatingFromReceipts();
+}
+
+/// The item's id names what it taught, so that an undo can take exactly that back.
+void AppModel::recordLearning(const OperationReceipt& receipt) {
+    tasks_.run(
+        TaskLane::records,
+        [&store = services_.store, items = receipt.items](const std::stop_token&) {
+            SuggestionMemoryStore memory(store);
+            for (const auto& item : items)
+                if (item.status == OperationItemStatus::succeeded && item.source && item.destination)
+                    memory.record({item.id, *item.source, *item.destination, Date::now()});
+        },
+        [] {}, [this](const std::exception_ptr&) { learningFailed(); });
+}
+
+void AppModel::forgetLearning(const OperationReceipt& receipt) {
+    if (receipt.kind != OperationKind::move)
+        return;
+    tasks_.run(
+        TaskLane::records,
+        [&store = services_.store, items = receipt.items](const std::stop_token&) {
+            SuggestionMemoryStore memory(store);
+            for (const auto& item : items)
+                if (item.status == OperationItemStatus::undone)
+                    memory.remove(item.id);
+        },
+        [] {}, [this](const std::exception_ptr&) { learningFailed(); });
+}
+
+void AppModel::learningFailed() {
+    setStatus(status_.value_or("File operation completed") +
+              " · Local suggestion memory couldn’t be updated.");
+}
+
+EntrySelection AppModel::selectedInTab() const {
+    auto selected = activeTab().pane->selection();
+    if (activeTab().second)
+        selected.insert(activeTab().second->selection().begin(), activeTab().second->selection().end());
+    return selected;
+}
+
+/// Not over what the user has selected since: the next key is meant for that.
+void AppModel::selectResults(const OperationReceipt& receipt, const EntrySelection& selectedBefore) {
+    if (!std::ranges::all_of(selectedInTab(),
+                             [&](const EntryKey& key) { return selectedBefore.contains(key); }))
+        return;
+    if (receipt.kind == OperationKind::trash || receipt.kind == OperationKind::tags)
+        return;
+    std::vector<FileURL> results;
+    for (const auto& item : receipt.items)
+        if (item.destination && item.status == OperationItemStatus::succeeded)
+            results.push_back(*item.destination);
+    // A transfer's results are in the other pane.
+    const auto& active = activeTab();
+    active.pane->selectWhenLoaded(results);
+    if (active.second)
+        active.second->selectWhenLoaded(results);
+}
+
+void AppModel::undo(std::optional<UUID> id) {
+    tasks_.run(
+        TaskLane::reading,
+        [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
+        [this, id](const std::vector<OperationReceipt>& history) {
+            const auto found = std::ranges::find_if(history, [&id](const OperationReceipt& receipt) {
+                return id ? receipt.id == *id : receipt.canUndo();
+            });
+            if (found != history.end())
+                undoReceipt(found->id);
+        },
+        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::undoReceipt(const UUID& id) {
+    setOperating(true);
+    tasks_.run(
+        TaskLane::operations,
+        [&engine = services_.engine, id](const std::stop_token&) {
+            return engine.undo(id, std::stop_token());
+        },
+        [this](const OperationReceipt& receipt) {
+            forgetLearning(receipt);
+            refreshOperationHistory([this, receipt] {
+                updateOperationStatus(&receipt);
+                refresh();
+                operatingFromReceipts();
+            });
+        },
+        [this](const std::exception_ptr& failure) {
+            setErrorMessage(sentence(failure));
+            operatingFromReceipts();
+        });
+}
+
+void AppModel::cancelOperation() {
+    for (auto& [number, planning] : std::exchange(plannings_, {}))
+        planning.cancel();
+    if (const auto* active = activeReceipt(receipts_))
+        services_.engine.cancel(active->id);
+    else if (isOperating_)
+        services_.engine.cancel();
+    else
+        setProgress(std::nullopt);
+}
+
+void AppModel::cancelOperation(const UUID& id) {
+    services_.engine.cancel(id);
+}
+
+void AppModel::drainUpdates() {
+    while (const auto receipt = operationUpdates_->take()) {
+        streamedReceiptVersions_[receipt->id] = ++receiptRevision_;
+        mergeReceipt(*receipt);
+        updateOperationStatus(receipt->isActive() ? nullptr : &*receipt);
+        if (!receipt->isActive())
+            refresh();
+    }
+}
+
+void AppModel::drainProgress() {
+    while (auto progress = progressUpdates_->take())
+        if (progress->phase == OperationPhase::finished)
+            setProgress(std::nullopt);
+        else if (isOperating_)
+            setProgress(std::move(*progress));
+}
+
+void AppModel::mergeReceipt(const OperationReceipt& receipt) {
+    const auto found = std::ranges::find(receipts_, receipt.id, &OperationReceipt::id);
+    if (found != receipts_.end())
+        *found = receipt;
+    else
+        receipts_.insert(receipts_.begin(), receipt);
+    Q_EMIT receiptsChanged();
+}
+
+void AppModel::refreshOperationHistory(std::function<void()> then) {
+    tasks_.run(
+        TaskLane::reading,
+        [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
+        [this, started = receiptRevision_, then](std::vector<OperationReceipt> history) {
+            for (auto& receipt : history) {
+                const auto version = streamedReceiptVersions_.find(receipt.id);
+                if (version == streamedReceiptVersions_.end() || version->second <= started)
+                    continue;
+                const auto held = std::ranges::find(receipts_, receipt.id, &OperationReceipt::id);
+                if (held != receipts_.end())
+                    receipt = *held;
+            }
+            // What began after the reading did is not in it.
+            for (const auto& held : receipts_) {
+                const auto version = streamedReceiptVersions_.find(held.id);
+                if (version != streamedReceiptVersions_.end() && version->second > started &&
+                    std::ranges::find(history, held.id, &OperationReceipt::id) == history.end())
+                    history.push_back(held);
+            }
+            std::ranges::stable_sort(history, [](const OperationReceipt& a, const OperationReceipt& b) {
+                return a.startedAt > b.startedAt;
+            });
+            receipts_ = std::move(history);
+            Q_EMIT receiptsChanged();
+            updateOperationStatus(nullptr);
+            if (then)
+                then();
+        },
+        [this, then](const std::exception_ptr& failure) {
+            setErrorMessage("Activity couldn’t be loaded: " + sentence(failure));
+            if (then)
+                then();
+        });
+}
+
+void AppModel::updateOperationStatus(const OperationReceipt* completed) {
+    const auto* active = activeReceipt(receipts_);
+    setOperating(active != nullptr);
+    if (active) {
+        const auto total = active->items.size();
+        if (active->status == OperationStatus::queued)
+            return setStatus(fmt::format("{} queued · {} items", displayName(active->kind), total));
+        const auto processed =
+            std::count_if(active->items.begin(), active->items.end(),
+                          [](const auto& item) { return item.status != OperationItemStatus::pending; });
+        return setStatus(
+            fmt::format("{} · {} of {} items processed", displayName(active->kind), processed, total));
+    }
+    if (!completed)
+        return;
+    if (completed->message && !trimmed(*completed->message).empty())
+        return setStatus(fmt::format("{} · {}", displayName(completed->kind), *completed->message));
+    if (const auto word = outcomeWord(completed->status); !word.empty())
+        setStatus(fmt::format("{} {} · {} of {} items completed", displayName(completed->kind), word,
+                              completed->succeededCount(), completed->items.size()));
+}
+
+void AppModel::operatingFromReceipts() {
+    setOperating(activeReceipt(receipts_) != nullptr);
+}
+
+void AppModel::setStatus(std::string status) {
+    if (status_ == status)
+        return;
+    status_ = std::move(status);
+    Q_EMIT statusChanged();
+}
+
+void AppModel::setOperating(bool operating) {
+    if (!operating)
+        setProgress(std::nullopt);
+    if (isOperating_ == operating)
+        return;
+    isOperating_ = operating;
+    Q_EMIT isOperatingChanged();
+}
+
+void AppModel::setReviewPlan(std::optional<FileOperationPlan> plan) {
+    if (!plan && !reviewPlan_)
+        return;
+    reviewPlan_ = std::move(plan);
+    Q_EMIT reviewPlanChanged();
+}
+
+void AppModel::setProgress(std::optional<OperationProgress> progress) {
+    if (!progress && !progress_)
+        return;
+    progress_ = std::move(progress);
+    Q_EMIT progressChanged();
+}
+
+} // namespace morv
