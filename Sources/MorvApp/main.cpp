@@ -1,19 +1,39 @@
+#include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
+#include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/SystemVolumes.h"
+#include "MorvApp/Model/LaunchArguments.h"
 #include "MorvApp/Model/MorvRuntime.h"
 #include "MorvApp/Views/Theme/Theme.h"
-#include "MorvApp/Views/Window/MainWindow.h"
+#include "MorvApp/Views/Window/ManagedFileWindow.h"
 #include "MorvApp/Views/Window/StartupFailureView.h"
 #include "MorvApp/Views/Window/SystemClipboard.h"
-#include "MorvCore/Foundation/Errors.h"
 
 #include <QApplication>
 #include <QIcon>
+#include <QMessageBox>
+#include <QSessionManager>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
-#include <string_view>
+#include <string>
 
 namespace {
+
+using morv::ApplicationService;
+using morv::Forwarding;
+using morv::LaunchArguments;
+using morv::OutsideRequest;
+
+namespace ExitStatus {
+constexpr int done = 0;
+constexpr int badUsage = 2;
+constexpr int refused = 3;
+} // namespace ExitStatus
+
+constexpr const char* endingSentence =
+    "Morv is ending and waits for its last operation. Start it again when that has ended.";
 
 /// The user's own choice stands; otherwise the desktop's, now and whenever it changes.
 void followAppearance(morv::MorvRuntime& runtime, QObject& owner) {
@@ -34,36 +54,161 @@ void followAppearance(morv::MorvRuntime& runtime, QObject& owner) {
                      [follow] { follow(Appearance::light); });
 }
 
+/// A session with places of its own has nothing to do with the user's, and is not reached by the same name.
+bool runsAlone(const morv::Environment& environment) {
+    return environment.contains("MORV_DATA_DIRECTORY") || environment.contains("MORV_START_DIRECTORY") ||
+           environment.contains("MORV_DESKTOP_DIRECTORY");
+}
+
+std::string activationToken(const morv::Environment& environment) {
+    for (const auto* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
+        if (auto token = morv::value(environment, name); token && !token->empty())
+            return *token;
+    return {};
+}
+
+/// The exit status, when the running Morv has the request or refuses it.
+std::optional<int> ended(const Forwarding& forwarding) {
+    if (forwarding.outcome == Forwarding::Outcome::nobody)
+        return std::nullopt;
+    if (forwarding.outcome == Forwarding::Outcome::done)
+        return ExitStatus::done;
+    std::fprintf(stderr, "%s\n", forwarding.sentence.c_str());
+    return ExitStatus::refused;
+}
+
+/// The process with its windows, or with the reason why there are none.
+class Morv : public QObject {
+public:
+    explicit Morv(LaunchArguments arguments) : arguments_(std::move(arguments)) {}
+
+    /// Absent when the event loop is to run; else the exit status.
+    std::optional<int> start(bool alone) {
+        if (!alone) {
+            service_.emplace([this](const OutsideRequest& request) { return take(request); });
+            const auto ownership = service_->own();
+            if (ownership == ApplicationService::Ownership::taken &&
+                arguments_.mode == LaunchArguments::Mode::service)
+                return ExitStatus::done;
+            if (ownership == ApplicationService::Ownership::taken)
+                return ended(morv::forwardToRunning(arguments_.request)).value_or(ExitStatus::refused);
+            isReachable_ = ownership == ApplicationService::Ownership::owned;
+        }
+        morv::MorvRuntime::setSharedOpener(morv::openWithDefaultApplication);
+        auto& runtime = morv::MorvRuntime::shared();
+        followAppearance(runtime, *this);
+        services_ = runtime.services();
+        if (services_)
+            openWindows();
+        else
+            showFailure(runtime.startupError().value_or(std::string()));
+        return std::nullopt;
+    }
+
+private:
+    void showFailure(const std::string& sentence) {
+        std::fprintf(stderr, "%s\n", sentence.c_str());
+        failure_.emplace(sentence);
+        failure_->show();
+    }
+
+    void openWindows() {
+        auto& windows = services_->windows;
+        QApplication::setQuitOnLastWindowClosed(false);
+        life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
+        volumes_.emplace(services_->pools);
+        windows.setVolumes(&*volumes_);
+        windows.setReachable(isReachable_);
+        windows.setFactory([this](const std::optional<morv::FileURL>& at) {
+            auto* window = new morv::ManagedFileWindow(*services_, clipboard_, at);
+            connect(window, &morv::ManagedFileWindow::closed, &*life_, &morv::ProcessLife::review);
+            connect(&*life_, &morv::ProcessLife::endingBegan, window, &QWidget::hide);
+            return window;
+        });
+        connect(qApp, &QGuiApplication::commitDataRequest, this, &Morv::sessionEnds);
+        if (arguments_.mode == LaunchArguments::Mode::service)
+            return life_->awaitRequest();
+        windows.handle(arguments_.request);
+        // What names no file opens nothing, and a process for nothing does not stay.
+        life_->awaitRequest();
+    }
+
+    std::optional<std::string> take(const OutsideRequest& request) {
+        if (life_ && life_->isEnding())
+            return endingSentence;
+        // Where windows need a token to come forward, Qt takes it from here, once.
+        if (!request.activationToken.empty() &&
+            QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+            qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(request.activationToken));
+        if (services_) {
+            services_->windows.handle(request);
+        } else if (failure_) {
+            failure_->raise();
+            failure_->activateWindow();
+        }
+        return std::nullopt;
+    }
+
+    /// The session manager asks before it ends the session; an operation under way is a reason against it.
+    void sessionEnds(QSessionManager& manager) {
+        const auto answer = services_->windows.applicationShouldTerminate();
+        if (answer.verdict != morv::QuitAnswer::Verdict::refuse || !manager.allowsInteraction())
+            return;
+        QMessageBox box(QMessageBox::Information, QStringLiteral("Morv"),
+                        QString::fromStdString(answer.title));
+        box.setInformativeText(QString::fromStdString(answer.text));
+        box.addButton(QString::fromStdString(answer.buttons.front()), QMessageBox::AcceptRole);
+        box.exec();
+        manager.release();
+        manager.cancel();
+    }
+
+    LaunchArguments arguments_;
+    bool isReachable_ = false;
+    morv::MorvServices* services_ = nullptr;
+    morv::SystemClipboard clipboard_;
+    std::optional<ApplicationService> service_;
+    std::optional<morv::ProcessLife> life_;
+    std::optional<morv::SystemVolumes> volumes_;
+    std::optional<morv::StartupFailureView> failure_;
+};
+
 } // namespace
 
 int main(int argc, char** argv) {
-    std::optional<morv::FileURL> folder;
-    QApplication::setApplicationName(QStringLiteral("Morv"));
-    QApplication::setDesktopFileName(QStringLiteral("org.morv.Morv"));
-    QApplication application(argc, argv);
-    if (argc > 2 || (argc == 2 && std::string_view(argv[1]).starts_with("--"))) {
-        const bool asked = argc == 2 && std::string_view(argv[1]) == "--help";
-        std::fputs("Usage: morv [FOLDER]\n", asked ? stdout : stderr);
-        return asked ? 0 : 2;
-    }
+    const auto environment = morv::processEnvironment();
+    LaunchArguments arguments;
     try {
-        if (argc == 2)
-            folder = morv::FileURL::fromArgument(argv[1]).asFolder();
-    } catch (const morv::PosixError& error) {
+        arguments = morv::parseLaunchArguments({argv + 1, argv + argc});
+    } catch (const morv::LaunchError& error) {
         std::fprintf(stderr, "%s\n", error.what());
-        return 3;
+        return ExitStatus::badUsage;
     }
-
-    morv::MorvRuntime::setSharedOpener(morv::openWithDefaultApplication);
-    auto& runtime = morv::MorvRuntime::shared();
-    followAppearance(runtime, application);
-    if (!runtime.services()) {
-        morv::StartupFailureView failure(runtime.startupError().value_or(std::string()));
-        failure.show();
-        return QApplication::exec();
+    if (arguments.mode == LaunchArguments::Mode::help || arguments.mode == LaunchArguments::Mode::version) {
+        std::fputs(arguments.mode == LaunchArguments::Mode::help ? morv::launchHelp().c_str()
+                                                                 : "Morv " MORV_VERSION "\n",
+                   stdout);
+        return ExitStatus::done;
     }
-    morv::SystemClipboard clipboard;
-    morv::MainWindow window(*runtime.services(), clipboard, folder);
-    window.show();
+    arguments.request.activationToken = activationToken(environment);
+    const bool alone = runsAlone(environment);
+    if (!alone && arguments.mode != LaunchArguments::Mode::service) {
+        // Without a display: a second start is over before a window system has heard of it.
+        int count = argc;
+        const QCoreApplication gate(count, argv);
+        if (const auto status = ended(morv::forwardToRunning(arguments.request))) {
+            // The bus's own thread may still be at work, and must not find Qt's statics gone.
+            std::fflush(nullptr);
+            std::_Exit(*status);
+        }
+    }
+    QApplication::setApplicationName(QStringLiteral("Morv"));
+    QApplication::setApplicationVersion(QStringLiteral(MORV_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("org.morv.Morv"));
+    const QApplication application(argc, argv);
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.morv.Morv")));
+    Morv morv(std::move(arguments));
+    if (const auto status = morv.start(alone))
+        return *status;
     return QApplication::exec();
 }

@@ -111,7 +111,7 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
     const auto cell = [&](std::size_t column, const QString& text, Qt::Alignment alignment) {
         const auto& [left, width] = columns[column];
         const QRect place(left + Space::small, rect.top(), width - 2 * Space::small, rect.height());
-        painter_.drawText(place, alignment | Qt::AlignVCenter | Qt::TextSingleLine,
+        painter_.drawText(place, static_cast<int>(alignment | Qt::AlignVCenter) | Qt::TextSingleLine,
                           metrics.elidedText(text, Qt::ElideRight, place.width()));
     };
     if (!state.isRenaming) {

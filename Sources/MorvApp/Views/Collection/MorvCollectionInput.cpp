@@ -1,6 +1,7 @@
 // What hands do to a collection: keys, pointer, the editor of a name and the context menu.
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Foundation/Unicode.h"
 
 #include <QApplication>
@@ -85,8 +86,8 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (plain)
-            return beginInlineRename();
+        if (const auto command = actions_.returnCommand(); plain && command)
+            return app_.perform(*command);
         break;
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
@@ -327,6 +328,17 @@ void MorvCollectionView::endInlineRename(bool commits) {
         app_.renameItem(renamedItem_, typedBytes(text));
 }
 
+void MorvCollectionView::carryOut(FileCommand command) {
+    if (&app_.currentPane() != &pane_)
+        return;
+    if (command == FileCommand::rename)
+        beginInlineRename();
+    else if (command == FileCommand::selectAll)
+        selectAll();
+    else if (command == FileCommand::invertSelection)
+        invertSelection();
+}
+
 void MorvCollectionView::contextMenuEvent(QContextMenuEvent* event) {
     if (event->reason() == QContextMenuEvent::Mouse)
         showContextMenu(event->globalPos());
@@ -335,28 +347,10 @@ void MorvCollectionView::contextMenuEvent(QContextMenuEvent* event) {
 void MorvCollectionView::showContextMenu(QPoint globalPosition) {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    const auto add = [&](const char* title, FileCommand command) {
-        connect(menu->addAction(QString::fromUtf8(title)), &QAction::triggered, this,
-                [this, command] { app_.perform(command); });
-    };
-    const auto selected = pane().selection().size();
-    if (selected == 0) {
-        add("New Folder…", FileCommand::newFolder);
-        add("Paste", FileCommand::paste);
-    } else {
-        add("Open", FileCommand::open);
-        menu->addSeparator();
-        add("Cut", FileCommand::cut);
-        add("Copy", FileCommand::copy);
-        add("Duplicate", FileCommand::duplicate);
-        add("Make Alias", FileCommand::alias);
-        menu->addSeparator();
-        if (selected == 1)
-            add("Rename…", FileCommand::rename);
-        add("Tags…", FileCommand::tags);
-        menu->addSeparator();
-        add("Move to Trash", FileCommand::trash);
-    }
+    // Its commands are meant for what was there when it came up.
+    connect(&pane_, &PaneModel::locationChanged, menu, &QMenu::close);
+    actions_.fill(*menu, pane().selection().empty() ? FileManagerCommands::backgroundMenu()
+                                                    : FileManagerCommands::itemMenu());
     menu->popup(globalPosition);
 }
 

@@ -20,6 +20,9 @@ constexpr std::array columnTitles = {"Name", "Size", "Kind", "Modified"};
 constexpr std::array columnSorts = {FileSort::name, FileSort::size, FileSort::kind, FileSort::modified};
 /// A folder that is read within this time never says that it is being read.
 constexpr int loadingPatience = 250;
+/// What a record says beyond these, no layout can be made of.
+constexpr double smallestIcon = 16;
+constexpr double largestIcon = 512;
 
 /// Only the titles: the rows are painted by the collection.
 class HeaderModel : public QAbstractTableModel {
@@ -53,8 +56,9 @@ private:
 
 } // namespace
 
-MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
-    : QAbstractScrollArea(parent), app_(app) {
+MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, const WindowActions& actions,
+                                       QWidget* parent)
+    : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -63,21 +67,21 @@ MorvCollectionView::MorvCollectionView(AppModel& app, QWidget* parent)
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     viewport()->setObjectName(QStringLiteral("collectionViewport"));
     buildHeader();
-    connect(&pane(), &PaneModel::entriesChanged, this, &MorvCollectionView::entriesChanged);
-    connect(&pane(), &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
-    connect(&pane(), &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
-    connect(&pane(), &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
-    connect(&pane(), &PaneModel::errorChanged, viewport(), qOverload<>(&QWidget::update));
-    connect(&pane(), &PaneModel::isLoadingChanged, this, [this] {
+    connect(&pane_, &PaneModel::entriesChanged, this, &MorvCollectionView::entriesChanged);
+    connect(&pane_, &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
+    connect(&pane_, &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
+    connect(&pane_, &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&pane_, &PaneModel::errorChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&pane_, &PaneModel::isLoadingChanged, this, [this] {
         showsLoading_ = false;
-        if (pane().isLoading())
+        if (pane_.isLoading())
             slowLoading_.start(loadingPatience, this);
         else
             slowLoading_.stop();
         viewport()->update();
     });
-    connect(&pane(), &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
-    connect(&app_, &AppModel::renameRequested, this, &MorvCollectionView::beginInlineRename);
+    connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
+    connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
         viewport()->update();
@@ -134,8 +138,9 @@ void MorvCollectionView::relayout() {
     if (pane().preferences().view == BrowserViewMode::list)
         layout_ = CollectionLayout::list(items, viewport()->size(), line);
     else
-        layout_ = CollectionLayout::grid(items, viewport()->size(),
-                                         static_cast<int>(pane().preferences().iconSize), line);
+        layout_ = CollectionLayout::grid(
+            items, viewport()->size(),
+            static_cast<int>(std::clamp(pane().preferences().iconSize, smallestIcon, largestIcon)), line);
     verticalScrollBar()->setPageStep(viewport()->height());
     verticalScrollBar()->setSingleStep(mode() == CollectionMode::list ? layout_.cell().height() : 40);
     verticalScrollBar()->setRange(0, std::max(0, layout_.contentHeight() - viewport()->height()));
@@ -300,11 +305,15 @@ void MorvCollectionView::paintMessage(QPainter& painter) {
         title = QStringLiteral("This folder can’t be shown");
         detail = shown(*pane().error());
         icon = QStringLiteral("dialog-warning");
+    } else if (pane().loadedLocation() && pane().isSearch()) {
+        title = QStringLiteral("Nothing found");
+        detail = pane().searchNote() ? shown(*pane().searchNote()) : QString();
+        icon = QStringLiteral("edit-find");
     } else if (pane().loadedLocation()) {
         title = QStringLiteral("This folder is empty");
         detail = pane().preferences().showHidden ? QString() : QStringLiteral("Hidden files are not shown.");
     } else if (showsLoading_) {
-        title = QStringLiteral("Reading this folder…");
+        title = pane().isSearch() ? QStringLiteral("Searching…") : QStringLiteral("Reading this folder…");
     } else {
         return;
     }
@@ -381,6 +390,7 @@ void MorvCollectionView::moveTo(std::int64_t index, Select select) {
 
 void MorvCollectionView::focusInEvent(QFocusEvent* event) {
     QAbstractScrollArea::focusInEvent(event);
+    app_.activate(pane_);
     viewport()->update();
 }
 

@@ -23,11 +23,15 @@ class QLineEdit;
 
 namespace morv {
 
+class WindowActions;
+
 class MorvCollectionView : public QAbstractScrollArea {
     Q_OBJECT
 
 public:
-    explicit MorvCollectionView(AppModel& app, QWidget* parent = nullptr);
+    /// `pane` is one of the model's and must not go before this view.
+    MorvCollectionView(AppModel& app, PaneModel& pane, const WindowActions& actions,
+                       QWidget* parent = nullptr);
 
     CollectionMode mode() const { return layout_.mode(); }
     /// The cell of a displayed entry, in viewport coordinates.
@@ -65,7 +69,7 @@ private:
         bool toggles = false;
     };
 
-    PaneModel& pane() const { return app_.activePane(); }
+    PaneModel& pane() const { return pane_; }
     std::int64_t count() const { return layout_.count(); }
     const FileEntry& entry(std::int64_t index) const {
         return pane().displayedEntry(static_cast<std::size_t>(index));
@@ -90,10 +94,13 @@ private:
     bool moveKey(QKeyEvent* event);
     void endInlineRename(bool commits);
     void placeEditor();
+    void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
     void paintMessage(QPainter& painter);
 
     AppModel& app_;
+    PaneModel& pane_;
+    const WindowActions& actions_;
     IconCache icons_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;

@@ -16,8 +16,7 @@ namespace morv {
 
 ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Activity"), {1120, 680}, Height::full, window), app_(app) {
-    addText(app_.receipts().empty() ? QStringLiteral("Nothing has been changed yet.")
-                                    : QStringLiteral("Everything that Morv changed, newest first."));
+    introduction_ = addText(QString());
     auto* halves = new QHBoxLayout;
     halves->setSpacing(Space::large);
     list_ = new QListView(this);
@@ -61,7 +60,10 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     auto* done = addDefault(QStringLiteral("Done"));
     connect(done, &QPushButton::clicked, &app_, &AppModel::closeSheet);
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);
-    connect(stop_, &QPushButton::clicked, &app_, &AppModel::cancelOperation);
+    connect(stop_, &QPushButton::clicked, this, [this] {
+        if (current_)
+            app_.cancelOperation(*current_);
+    });
     connect(undo_, &QPushButton::clicked, this, [this] {
         if (current_)
             app_.undo(current_);
@@ -73,6 +75,9 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
                 showCurrent();
             });
     const auto follow = [this] {
+        introduction_->setText(receipts_->rowCount() == 0
+                                   ? QStringLiteral("Nothing has been changed yet.")
+                                   : QStringLiteral("Everything that Morv changed, newest first."));
         const int row = current_ ? receipts_->rowOf(*current_) : -1;
         if (receipts_->rowCount() > 0)
             list_->setCurrentIndex(receipts_->index(std::max(row, 0)));

@@ -20,6 +20,7 @@ private:
     AppModel& app_;
     ReceiptListModel* receipts_;
     ReceiptItemsModel* items_;
+    QLabel* introduction_;
     QListView* list_;
     QLabel* message_;
     QPushButton* undo_;

@@ -28,7 +28,9 @@ QString commonTags(const std::vector<const FileEntry*>& entries) {
 
 NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("New Folder"), smallCard, Height::fitting, window) {
-    addText(QStringLiteral("In ") + shownPath(app.activePane().location()));
+    // The window may be sent elsewhere while the sheet is up.
+    const auto parent = app.currentPane().location();
+    addText(QStringLiteral("In ") + shownPath(parent));
     auto* name = new QLineEdit(QStringLiteral("Untitled Folder"), this);
     name->setObjectName(QStringLiteral("newFolderName"));
     name->setAccessibleName(QStringLiteral("Name"));
@@ -38,10 +40,10 @@ NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
     connect(name, &QLineEdit::textChanged, create,
             [create](const QString& text) { create->setEnabled(!text.isEmpty()); });
     connect(this, &Sheet::cancelled, &app, &AppModel::closeSheet);
-    connect(create, &QPushButton::clicked, &app, [&app, name] {
+    connect(create, &QPushButton::clicked, &app, [&app, name, parent] {
         const auto typed = typedBytes(name->text());
         app.closeSheet();
-        app.createFolder(typed);
+        app.createFolder(parent, typed);
     });
     name->selectAll();
     present(name);
@@ -49,7 +51,7 @@ NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
 
 TagsSheet::TagsSheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Tags"), smallCard, Height::fitting, window) {
-    const auto selected = app.activePane().selectedEntries();
+    const auto selected = app.currentPane().selectedEntries();
     addText(selected.size() == 1 ? QStringLiteral("Of “") + shown(selected.front()->name) +
                                        QStringLiteral("”, separated by commas")
                                  : QStringLiteral("Replaces the tags of %1. Separate them by commas.")
@@ -62,13 +64,13 @@ TagsSheet::TagsSheet(AppModel& app, QWidget* window)
     addCancel(QStringLiteral("Cancel"));
     auto* apply = addDefault(QStringLiteral("Update Tags"));
     connect(this, &Sheet::cancelled, &app, &AppModel::closeSheet);
-    connect(apply, &QPushButton::clicked, &app, [&app, field] {
+    connect(apply, &QPushButton::clicked, &app, [&app, field, items = app.currentPane().selectedURLs()] {
         std::vector<std::string> tags;
         for (const auto& part : field->text().split(QLatin1Char(',')))
             if (const auto tag = part.trimmed(); !tag.isEmpty())
                 tags.push_back(typedBytes(tag));
         app.closeSheet();
-        app.setTags(std::move(tags));
+        app.setTags(items, std::move(tags));
     });
     field->selectAll();
     present(field);

@@ -14,6 +14,8 @@ class ReviewSheet : public Sheet {
 public:
     ReviewSheet(AppModel& app, FileOperationPlan plan, QWidget* window);
 
+    const UUID& planID() const { return plan_.id; }
+
 private:
     void updateTotals();
 

@@ -36,9 +36,12 @@ Sheet::Sheet(const QString& title, QSize largest, Height height, QWidget* window
     window->installEventFilter(this);
 }
 
-Sheet::~Sheet() {
+void Sheet::leave() {
+    // At once, and not with the deletion: by then another sheet may have the keyboard.
     if (previousFocus_ && previousFocus_->isVisible())
         previousFocus_->setFocus();
+    hide();
+    deleteLater();
 }
 
 QLabel* Sheet::addText(const QString& text, const char* role) {
@@ -108,8 +111,14 @@ void Sheet::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape)
         return Q_EMIT cancelled();
     const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (isReturn && default_ && default_->isEnabled())
-        return default_->click();
+    // A key that is held down since before the sheet came confirms nothing.
+    if (isReturn && !event->isAutoRepeat()) {
+        auto* focused = qobject_cast<QAbstractButton*>(QApplication::focusWidget());
+        if (focused && card_->isAncestorOf(focused))
+            return focused->click();
+        if (default_ && default_->isEnabled())
+            return default_->click();
+    }
     // Nothing typed over a sheet reaches the files behind it.
     event->accept();
 }

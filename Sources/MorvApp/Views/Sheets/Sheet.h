@@ -21,8 +21,9 @@ public:
 
     /// Covers `window` from now on and takes the keyboard; the card never outgrows the window.
     Sheet(const QString& title, QSize largest, Height height, QWidget* window);
-    /// Gives the keyboard back to what had it.
-    ~Sheet() override;
+    /// Goes from the screen, gives the keyboard back to what had it if that is still there, and deletes
+    /// itself from the event loop: it may be in the middle of the click that ends it.
+    void leave();
 
 Q_SIGNALS:
     void cancelled();

@@ -4,6 +4,7 @@
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QDateTime>
+#include <QKeyEvent>
 #include <QLocale>
 
 namespace morv {
@@ -29,6 +30,14 @@ QString editableName(std::string_view bytes) {
 
 std::string typedBytes(const QString& text) {
     return text.toUtf8().toStdString();
+}
+
+bool editsText(const QKeyEvent& event) {
+    for (const auto key :
+         {QKeySequence::DeleteStartOfWord, QKeySequence::DeleteEndOfWord, QKeySequence::DeleteEndOfLine})
+        if (event.matches(key))
+            return true;
+    return false;
 }
 
 FileURL typedLocation(const QString& text, const FileURL& base) {

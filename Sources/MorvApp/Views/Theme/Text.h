@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+class QKeyEvent;
+
 namespace morv {
 
 /// A name, path or sentence from outside, with control and direction characters made visible.
@@ -24,6 +26,8 @@ QString ours(std::string_view utf8);
 QString editableName(std::string_view bytes);
 
 std::string typedBytes(const QString& text);
+/// Whether a text field takes the key for its text, although it does not claim it before the window's keys.
+bool editsText(const QKeyEvent& event);
 /// A typed path: "~" is home, a relative one begins at `base`, "file://" is understood.
 FileURL typedLocation(const QString& text, const FileURL& base);
 

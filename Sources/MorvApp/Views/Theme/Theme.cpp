@@ -155,6 +155,22 @@ QMenu::item:selected { background: $selection; }
 QMenu::item:disabled { color: $secondary; }
 QMenu::separator { height: 1px; background: $separator; margin: 4px 8px; }
 QMenu::indicator { width: 14px; height: 14px; left: 4px; }
+QMenuBar { background: $window; color: $text; padding: 2px 8px; }
+QMenuBar::item { padding: 4px 8px; border-radius: 4px; background: transparent; }
+QMenuBar::item:selected { background: $hover; }
+QMenuBar::item:pressed { background: $quiet; color: $text; }
+QTabBar#tabs { background: $window; border-bottom: 1px solid $separator; }
+QTabBar#tabs::tab { background: transparent; color: $secondary; border: none; border-radius: 6px;
+                    padding: 6px 12px; margin: 4px 0 4px 8px; min-width: 96px; }
+QTabBar#tabs::tab:hover { background: $hover; color: $text; }
+QTabBar#tabs::tab:selected { background: $quiet; color: $text; font-weight: 600; }
+QToolButton#tabClose { padding: 2px 4px; border-radius: 4px; color: $secondary; font-size: 8pt; }
+QToolButton#tabClose:hover { background: $separator; color: $text; }
+QLabel#paneTitle { background: $window; color: $secondary; padding: 6px 16px;
+                   border-bottom: 2px solid $separator; }
+QLabel#paneTitle[active="true"] { color: $text; font-weight: 600; border-bottom: 2px solid $accent; }
+QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
+QSplitter::handle { background: $separator; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: $handle; border-radius: 4px; margin: 2px; }
@@ -173,6 +189,13 @@ QTreeView, QListView { background: $content; border: 1px solid $separator; borde
 QTreeView::item { padding: 0 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
+QTreeView#sidebar { background: $window; border: none; border-radius: 0; padding: 4px 8px; }
+QTreeView#sidebar::item { padding: 0 8px; border-radius: 6px; }
+QTreeView#sidebar::item:selected { background: $quiet; }
+QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
+QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
+QComboBox::drop-down { border: none; width: 20px; }
+QComboBox:focus { border-color: $accent; }
 QTreeView QHeaderView::section { padding: 6px 4px; }
 QProgressBar { border: none; border-radius: 2px; background: $quiet; max-height: 4px; min-height: 4px; }
 QProgressBar::chunk { border-radius: 2px; background: $accent; }

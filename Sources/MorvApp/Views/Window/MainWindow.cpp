@@ -3,31 +3,51 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
+#include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
+#include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
+#include "MorvApp/Views/Window/SearchField.h"
 #include "MorvApp/Views/Window/StatusLine.h"
+#include "MorvApp/Views/Window/TabArea.h"
+#include "MorvApp/Views/Window/WindowActions.h"
+#include "MorvApp/Views/Workspaces/WorkspaceColours.h"
+#include "MorvApp/Views/Workspaces/WorkspaceSheet.h"
+#include "MorvApp/Views/Workspaces/WorkspaceView.h"
 
 #include <QAction>
 #include <QActionGroup>
+#include <QApplication>
 #include <QCloseEvent>
+#include <QFile>
+#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QScreen>
+#include <QShortcut>
+#include <QSplitter>
+#include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <array>
+#include <utility>
 
 namespace morv {
 
 namespace {
 
 constexpr QSize firstSize{1440, 960};
-constexpr QSize smallestSize{560, 400};
+constexpr QSize smallestSize{920, 640};
+constexpr QSize frameRoom{16, 48};
+constexpr int numberedTabs = 9;
 constexpr QSize barIcon{18, 18};
 
 constexpr std::array<std::pair<const char*, FileSort>, 5> sortTitles{{{"Name", FileSort::name},
@@ -46,105 +66,180 @@ QFrame* line(QWidget* parent) {
 } // namespace
 
 MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std::optional<FileURL>& location)
-    : app_(services, board, location), services_(services) {
-    setMinimumSize(smallestSize);
-    resize(screen() ? firstSize.boundedTo(screen()->availableSize()) : firstSize);
-    buildActions();
+    : app_(services, board, location), services_(services),
+      column_(services.defaults, app_.layoutNamespace()) {
+    setMinimumSize(screen() ? smallestSize.boundedTo(screen()->availableSize() - frameRoom) : smallestSize);
+    // A frame takes its part of the screen.
+    resize(screen() ? firstSize.boundedTo(screen()->availableSize() - frameRoom) : firstSize);
+    actions_ = new WindowActions(app_, *this, [this](FileCommand command) { carryOut(command); });
+    actions_->fill(*menuBar());
+    workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
+    connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    collection_ = new MorvCollectionView(app_, content);
+    tabs_ = new TabArea(app_, *actions_, content);
     column->addWidget(buildToolbar());
     column->addWidget(line(content));
     column->addWidget(buildErrorLine());
-    column->addWidget(collection_, 1);
+    column->addWidget(buildBody(), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
     setCentralWidget(content);
 
-    connect(&app_, &AppModel::pathEditRequested, pathBar_, &PathBar::beginEditing);
-    connect(pathBar_, &PathBar::editingEnded, collection_, [this] { collection_->setFocus(); });
+    connect(&app_, &AppModel::requested, this, [this](FileCommand command) {
+        if (command == FileCommand::editPath)
+            pathBar_->beginEditing();
+        else if (command == FileCommand::search)
+            search_->setFocus(Qt::ShortcutFocusReason);
+        else if (command == FileCommand::chooseFolder)
+            chooseFolder();
+        else if (command == FileCommand::closeWindow)
+            close();
+    });
+    for (int number = 0; number < numberedTabs; ++number)
+        connect(new QShortcut(QKeySequence(Qt::ALT | static_cast<Qt::Key>(Qt::Key_1 + number)), this),
+                &QShortcut::activated, &app_, [this, number] {
+                    const auto index = static_cast<std::size_t>(number);
+                    if (index < app_.tabs().size() && !sheet_)
+                        app_.activateTab(app_.tabs()[index].id);
+                });
+    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &MainWindow::showContent);
+    connect(&app_, &AppModel::closeWindowRequested, this, &QWidget::close);
+    connect(pathBar_, &PathBar::editingEnded, this, &MainWindow::focusContent);
+    connect(search_, &SearchField::ended, this, &MainWindow::focusContent);
     connect(&app_, &AppModel::errorMessageChanged, this, &MainWindow::updateError);
     connect(&app_, &AppModel::reviewPlanChanged, this, &MainWindow::updateSheet);
     connect(&app_, &AppModel::sheetChanged, this, &MainWindow::updateSheet);
-    connect(&app_.activePane(), &PaneModel::locationChanged, this, &MainWindow::updateNavigation);
-    connect(&app_.activePane(), &PaneModel::preferencesChanged, this, &MainWindow::updateView);
-    updateNavigation();
-    updateView();
+    connect(&app_, &AppModel::activePaneChanged, this, &MainWindow::followPane);
+    connect(&app_, &AppModel::activePaneUpdated, this, &MainWindow::updateTitle);
+    followPane();
     updateError();
-    collection_->setFocus();
+    tabs_->focusActive();
 }
 
 MainWindow::~MainWindow() {
     // The views below refer to the model, which goes first as a member.
     delete sheet_;
     delete takeCentralWidget();
+    delete actions_;
 }
 
-QAction* MainWindow::addCommand(const QString& title, FileCommand command, const QList<QKeySequence>& keys) {
-    auto* action = new QAction(title, this);
-    action->setShortcuts(keys);
-    if (!keys.isEmpty())
-        action->setToolTip(title + QStringLiteral(" (") + keys.front().toString(QKeySequence::NativeText) +
-                           QStringLiteral(")"));
-    connect(action, &QAction::triggered, &app_, [this, command] { app_.perform(command); });
-    addAction(action);
-    commands_ << action;
-    return action;
+MorvCollectionView& MainWindow::collection() {
+    return tabs_->collection();
 }
 
-void MainWindow::buildActions() {
-    const auto key = [](QKeyCombination combination) { return QKeySequence(combination); };
-    back_ = addCommand(QStringLiteral("Back"), FileCommand::back,
-                       {key(Qt::ALT | Qt::Key_Left), key(Qt::CTRL | Qt::Key_BracketLeft)});
-    forward_ = addCommand(QStringLiteral("Forward"), FileCommand::forward,
-                          {key(Qt::ALT | Qt::Key_Right), key(Qt::CTRL | Qt::Key_BracketRight)});
-    up_ = addCommand(QStringLiteral("Enclosing Folder"), FileCommand::enclosingFolder,
-                     {key(Qt::ALT | Qt::Key_Up), key(Qt::CTRL | Qt::Key_Up), key(Qt::Key_Backspace)});
-    grid_ = addCommand(QStringLiteral("as Icons"), FileCommand::viewAsGrid, {key(Qt::CTRL | Qt::Key_1)});
-    list_ = addCommand(QStringLiteral("as List"), FileCommand::viewAsList, {key(Qt::CTRL | Qt::Key_2)});
-    hidden_ = addCommand(QStringLiteral("Show Hidden Files"), FileCommand::toggleHidden,
-                         {key(Qt::CTRL | Qt::Key_H), key(Qt::CTRL | Qt::SHIFT | Qt::Key_Period)});
-    for (auto* action : {grid_, list_, hidden_})
-        action->setCheckable(true);
+QWidget* MainWindow::buildBody() {
+    body_ = new QSplitter(this);
+    body_->setChildrenCollapsible(false);
+    body_->setHandleWidth(1);
+    sidebar_ = new Sidebar(app_, body_);
+    body_->addWidget(sidebar_);
+    content_ = new QStackedWidget(body_);
+    content_->addWidget(tabs_);
+    workspace_ = new WorkspaceView(app_, content_);
+    content_->addWidget(workspace_);
+    body_->addWidget(content_);
+    body_->setStretchFactor(0, 0);
+    body_->setStretchFactor(1, 1);
+    connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
+    connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
+    connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
+    return body_;
+}
 
-    addCommand(QStringLiteral("Open"), FileCommand::open, {key(Qt::CTRL | Qt::Key_O)});
-    addCommand(QStringLiteral("Rename…"), FileCommand::rename, {key(Qt::Key_F2)});
-    addCommand(QStringLiteral("Copy"), FileCommand::copy, {key(Qt::CTRL | Qt::Key_C)});
-    addCommand(QStringLiteral("Cut"), FileCommand::cut, {key(Qt::CTRL | Qt::Key_X)});
-    addCommand(QStringLiteral("Paste"), FileCommand::paste, {key(Qt::CTRL | Qt::Key_V)});
-    addCommand(QStringLiteral("Move Copied Items Here"), FileCommand::movePaste,
-               {key(Qt::CTRL | Qt::ALT | Qt::Key_V)});
-    addCommand(QStringLiteral("Duplicate"), FileCommand::duplicate, {key(Qt::CTRL | Qt::Key_D)});
-    addCommand(QStringLiteral("Move to Trash"), FileCommand::trash,
-               {key(Qt::Key_Delete), key(Qt::CTRL | Qt::Key_Backspace)});
-    addCommand(QStringLiteral("New Folder…"), FileCommand::newFolder,
-               {key(Qt::CTRL | Qt::SHIFT | Qt::Key_N)});
-    addCommand(QStringLiteral("Tags…"), FileCommand::tags, {});
-    addCommand(QStringLiteral("Make Alias"), FileCommand::alias, {});
-    addCommand(QStringLiteral("Undo"), FileCommand::undo, {key(Qt::CTRL | Qt::Key_Z)});
-    addCommand(QStringLiteral("Activity & Recovery…"), FileCommand::activity, {});
-    addCommand(QStringLiteral("Go to Folder…"), FileCommand::editPath,
-               {key(Qt::CTRL | Qt::Key_L), key(Qt::CTRL | Qt::SHIFT | Qt::Key_G)});
-    addCommand(QStringLiteral("Larger Icons"), FileCommand::increaseIconSize,
-               {key(Qt::CTRL | Qt::Key_Plus), key(Qt::CTRL | Qt::Key_Equal)});
-    addCommand(QStringLiteral("Smaller Icons"), FileCommand::decreaseIconSize,
-               {key(Qt::CTRL | Qt::Key_Minus)});
-    addCommand(QStringLiteral("Refresh"), FileCommand::refresh, {key(Qt::Key_F5), key(Qt::CTRL | Qt::Key_R)});
+void MainWindow::showContent() {
+    QWidget* wanted = app_.selectedWorkspaceID() ? static_cast<QWidget*>(workspace_) : tabs_;
+    if (content_->currentWidget() == wanted)
+        return;
+    const bool hadFocus = content_->isAncestorOf(QApplication::focusWidget());
+    content_->setCurrentWidget(wanted);
+    if (hadFocus)
+        focusContent();
+    updateTitle();
+}
 
-    const auto addView = [&](const QString& title, QKeyCombination combination, auto run) {
-        auto* action = new QAction(title, this);
-        action->setShortcut(QKeySequence(combination));
-        connect(action, &QAction::triggered, this, run);
-        addAction(action);
-        commands_ << action;
-    };
-    addView(QStringLiteral("Select All"), Qt::CTRL | Qt::Key_A, [this] { collection_->selectAll(); });
-    addView(QStringLiteral("Invert Selection"), Qt::CTRL | Qt::SHIFT | Qt::Key_I,
-            [this] { collection_->invertSelection(); });
-    addView(QStringLiteral("Close Window"), Qt::CTRL | Qt::Key_W, [this] { close(); });
+void MainWindow::focusContent() {
+    if (app_.selectedWorkspaceID())
+        workspace_->setFocus();
+    else
+        tabs_->focusActive();
+}
+
+void MainWindow::fillWorkspaceMenu() {
+    workspaceMenu_->clear();
+    const auto& workspaces = app_.library().workspaceList();
+    for (std::size_t i = 0; i < workspaces.size(); ++i) {
+        auto title = shown(workspaces[i].name);
+        auto* action = workspaceMenu_->addAction(workspaceMark(workspaces[i].color),
+                                                 title.replace(QLatin1Char('&'), QLatin1String("&&")));
+        connect(action, &QAction::triggered, &app_, [this, i] { app_.openWorkspace(i); });
+    }
+    if (!workspaces.empty())
+        workspaceMenu_->addSeparator();
+    workspaceMenu_->addAction(actions_->action(FileCommand::newWorkspace));
+}
+
+void MainWindow::settleSidebar() {
+    using Mode = SidebarColumn::Mode;
+    const bool isShown = app_.showSidebar();
+    sidebar_->setVisible(isShown);
+    const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
+    if (width)
+        body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    settleSidebar();
+}
+
+/// False when it is no command of a text field.
+static bool editText(QLineEdit& field, FileCommand command) {
+    switch (command) {
+    case FileCommand::undo:
+        field.undo();
+        return true;
+    case FileCommand::redo:
+        field.redo();
+        return true;
+    case FileCommand::cut:
+        field.cut();
+        return true;
+    case FileCommand::copy:
+        field.copy();
+        return true;
+    case FileCommand::paste:
+        field.paste();
+        return true;
+    case FileCommand::selectAll:
+        field.selectAll();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void MainWindow::carryOut(FileCommand command) {
+    auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    if (field && isAncestorOf(field) && editText(*field, command))
+        return;
+    app_.perform(command);
+}
+
+void MainWindow::chooseFolder() {
+    auto* dialog = new QFileDialog(this, QStringLiteral("Open Folder"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    dialog->setDirectory(QFile::decodeName(QByteArray::fromStdString(app_.activePane().location().path())));
+    connect(dialog, &QFileDialog::fileSelected, &app_, [this](const QString& path) {
+        if (!path.isEmpty())
+            app_.open(FileURL::fromPath(QFile::encodeName(path).toStdString()));
+    });
+    dialog->open();
 }
 
 QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString& icon) {
@@ -165,12 +260,14 @@ QWidget* MainWindow::buildToolbar() {
     auto* row = new QHBoxLayout(bar);
     row->setContentsMargins(Space::small, Space::small, Space::small, Space::small);
     row->setSpacing(Space::tiny);
-    addButton(bar, back_, QStringLiteral("go-previous"));
-    addButton(bar, forward_, QStringLiteral("go-next"));
-    addButton(bar, up_, QStringLiteral("go-up"));
+    addButton(bar, actions_->action(FileCommand::back), QStringLiteral("go-previous"));
+    addButton(bar, actions_->action(FileCommand::forward), QStringLiteral("go-next"));
+    addButton(bar, actions_->action(FileCommand::enclosingFolder), QStringLiteral("go-up"));
     row->addSpacing(Space::tiny);
     pathBar_ = new PathBar(app_.activePane(), bar);
-    row->addWidget(pathBar_, 1);
+    row->addWidget(pathBar_, 3);
+    search_ = new SearchField(app_, bar);
+    row->addWidget(search_, 1);
     row->addSpacing(Space::tiny);
 
     auto* segments = new QFrame(bar);
@@ -178,16 +275,14 @@ QWidget* MainWindow::buildToolbar() {
     auto* inner = new QHBoxLayout(segments);
     inner->setContentsMargins(1, 1, 1, 1);
     inner->setSpacing(0);
-    addButton(segments, grid_, QStringLiteral("view-list-icons"));
-    addButton(segments, list_, QStringLiteral("view-list-details"));
+    addButton(segments, actions_->action(FileCommand::viewAsGrid), QStringLiteral("view-list-icons"));
+    addButton(segments, actions_->action(FileCommand::viewAsList), QStringLiteral("view-list-details"));
     row->addWidget(segments);
 
     auto* sort = new QAction(QStringLiteral("Sort and View"), this);
     buildSortMenu(addButton(bar, sort, QStringLiteral("view-sort-ascending")));
-    auto* newFolder = new QAction(QStringLiteral("New Folder…"), this);
-    newFolder->setToolTip(QStringLiteral("New Folder (Ctrl+Shift+N)"));
-    connect(newFolder, &QAction::triggered, &app_, [this] { app_.perform(FileCommand::newFolder); });
-    addButton(bar, newFolder, QStringLiteral("folder-new"));
+    addButton(bar, actions_->action(FileCommand::toggleSplit), QStringLiteral("view-split-left-right"));
+    addButton(bar, actions_->action(FileCommand::newFolder), QStringLiteral("folder-new"));
     connect(&Theme::shared(), &Theme::changed, this, &MainWindow::retint);
     return bar;
 }
@@ -209,7 +304,7 @@ void MainWindow::buildSortMenu(QToolButton* button) {
         action->setData(ascending);
     }
     menu->addSeparator();
-    menu->addAction(hidden_);
+    menu->addAction(actions_->action(FileCommand::toggleHidden));
     const auto change = [this](auto apply) {
         auto preferences = app_.activePane().preferences();
         apply(preferences);
@@ -223,6 +318,7 @@ void MainWindow::buildSortMenu(QToolButton* button) {
     connect(directions_, &QActionGroup::triggered, this, [change](QAction* action) {
         change([action](auto& preferences) { preferences.ascending = action->data().toBool(); });
     });
+    connect(menu, &QMenu::aboutToShow, this, &MainWindow::updateSortMenu);
     button->setMenu(menu);
     button->setPopupMode(QToolButton::InstantPopup);
 }
@@ -247,19 +343,23 @@ QWidget* MainWindow::buildErrorLine() {
     return frame;
 }
 
-void MainWindow::updateNavigation() {
-    const auto& pane = app_.activePane();
-    back_->setEnabled(pane.canGoBack());
-    forward_->setEnabled(pane.canGoForward());
-    up_->setEnabled(!pane.location().isRoot());
-    setWindowTitle(shown(pane.location().lastComponent()) + QStringLiteral(" — Morv"));
+void MainWindow::followPane() {
+    pathBar_->setPane(app_.activePane());
+    updateTitle();
 }
 
-void MainWindow::updateView() {
+void MainWindow::updateTitle() {
+    const auto& location = app_.activePane().location();
+    const auto& selected = app_.selectedWorkspaceID();
+    const auto* workspace = selected ? app_.library().workspace(*selected) : nullptr;
+    const auto name = workspace           ? shown(workspace->name)
+                      : location.isRoot() ? QStringLiteral("Computer")
+                                          : shown(location.lastComponent());
+    setWindowTitle(name + QStringLiteral(" — Morv"));
+}
+
+void MainWindow::updateSortMenu() {
     const auto& preferences = app_.activePane().preferences();
-    grid_->setChecked(preferences.view != BrowserViewMode::list);
-    list_->setChecked(preferences.view == BrowserViewMode::list);
-    hidden_->setChecked(preferences.showHidden);
     for (auto* action : sorts_->actions())
         action->setChecked(action->data().toInt() == static_cast<int>(preferences.sort));
     for (auto* action : directions_->actions())
@@ -272,18 +372,18 @@ void MainWindow::updateError() {
 }
 
 void MainWindow::updateSheet() {
-    // A sheet may be in the middle of the click that ends it.
+    // What was unchecked in a review stands, whatever is to be shown after it.
+    const auto* review = qobject_cast<ReviewSheet*>(sheet_.data());
+    if (review && app_.reviewPlan() && review->planID() == app_.reviewPlan()->id)
+        return;
     if (sheet_) {
-        sheet_->hide();
-        sheet_->deleteLater();
-        sheet_ = nullptr;
-        collection_->setFocus();
+        focusContent();
+        std::exchange(sheet_, nullptr)->leave();
     }
     const bool wanted = app_.reviewPlan() || app_.sheet();
-    for (auto* action : std::as_const(commands_))
-        action->setEnabled(!wanted);
+    actions_->setAsleep(wanted);
     if (!wanted)
-        return updateNavigation();
+        return;
     if (app_.reviewPlan()) {
         sheet_ = new ReviewSheet(app_, *app_.reviewPlan(), this);
         return;
@@ -298,6 +398,20 @@ void MainWindow::updateSheet() {
     case AppSheet::tags:
         sheet_ = new TagsSheet(app_, this);
         break;
+    case AppSheet::workspace:
+    case AppSheet::editWorkspace:
+        sheet_ = new WorkspaceSheet(app_, this);
+        break;
+    case AppSheet::commands:
+        sheet_ = new QuickActionsSheet(app_, this);
+        break;
+    case AppSheet::keyBindings:
+        sheet_ = new KeyBindingsSheet(app_, this);
+        break;
+    default:
+        // Not offered by any action of this window.
+        app_.closeSheet();
+        break;
     }
 }
 
@@ -308,17 +422,22 @@ void MainWindow::retint() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (!services_.engine.hasActiveOperation())
+    const auto answer = services_.windows.applicationShouldTerminate();
+    if (answer.verdict != QuitAnswer::Verdict::refuse)
         return event->accept();
     event->ignore();
-    auto* box =
-        new QMessageBox(QMessageBox::Information, QStringLiteral("Files are still being processed"),
-                        QStringLiteral("Files are still being processed"), QMessageBox::NoButton, this);
+    messageOf(answer)->open();
+}
+
+QMessageBox* MainWindow::messageOf(const QuitAnswer& answer) {
+    const auto title = ours(answer.title);
+    auto* box = new QMessageBox(QMessageBox::Information, title, title, QMessageBox::NoButton, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setInformativeText(QStringLiteral(
-        "Keep Morv open until the current operation finishes, or cancel it in Activity before quitting."));
-    box->addButton(QStringLiteral("Keep Morv Open"), QMessageBox::AcceptRole);
-    box->open();
+    box->setInformativeText(ours(answer.text));
+    for (const auto& button : answer.buttons)
+        box->addButton(ours(button), QMessageBox::AcceptRole);
+    box->setEscapeButton(box->buttons().front());
+    return box;
 }
 
 } // namespace morv

@@ -1,5 +1,5 @@
-// A window: bars, one pane's files, progress, status, and the sheets over them. It only shows its model and
-// hands it commands. Main thread.
+// A window: menus and bars, tabs of files, progress, status, and the sheets over them. It only shows its
+// model and hands it commands. Main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
@@ -10,12 +10,21 @@
 
 class QActionGroup;
 class QLabel;
+class QMenu;
+class QMessageBox;
+class QSplitter;
+class QStackedWidget;
 class QToolButton;
 
 namespace morv {
 
 class MorvCollectionView;
 class PathBar;
+class SearchField;
+class Sidebar;
+class TabArea;
+class WindowActions;
+class WorkspaceView;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -26,42 +35,55 @@ public:
     ~MainWindow() override;
 
     AppModel& model() { return app_; }
-    MorvCollectionView& collection() { return *collection_; }
+    /// The active pane's.
+    MorvCollectionView& collection();
     PathBar& pathBar() { return *pathBar_; }
     Sheet* sheet() const { return sheet_; }
 
 protected:
     /// Refused while files are being processed.
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    /// Its buttons are those of the answer; Escape is the first of them. It deletes itself.
+    QMessageBox* messageOf(const QuitAnswer& answer);
 
 private:
     QWidget* buildToolbar();
     QWidget* buildErrorLine();
-    void buildActions();
-    QAction* addCommand(const QString& title, FileCommand command, const QList<QKeySequence>& keys);
+    QWidget* buildBody();
+    /// The tabs, or the workspace that is selected.
+    void showContent();
+    void focusContent();
+    void fillWorkspaceMenu();
+    /// Shows or hides the sidebar and gives it the width it had.
+    void settleSidebar();
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
+    void carryOut(FileCommand command);
+    void chooseFolder();
     void buildSortMenu(QToolButton* button);
-    void updateNavigation();
-    void updateView();
+    void followPane();
+    void updateTitle();
+    void updateSortMenu();
     void updateError();
     void updateSheet();
     void retint();
 
     AppModel app_;
     MorvServices& services_;
-    MorvCollectionView* collection_;
+    WindowActions* actions_;
+    TabArea* tabs_ = nullptr;
+    Sidebar* sidebar_ = nullptr;
+    WorkspaceView* workspace_ = nullptr;
+    QStackedWidget* content_ = nullptr;
+    QSplitter* body_ = nullptr;
+    QMenu* workspaceMenu_ = nullptr;
+    SidebarColumn column_;
     PathBar* pathBar_ = nullptr;
+    SearchField* search_ = nullptr;
     QWidget* errorLine_ = nullptr;
     QLabel* errorText_ = nullptr;
-    QAction* back_ = nullptr;
-    QAction* forward_ = nullptr;
-    QAction* up_ = nullptr;
-    QAction* grid_ = nullptr;
-    QAction* list_ = nullptr;
-    QAction* hidden_ = nullptr;
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
-    QList<QAction*> commands_; ///< asleep while a sheet is up
     QPointer<Sheet> sheet_;
 };
 

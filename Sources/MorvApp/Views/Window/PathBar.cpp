@@ -22,7 +22,7 @@ constexpr int widestCrumb = 220;
 
 } // namespace
 
-PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(pane) {
+PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(&pane) {
     setObjectName(QStringLiteral("pathField"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setCursor(Qt::IBeamCursor);
@@ -43,7 +43,13 @@ PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(pane)
     editor_->installEventFilter(this);
     editor_->hide();
     connect(editor_, &QLineEdit::returnPressed, this, &PathBar::commit);
-    connect(&pane_, &PaneModel::locationChanged, this, &PathBar::rebuild);
+    setPane(pane);
+}
+
+void PathBar::setPane(PaneModel& pane) {
+    disconnect(following_);
+    pane_ = &pane;
+    following_ = connect(pane_, &PaneModel::locationChanged, this, &PathBar::rebuild);
     rebuild();
 }
 
@@ -72,7 +78,7 @@ void PathBar::rebuild() {
     }
     crumbs_.clear();
 
-    std::vector<FileURL> way{pane_.location()};
+    std::vector<FileURL> way{pane_->location()};
     const auto home = homeFolder();
     while (!way.back().isRoot() && way.back() != home)
         way.push_back(way.back().parent());
@@ -97,7 +103,7 @@ void PathBar::rebuild() {
         name = button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb);
         button->setText(name.replace(QLatin1Char('&'), QLatin1String("&&")));
         connect(button, &QToolButton::clicked, this,
-                [this, folder] { pane_.navigate(folder, PaneModel::History::record); });
+                [this, folder] { pane_->navigate(folder, PaneModel::History::record); });
         layout_->insertWidget(place++, button);
         button->show();
         if (arrow)
@@ -136,12 +142,12 @@ void PathBar::showHiddenFolders() {
     for (const auto& crumb : crumbs_)
         if (!crumb.button->isVisible())
             connect(menu->addAction(crumb.button->text()), &QAction::triggered, this,
-                    [this, folder = crumb.folder] { pane_.navigate(folder, PaneModel::History::record); });
+                    [this, folder = crumb.folder] { pane_->navigate(folder, PaneModel::History::record); });
     menu->popup(overflow_->mapToGlobal(QPoint(0, overflow_->height())));
 }
 
 void PathBar::beginEditing() {
-    originalText_ = shown(pane_.location().path());
+    originalText_ = shown(pane_->location().path());
     editor_->setText(originalText_);
     editor_->setGeometry(rect());
     editor_->show();
@@ -164,10 +170,10 @@ void PathBar::endEditing() {
 void PathBar::commit() {
     const auto text = editor_->text();
     const bool isSame = text == originalText_ || text.trimmed().isEmpty();
-    const auto target = isSame ? pane_.location() : typedLocation(text, pane_.location());
+    const auto target = isSame ? pane_->location() : typedLocation(text, pane_->location());
     endEditing();
     if (!isSame)
-        pane_.navigate(target, PaneModel::History::record);
+        pane_->navigate(target, PaneModel::History::record);
 }
 
 void PathBar::mousePressEvent(QMouseEvent* event) {
@@ -181,6 +187,11 @@ void PathBar::resizeEvent(QResizeEvent*) {
 }
 
 bool PathBar::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == editor_ && event->type() == QEvent::ShortcutOverride &&
+        editsText(*static_cast<const QKeyEvent*>(event))) {
+        event->accept();
+        return true;
+    }
     if (watched == editor_ && event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
         endEditing();

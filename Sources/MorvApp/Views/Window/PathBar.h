@@ -19,6 +19,9 @@ class PathBar : public QFrame {
 public:
     explicit PathBar(PaneModel& pane, QWidget* parent = nullptr);
 
+    /// Shows another pane's place; the one before may go afterwards.
+    void setPane(PaneModel& pane);
+
     void beginEditing();
     bool isEditing() const;
     QSize sizeHint() const override;
@@ -46,7 +49,8 @@ private:
     void commit();
     void showHiddenFolders();
 
-    PaneModel& pane_;
+    PaneModel* pane_;
+    QMetaObject::Connection following_;
     QHBoxLayout* layout_;
     QToolButton* overflow_;
     std::vector<Crumb> crumbs_;

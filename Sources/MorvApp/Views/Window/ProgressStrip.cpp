@@ -50,7 +50,7 @@ ProgressStrip::ProgressStrip(AppModel& app, QWidget* parent) : QFrame(parent), a
     bar_->setTextVisible(false);
     auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
     cancel->setObjectName(QStringLiteral("cancelOperation"));
-    connect(cancel, &QPushButton::clicked, &app_, &AppModel::cancelOperation);
+    connect(cancel, &QPushButton::clicked, &app_, [this] { app_.cancelOperation(); });
     grid->addWidget(phase_, 0, 0);
     grid->addWidget(amounts_, 0, 1);
     grid->addWidget(bar_, 1, 0, 1, 2);

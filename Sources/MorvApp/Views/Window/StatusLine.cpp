@@ -33,9 +33,9 @@ StatusLine::StatusLine(AppModel& app, QWidget* parent) : QFrame(parent), app_(ap
     row->addWidget(status_, 1);
     row->addWidget(activity);
     connect(&app_, &AppModel::statusChanged, this, &StatusLine::update);
-    connect(&app_.activePane(), &PaneModel::selectionChanged, this, &StatusLine::schedule);
-    connect(&app_.activePane(), &PaneModel::entriesChanged, this, &StatusLine::schedule);
-    connect(&app_.activePane(), &PaneModel::isLoadingChanged, this, &StatusLine::schedule);
+    connect(&app_, &AppModel::activePaneUpdated, this, &StatusLine::schedule);
+    connect(&app_, &AppModel::activePaneChanged, this, &StatusLine::schedule);
+    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &StatusLine::schedule);
     update();
 }
 
@@ -57,9 +57,10 @@ void StatusLine::resizeEvent(QResizeEvent*) {
 }
 
 void StatusLine::update() {
-    const auto& pane = app_.activePane();
-    const auto selected = pane.selection().size();
-    const auto total = shownCount(pane.entries().size());
+    const auto& pane = app_.currentPane();
+    // What a filter hides is not counted; without one nothing has to be looked through.
+    const auto selected = pane.kindFilter() ? pane.selectedEntries().size() : pane.selection().size();
+    const auto total = shownCount(pane.displayedEntries().size());
     QString text = total;
     if (selected > 0) {
         text = QStringLiteral("%1 of %2 selected").arg(selected).arg(total);
@@ -68,7 +69,8 @@ void StatusLine::update() {
     } else if (pane.isLoading()) {
         text += QStringLiteral(" · Reading…");
     }
-    counts_->setText(text);
+    // A workspace tells its own counts.
+    counts_->setText(app_.selectedWorkspaceID() ? QString() : text);
     const auto status = app_.status() ? shown(*app_.status()) : QString();
     status_->setText(status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width()));
     status_->setToolTip(status);

@@ -1,0 +1,162 @@
+#include "MorvApp/Views/Window/WindowActions.h"
+
+#include "MorvApp/Model/AppModel.h"
+
+#include <QAction>
+#include <QKeySequence>
+#include <QMenu>
+#include <QMenuBar>
+#include <QSet>
+#include <algorithm>
+#include <array>
+
+namespace morv {
+
+namespace {
+
+QString text(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
+QString escaped(QString title) {
+    return title.replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
+constexpr std::array menus = {CommandMenu::file, CommandMenu::edit, CommandMenu::view, CommandMenu::go,
+                              CommandMenu::files};
+
+} // namespace
+
+WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(FileCommand)> carryOut)
+    : QObject(&window), app_(app), keys_(app.services().keys) {
+    for (const auto& row : FileManagerCommands::rows()) {
+        if (!isOffered(row.command))
+            continue;
+        auto* action = new QAction(escaped(text(row.title)), this);
+        action->setCheckable(FileManagerCommands::isChecked(row.command, app).has_value());
+        connect(action, &QAction::triggered, this, [carryOut, command = row.command] { carryOut(command); });
+        window.addAction(action);
+        actions_.emplace(row.command, action);
+    }
+    // At once and not in a later turn: the next key may be in the queue already.
+    for (const auto signal : {&AppModel::activePaneUpdated, &AppModel::activePaneChanged,
+                              &AppModel::tabsChanged, &AppModel::showSidebarChanged,
+                              &AppModel::showInspectorChanged, &AppModel::selectedWorkspaceChanged})
+        connect(&app_, signal, this, &WindowActions::update);
+    connect(&keys_, &KeyBindings::changed, this, [this] {
+        readKeys();
+        assignKeys();
+    });
+    readKeys();
+    update();
+    assignKeys();
+}
+
+bool WindowActions::isOffered(FileCommand command) {
+    static const QSet<int> later = [] {
+        QSet<int> set;
+        for (const auto without :
+             {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::compress,
+              FileCommand::extract, FileCommand::appearance, FileCommand::tidy, FileCommand::smartClean,
+              FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
+              FileCommand::connect, FileCommand::terminal, FileCommand::editor, FileCommand::toggleInspector,
+              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+            set.insert(static_cast<int>(without));
+        return set;
+    }();
+    return !later.contains(static_cast<int>(command));
+}
+
+void WindowActions::fill(QMenuBar& bar) {
+    for (const auto place : menus) {
+        auto* menu = bar.addMenu(text(title(place)));
+        for (const auto& row : FileManagerCommands::rows()) {
+            if (row.menu != place || !isOffered(row.command))
+                continue;
+            if (row.startsGroup)
+                menu->addSeparator();
+            menu->addAction(action(row.command));
+        }
+    }
+}
+
+void WindowActions::fill(QMenu& menu, const std::vector<std::vector<FileCommand>>& groups) const {
+    for (const auto& group : groups) {
+        bool isFirst = true;
+        for (const auto command : group) {
+            if (!isOffered(command) || !action(command)->isEnabled())
+                continue;
+            if (isFirst && !menu.isEmpty())
+                menu.addSeparator();
+            isFirst = false;
+            menu.addAction(action(command));
+        }
+    }
+}
+
+void WindowActions::setAsleep(bool asleep) {
+    isAsleep_ = asleep;
+    update();
+}
+
+void WindowActions::update() {
+    bool keysMove = false;
+    for (const auto& [command, action] : actions_) {
+        const bool isEnabled = !isAsleep_ && FileManagerCommands::isEnabled(command, &app_);
+        keysMove = keysMove || isEnabled != action->isEnabled();
+        action->setEnabled(isEnabled);
+        action->setText(escaped(text(FileManagerCommands::titleNow(command, &app_))));
+        if (const auto on = FileManagerCommands::isChecked(command, app_))
+            action->setChecked(*on);
+    }
+    if (keysMove)
+        assignKeys();
+}
+
+void WindowActions::readKeys() {
+    sequences_.clear();
+    returnCommand_.reset();
+    for (const auto& row : FileManagerCommands::rows()) {
+        if (!isOffered(row.command))
+            continue;
+        for (const auto& key : keys_.keys(row.command)) {
+            const QKeySequence sequence(text(key), QKeySequence::PortableText);
+            if (sequence == QKeySequence(Qt::Key_Return) || sequence == QKeySequence(Qt::Key_Enter)) {
+                if (!returnCommand_)
+                    returnCommand_ = row.command;
+            } else if (!sequence.isEmpty()) {
+                sequences_[row.command] << sequence;
+            }
+        }
+    }
+}
+
+void WindowActions::assignKeys() {
+    // Qt runs neither of two enabled actions with one key, so only one of them carries it at a time.
+    QSet<QString> taken;
+    for (const auto& row : FileManagerCommands::rows()) {
+        const auto found = actions_.find(row.command);
+        if (found == actions_.end())
+            continue;
+        auto* action = found->second;
+        QList<QKeySequence> keys;
+        for (const auto& sequence : sequences_[row.command]) {
+            const auto name = sequence.toString();
+            if (action->isEnabled() && taken.contains(name))
+                continue;
+            if (action->isEnabled())
+                taken.insert(name);
+            keys << sequence;
+        }
+        if (action->shortcuts() != keys)
+            action->setShortcuts(keys);
+        const auto tip = keys.isEmpty()
+                             ? action->iconText()
+                             : action->iconText() + QStringLiteral(" (") +
+                                   keys.front().toString(QKeySequence::NativeText) + QStringLiteral(")");
+        if (action->toolTip() != tip)
+            action->setToolTip(tip);
+    }
+}
+
+} // namespace morv

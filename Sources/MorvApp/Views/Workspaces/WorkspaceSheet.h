@@ -1,0 +1,36 @@
+// Makes a workspace, or changes one: its name, its colour and its references. Main thread.
+#pragma once
+
+#include "MorvApp/Views/Sheets/Sheet.h"
+#include "MorvCore/Workspaces/WorkspaceRepository.h"
+
+class QComboBox;
+class QLineEdit;
+class QListWidget;
+
+namespace morv {
+
+class AppModel;
+
+class WorkspaceSheet : public Sheet {
+    Q_OBJECT
+
+public:
+    /// Edits the model's editingWorkspace(); without one it makes a new workspace of workspaceDraft().
+    WorkspaceSheet(AppModel& app, QWidget* window);
+
+private:
+    void addReferences();
+    void showReferences();
+    void save();
+
+    AppModel& app_;
+    Workspace workspace_;
+    const bool isNew_;
+    QLineEdit* name_;
+    QComboBox* color_;
+    QListWidget* references_;
+    QLabel* problem_;
+};
+
+} // namespace morv
