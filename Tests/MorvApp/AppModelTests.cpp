@@ -1,10 +1,12 @@
 #include "MorvApp/Model/AppModel.h"
 #include "MorvCore/Platform/UserFolders.h"
+#include "MorvCore/Review/SuggestionMemoryStore.h"
 #include "Tests/MorvApp/Support.h"
 
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <latch>
 #include <mutex>
 #include <sqlite3.h>
 
@@ -16,27 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class AppModelTest : public test::FolderTest {
-protected:
-    static bool idle(AppModel& app) {
-        return eventually([&] { return !app.isOperating() && !app.activePane().isLoading(); });
-    }
-    static void select(AppModel& app, const std::vector<std::string>& wanted) {
-        EntrySelection selection;
-        app.activePane().entries().forEach([&](const FileEntry& entry) {
-            if (std::ranges::find(wanted, entry.name) != wanted.end())
-                selection.emplace(entry);
-        });
-        app.activePane().setSelection(selection);
-    }
-    bool ended(AppModel& app, std::size_t receipts) {
-        return eventually(
-                   [&] { return app.receipts().size() == receipts && !app.receipts().front().isActive(); }) &&
-               idle(app);
-    }
-
-    test::MemoryBoard board;
-};
+using AppModelTest = test::ModelTest;
 
 TEST_F(AppModelTest, aPlanWithAWarningWaitsAndAnyOtherRunsAtOnce) {
     file("a.txt");
@@ -63,6 +45,8 @@ TEST_F(AppModelTest, aPlanWithAWarningWaitsAndAnyOtherRunsAtOnce) {
     EXPECT_TRUE(app.isOperating());
     ASSERT_TRUE(ended(app, 1));
     EXPECT_THAT(names(work), ElementsAre("a 2.txt", "a.txt", "b.txt"));
+    ASSERT_TRUE(eventually(
+        [&] { return app.activePane().selectedURLs() == std::vector<FileURL>{work.child("a 2.txt")}; }));
 
     select(app, {"b.txt"});
     app.perform(FileCommand::duplicate);
@@ -125,6 +109,123 @@ TEST_F(AppModelTest, theStatusTellsHowAnOperationEnded) {
     ASSERT_TRUE(eventually([&] { return app.errorMessage().has_value(); }));
     EXPECT_EQ(app.errorMessage(), "Select at least one file.");
     EXPECT_EQ(app.status(), status) << "nothing to undo says nothing";
+}
+
+TEST_F(AppModelTest, aReviewIsExecutedOnceAndOnlyAfterItsValidation) {
+    const auto source = file("a.txt");
+    std::latch begun(1), go(1), begunAgain(1), goAgain(1);
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    const auto offered = [&](std::latch& validating, std::latch& mayEnd) {
+        OperationRequest request;
+        request.kind = OperationKind::duplicate;
+        request.sources = {source};
+        app.offer(services.engine.plan(request, {}), [&](const std::stop_token&) {
+            validating.count_down();
+            mayEnd.wait();
+        });
+        return *app.reviewPlan();
+    };
+    const auto plan = offered(begun, go);
+    app.commitReview(plan);
+    app.commitReview(plan);
+    begun.wait();
+    EXPECT_TRUE(app.reviewPlan()) << "a second press does not go past the validation";
+    go.count_down();
+    ASSERT_TRUE(ended(app, 1));
+    EXPECT_FALSE(app.errorMessage());
+
+    app.commitReview(offered(begunAgain, goAgain));
+    begunAgain.wait();
+    app.cancelReview();
+    goAgain.count_down();
+    EXPECT_TRUE(idle(app));
+    bool passed = false;
+    TaskScope probe(services.pools);
+    probe.run(
+        TaskLane::operations, [](const std::stop_token&) {}, [&] { passed = true; },
+        [](const std::exception_ptr&) {});
+    ASSERT_TRUE(eventually([&] { return passed; }));
+    EXPECT_THAT(services.engine.history(), SizeIs(1)) << "a cancelled review is never executed";
+}
+
+TEST_F(AppModelTest, aReviewStaysWhenAnotherPlanRuns) {
+    const auto source = file("a.txt");
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    OperationRequest request;
+    request.kind = OperationKind::trash;
+    request.sources = {source};
+    app.offer(services.engine.plan(request, {}), {});
+    request.sources = {file("b.txt")};
+    request.kind = OperationKind::duplicate;
+    app.execute(services.engine.plan(request, {}));
+    ASSERT_TRUE(ended(app, 1));
+    ASSERT_TRUE(app.reviewPlan());
+    EXPECT_EQ(app.reviewPlan()->kind, OperationKind::trash);
+    const auto plan = *app.reviewPlan();
+    app.commitReview(plan);
+    EXPECT_FALSE(app.reviewPlan());
+    ASSERT_TRUE(ended(app, 2));
+}
+
+TEST_F(AppModelTest, resultsAreNotSelectedOverWhatTheUserHasSelectedSince) {
+    file("a.txt");
+    file("b.txt");
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    select(app, {"a.txt"});
+    OperationRequest request;
+    request.kind = OperationKind::duplicate;
+    request.sources = {work.child("a.txt")};
+    app.execute(services.engine.plan(request, {}));
+    select(app, {"b.txt"});
+    ASSERT_TRUE(ended(app, 1));
+    ASSERT_TRUE(eventually([&] { return app.activePane().entries().size() == 3; }) && idle(app));
+    EXPECT_THAT(app.activePane().selectedURLs(), ElementsAre(work.child("b.txt")));
+}
+
+TEST_F(AppModelTest, cancellingStopsEveryPlanInTheMaking) {
+    const auto large = file("large");
+    std::filesystem::resize_file(large.path(), 1'000'000'000);
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    select(app, {"large"});
+    app.perform(FileCommand::duplicate);
+    app.perform(FileCommand::duplicate);
+    ASSERT_TRUE(eventually([&] { return app.progress().has_value(); }));
+    app.cancelOperation();
+    EXPECT_FALSE(app.progress());
+    // Another reading of the same bytes lasts as long as a plan that went on.
+    bool passed = false;
+    TaskScope probe(services.pools);
+    probe.run(
+        TaskLane::reading,
+        [&](const std::stop_token& stop) { return services.engine.fingerprint(large, stop); },
+        [&](const FileFingerprint&) { passed = true; }, [](const std::exception_ptr&) {});
+    ASSERT_TRUE(eventually([&] { return passed || app.progress(); }));
+    EXPECT_FALSE(app.progress()) << "none goes on behind the user’s back";
+    EXPECT_TRUE(eventually([&] { return passed; }));
+    EXPECT_THAT(services.engine.history(), IsEmpty());
+}
+
+TEST_F(AppModelTest, aCutThatAnotherWindowPastedIsNoMoveAnyMore) {
+    file("a.txt");
+    const auto target = folder("target");
+    MorvServices services(environment());
+    AppModel first(services, board, work);
+    AppModel second(services, board, target);
+    ASSERT_TRUE(idle(first) && idle(second));
+    select(first, {"a.txt"});
+    first.perform(FileCommand::cut);
+    second.perform(FileCommand::paste);
+    ASSERT_TRUE(ended(second, 1));
+    EXPECT_TRUE(eventually([&] { return first.clipboard().read().mode == FileClipboard::Mode::copy; }));
+    EXPECT_THAT(first.clipboard().read().urls, ElementsAre(target.child("a.txt")));
 }
 
 TEST_F(AppModelTest, somethingThatFailedOpensActivity) {
@@ -195,8 +296,15 @@ TEST_F(AppModelTest, aHistoryReadNeverRollsBackWhatTheStreamBrought) {
     const auto statusOf = [&](const UUID& id) {
         return std::ranges::find(app.receipts(), id, &OperationReceipt::id)->status;
     };
-    std::thread undoing([&] { services.engine.undo(undone, {}); });
-    const bool streamed = eventually([&] { return statusOf(undone) == OperationStatus::undone; });
+    OperationRequest later;
+    later.kind = OperationKind::duplicate;
+    later.sources = {work.child("a.txt")};
+    std::thread undoing([&] {
+        services.engine.undo(undone, {});
+        services.engine.execute(services.engine.plan(later, {}), {});
+    });
+    const bool streamed =
+        eventually([&] { return statusOf(undone) == OperationStatus::undone && app.receipts().size() == 3; });
     bool rolledBack = false;
     int publications = 0;
     QObject::connect(&app, &AppModel::receiptsChanged, [&] {
@@ -212,7 +320,7 @@ TEST_F(AppModelTest, aHistoryReadNeverRollsBackWhatTheStreamBrought) {
     undoing.join();
     EXPECT_TRUE(streamed);
     EXPECT_FALSE(rolledBack);
-    EXPECT_THAT(app.receipts(), SizeIs(2));
+    EXPECT_THAT(app.receipts(), SizeIs(3)) << "what began after the reading did is not forgotten";
 }
 
 TEST_F(AppModelTest, aCutMovesOnceAndIsThenACopy) {
@@ -248,6 +356,103 @@ TEST_F(AppModelTest, anOperationOutlivesItsWindowAndReachesEveryOther) {
     EXPECT_EQ(other.receipts().front().status, OperationStatus::completed);
     EXPECT_TRUE(eventually([&] { return other.activePane().entries().size() == 2; }))
         << "its pane was read again";
+}
+
+TEST_F(AppModelTest, aTransferGoesToTheOtherPaneAndAMoveIsAlwaysConfirmed) {
+    file("a.txt");
+    const auto other = folder("other");
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    select(app, {"a.txt"});
+    app.perform(FileCommand::crossPaneCopy);
+    EXPECT_EQ(app.errorMessage(), "Open split view to transfer between panes.");
+
+    app.perform(FileCommand::toggleSplit);
+    app.activeTab().second->navigate(other, PaneModel::History::record);
+    ASSERT_TRUE(eventually([&] { return app.activeTab().second->loadedLocation() == other; }));
+    app.perform(FileCommand::crossPaneCopy);
+    ASSERT_TRUE(ended(app, 1));
+    EXPECT_THAT(names(other), ElementsAre("a.txt"));
+    EXPECT_TRUE(eventually([&] {
+        return app.activeTab().second->selectedURLs() == std::vector<FileURL>{other.child("a.txt")};
+    })) << "the result is selected where it is";
+
+    file("b.txt");
+    app.refresh();
+    ASSERT_TRUE(eventually([&] { return app.activePane().entries().size() == 2; }) && idle(app));
+    select(app, {"b.txt"});
+    app.perform(FileCommand::crossPaneMove);
+    ASSERT_TRUE(eventually([&] { return app.reviewPlan().has_value(); }));
+    EXPECT_THAT(names(work), ElementsAre("a.txt", "b.txt"));
+    const auto plan = *app.reviewPlan();
+    app.commitReview(plan);
+    ASSERT_TRUE(ended(app, 2));
+    EXPECT_THAT(names(work), ElementsAre("a.txt"));
+
+    // From the second pane the first one is the other.
+    app.switchPane();
+    ASSERT_TRUE(idle(app));
+    select(app, {"b.txt"});
+    app.perform(FileCommand::crossPaneCopy);
+    ASSERT_TRUE(ended(app, 3));
+    EXPECT_THAT(names(work), ElementsAre("a.txt", "b.txt"));
+}
+
+TEST_F(AppModelTest, aMoveIsLearntAndItsUndoForgotten) {
+    file("a.txt");
+    const auto target = folder("target");
+    MorvServices services(environment());
+    SuggestionMemoryStore memory(services.store);
+    memory.configure({.enabled = true, .suggestionsEnabled = true, .allowedRoots = {}, .excludedRoots = {}});
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    select(app, {"a.txt"});
+    app.perform(FileCommand::copy);
+    app.showFolder(target);
+    ASSERT_TRUE(idle(app));
+    app.perform(FileCommand::paste);
+    ASSERT_TRUE(ended(app, 1));
+    app.showFolder(work);
+    ASSERT_TRUE(idle(app));
+    EXPECT_THAT(memory.records(), IsEmpty()) << "a copy teaches nothing";
+
+    const auto second = folder("second");
+    select(app, {"a.txt"});
+    app.perform(FileCommand::cut);
+    app.showFolder(second);
+    ASSERT_TRUE(idle(app));
+    app.perform(FileCommand::paste);
+    ASSERT_TRUE(ended(app, 2));
+    ASSERT_TRUE(eventually([&] { return memory.records().size() == 1; }));
+    EXPECT_EQ(memory.records().front().destination, second.child("a.txt"));
+    memory.record({UUID::random(), work.child("x.txt"), second.child("x.txt"), Date::now()});
+
+    ASSERT_TRUE(eventually([&] { return !services.engine.hasActiveOperation(); }));
+    app.undo(app.receipts().front().id);
+    EXPECT_TRUE(eventually([&] {
+        const auto left = memory.records();
+        return left.size() == 1 && left.front().source == work.child("x.txt");
+    })) << "only what this move taught is forgotten";
+    idle(app);
+}
+
+TEST_F(AppModelTest, aPlanForReviewGoesToTheRouterWhereThereIsOne) {
+    file("a.txt");
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    std::optional<CommandCall> routed;
+    app.setCommandRouter([&](const CommandCall& call) { routed = call; });
+    select(app, {"a.txt"});
+    app.perform(FileCommand::copy);
+    app.perform(FileCommand::paste);
+    ASSERT_TRUE(eventually([&] { return routed.has_value(); }));
+    EXPECT_FALSE(app.reviewPlan());
+    AppModel window(services, board, work);
+    window.perform(*routed);
+    EXPECT_EQ(window.reviewPlan(), routed->plan);
+    idle(window);
 }
 
 TEST_F(AppModelTest, theFirstFolderFollowsItsOrder) {

@@ -90,6 +90,13 @@ TEST(FileClipboard, aCutEndsWithItsMoveOrWithAnyChange) {
     const auto changes = board.changes;
     clipboard.completedMove({{plain, moved}});
     EXPECT_EQ(board.changes, changes) << "another application's clipboard is left alone";
+
+    board.write({{"x-special/gnome-copied-files", "cut\nfile:///a/one%20file.txt"}});
+    EXPECT_EQ(clipboard.read().mode, Mode::move);
+    clipboard.completedMove({{plain, moved}});
+    EXPECT_EQ(clipboard.read().mode, Mode::copy)
+        << "another application's cut was moved, and moves only once";
+    EXPECT_THAT(clipboard.read().urls, ElementsAre(moved));
 }
 
 } // namespace

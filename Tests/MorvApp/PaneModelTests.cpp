@@ -1,5 +1,4 @@
-#include "MorvApp/Model/PaneModel.h"
-#include "Tests/MorvApp/Support.h"
+#include "Tests/MorvApp/PaneFixture.h"
 
 #include <QThread>
 #include <filesystem>
@@ -11,32 +10,7 @@ namespace {
 using test::eventually;
 using testing::ElementsAre;
 
-class PaneModelTest : public test::FolderTest {
-protected:
-    PaneServices services(DirectoryService directories = DirectoryService()) {
-        return {store, pools, nullptr, std::move(directories)};
-    }
-    static bool settled(const PaneModel& pane) {
-        return eventually([&] { return !pane.isLoading(); });
-    }
-    static std::vector<std::string> displayed(const PaneModel& pane) {
-        std::vector<std::string> result;
-        for (std::size_t i = 0; i < pane.displayedEntries().size(); ++i)
-            result.push_back(pane.displayedEntry(i).name);
-        return result;
-    }
-    static void select(PaneModel& pane, const std::vector<std::string>& wanted) {
-        EntrySelection selection;
-        pane.entries().forEach([&](const FileEntry& entry) {
-            if (std::ranges::find(wanted, entry.name) != wanted.end())
-                selection.emplace(entry);
-        });
-        pane.setSelection(selection);
-    }
-
-    SQLiteStore store{root.child("pane.sqlite")};
-    TaskPools pools;
-};
+using PaneModelTest = test::PaneTest;
 
 FileEntry entry(const std::string& name, std::int64_t size, std::optional<double> modified, FileKind kind,
                 bool isFolder = false) {
@@ -79,6 +53,19 @@ TEST(EntrySorter, foldersLeadAndEveryFieldHasItsOrderHoweverTheEntriesArrive) {
             list.append(std::make_shared<const std::vector<FileEntry>>(1, one));
             pieces.order();
         }
+        EntrySorter byAge({FileSort::modified, false});
+        byAge.add(0, entries);
+        EntryList whole;
+        whole.append(std::make_shared<const std::vector<FileEntry>>(entries));
+        byAge.order();
+        const auto placed = EntrySorter::sorted(whole, *byAge.namePlaces(), row.rule);
+        byAge.setRule(row.rule, whole);
+        for (const auto& order : {placed, byAge.order()}) {
+            std::vector<std::string> found;
+            for (const auto ref : *order)
+                found.push_back(whole[ref].name);
+            EXPECT_EQ(found, row.expected);
+        }
         for (const auto& order : {pieces.order(), EntrySorter::sorted(list, row.rule)}) {
             std::vector<std::string> found;
             for (const auto ref : *order)
@@ -96,15 +83,18 @@ TEST_F(PaneModelTest, neverShowsAFolderThatWasLeft) {
         for (int i = 0; i < 300; ++i)
             std::filesystem::create_directory(each.path() + "/" + std::string(each.lastComponent()) +
                                               std::to_string(i));
-    // The readings of a and b wait in the middle until c has been asked for.
-    std::latch reached(1);
-    std::latch release(1);
-    std::atomic<int> seen = 0;
-    const DirectoryService slow([&](const FileURL& child) {
-        if (child.parent() == a && seen++ == 270)
-            reached.count_down();
-        if (child.parent() != c && seen > 270)
-            release.wait();
+    // The readings of a and b wait in the middle until c has been asked for; they may outlive the test.
+    struct Gate {
+        std::latch reached{1};
+        std::latch release{1};
+        std::atomic<int> seen = 0;
+    };
+    const auto gate = std::make_shared<Gate>();
+    const DirectoryService slow([gate, a, c](const FileURL& child) {
+        if (child.parent() == a && gate->seen++ == 270)
+            gate->reached.count_down();
+        if (child.parent() != c && gate->seen > 270)
+            gate->release.wait();
     });
     PaneModel pane(a, services(slow));
     int foreign = 0;
@@ -112,11 +102,11 @@ TEST_F(PaneModelTest, neverShowsAFolderThatWasLeft) {
         pane.entries().forEach(
             [&](const FileEntry& each) { foreign += *each.folder == pane.location() ? 0 : 1; });
     });
-    reached.wait();
+    gate->reached.wait();
     pane.navigate(b, PaneModel::History::record);
     pane.navigate(c, PaneModel::History::record);
     EXPECT_TRUE(pane.entries().empty());
-    release.count_down();
+    gate->release.count_down();
     ASSERT_TRUE(settled(pane));
     EXPECT_EQ(pane.entries().size(), 300U);
     EXPECT_EQ(pane.loadedLocation(), c);
@@ -182,15 +172,29 @@ TEST_F(PaneModelTest, refreshKeepsWhatStillExistsSelected) {
     EXPECT_TRUE(pane.displayedEntries().empty()) << "an emptied folder shows nothing";
 }
 
-TEST_F(PaneModelTest, aFailedReadingIsAnErrorAndNotALoadedFolder) {
+TEST_F(PaneModelTest, aFailedReadingKeepsWhatItFoundAndIsNoLoadedFolder) {
     PaneModel pane(work.child("missing"), services());
     ASSERT_TRUE(settled(pane));
-    EXPECT_TRUE(pane.error());
+    EXPECT_EQ(pane.error(), PosixError(ENOENT, work.child("missing").path()).what());
     EXPECT_FALSE(pane.loadedLocation());
     pane.navigate(work, PaneModel::History::record);
     EXPECT_FALSE(pane.error());
     ASSERT_TRUE(settled(pane));
     EXPECT_EQ(pane.loadedLocation(), work);
+
+    const auto large = folder("large");
+    for (int i = 0; i < 700; ++i)
+        std::filesystem::create_directory(large.path() + "/" + std::to_string(i));
+    std::atomic<int> seen = 0;
+    PaneModel broken(large, services(DirectoryService([&seen](const FileURL&) {
+                         if (++seen == 650)
+                             throw std::runtime_error("The cable came off.");
+                     })));
+    ASSERT_TRUE(settled(broken));
+    EXPECT_EQ(broken.error(), "The cable came off.");
+    EXPECT_EQ(broken.displayedEntries().size(), 512U) << "two batches were whole";
+    EXPECT_FALSE(broken.loadedLocation());
+    EXPECT_EQ(broken.history().locations.size(), 1U);
 }
 
 TEST_F(PaneModelTest, eachFolderIsShownAsItWasLeft) {
@@ -233,6 +237,57 @@ TEST_F(PaneModelTest, eachFolderIsShownAsItWasLeft) {
     EXPECT_EQ(pane.preferences().view, BrowserViewMode::grid) << "an incomplete record counts as none";
 }
 
+TEST_F(PaneModelTest, aSessionBringsBackHistoryViewAndSelection) {
+    const auto a = folder("a"), b = folder("b");
+    file("raw \xE9");
+    file("other");
+    file(".hidden");
+    PaneModel pane(work, services());
+    ASSERT_TRUE(settled(pane));
+    select(pane, {"raw \xE9", "other"});
+    auto ids = pane.selectedIDs();
+    EXPECT_EQ(ids, (std::set{pane.selectedEntries()[0]->id(), pane.selectedEntries()[1]->id()}));
+    FileEntry unavailable;
+    unavailable.folder = std::make_shared<const FileURL>(work);
+    unavailable.name = "locked";
+    unavailable.availability = FileAvailability::unavailable;
+    EXPECT_EQ(EntryKey::parse(unavailable.id()), EntryKey(unavailable));
+    EXPECT_EQ(EntryKey(unavailable).id(), unavailable.id());
+    for (const auto* damaged : {"", "1:2", "1:2:relative", "1:x:/a", "-1:2:/a", "unavailable:"}) {
+        EXPECT_FALSE(EntryKey::parse(damaged)) << damaged;
+        ids.insert(damaged);
+    }
+
+    PaneModel later(work, services());
+    FolderViewPreferences view;
+    view.view = BrowserViewMode::list;
+    view.showHidden = true;
+    view.grouping = FileGrouping::date;
+    std::filesystem::remove(work.path() + "/other");
+    later.restoreView(view, ids);
+    EXPECT_EQ(later.selectedIDs().size(), 2U) << "before anything is read";
+    const std::vector<PaneNavigationHistory> refused = {{{a, b}, 0}, {{a, work}, 2}, {{work}, -1}, {{}, 0}};
+    for (const auto& history : refused)
+        later.restoreHistory(history);
+    later.restoreHistory(std::nullopt);
+    EXPECT_EQ(later.history(), (PaneNavigationHistory{{work}, 0}));
+    const PaneNavigationHistory kept{{a, work, b}, 1};
+    later.restoreHistory(kept);
+    EXPECT_EQ(later.history(), kept);
+    ASSERT_TRUE(settled(later));
+    EXPECT_EQ(later.preferences(), view) << "the folder's own view does not come after it";
+    EXPECT_THAT(displayed(later), ElementsAre(".hidden", "raw \xE9"));
+    EXPECT_THAT(later.selectedURLs(), ElementsAre(work.child("raw \xE9")));
+    EXPECT_EQ(later.selectedBytes(), 7);
+    EXPECT_FALSE(store.loadBytes("folder.view." + work.path())) << "restoring saves nothing";
+    later.selectIDs({"9:9:/elsewhere", later.displayedEntries().empty() ? "" : later.displayedEntry(0).id()});
+    EXPECT_THAT(later.selectedURLs(), ElementsAre(work.child(".hidden")));
+    later.forward();
+    EXPECT_EQ(later.location(), b);
+    EXPECT_TRUE(later.selection().empty());
+    settled(later);
+}
+
 TEST_F(PaneModelTest, aLargeFolderIsSortedAgainWithoutLosingAnEntry) {
     for (int i = 0; i < 2100; ++i)
         file("n" + std::to_string(i), "");
@@ -247,6 +302,14 @@ TEST_F(PaneModelTest, aLargeFolderIsSortedAgainWithoutLosingAnEntry) {
     EXPECT_EQ(pane.displayedEntries().size(), 2100U);
     EXPECT_EQ(pane.displayedEntry(0).name, "n2099");
     EXPECT_EQ(pane.displayedEntry(2099).name, "n0");
+
+    preferences.sort = FileSort::size;
+    preferences.ascending = true;
+    pane.refresh();
+    pane.setPreferences(preferences);
+    ASSERT_TRUE(settled(pane));
+    ASSERT_TRUE(eventually([&] { return pane.displayedEntry(0).name == "n0"; }))
+        << "an order that was chosen while the folder was read";
 
     std::size_t fewest = 2100;
     QObject::connect(&pane, &PaneModel::entriesChanged,

@@ -114,4 +114,23 @@ std::optional<std::string> MemoryBoard::read(const std::string& type) const {
     return found == contents.end() ? std::nullopt : std::optional(found->second);
 }
 
+bool ModelTest::idle(AppModel& app) {
+    return eventually([&] { return !app.isOperating() && !app.activePane().isLoading(); });
+}
+
+void ModelTest::select(AppModel& app, const std::vector<std::string>& wanted) {
+    EntrySelection selection;
+    app.activePane().entries().forEach([&](const FileEntry& entry) {
+        if (std::ranges::find(wanted, entry.name) != wanted.end())
+            selection.emplace(entry);
+    });
+    app.activePane().setSelection(selection);
+}
+
+bool ModelTest::ended(AppModel& app, std::size_t receipts) {
+    return eventually(
+               [&] { return app.receipts().size() == receipts && !app.receipts().front().isActive(); }) &&
+           idle(app);
+}
+
 } // namespace morv::test

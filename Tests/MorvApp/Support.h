@@ -2,8 +2,7 @@
 // and named when the test fails.
 #pragma once
 
-#include "MorvApp/Model/FileClipboard.h"
-#include "MorvApp/Model/MorvRuntime.h"
+#include "MorvApp/Model/AppModel.h"
 
 #include <functional>
 #include <gmock/gmock.h>
@@ -47,6 +46,18 @@ public:
 
     Contents contents;
     std::uint64_t changes = 0;
+};
+
+/// One window's model on the folder `work`.
+class ModelTest : public FolderTest {
+protected:
+    static bool idle(AppModel& app);
+    /// In the active pane, by name.
+    static void select(AppModel& app, const std::vector<std::string>& wanted);
+    /// There are so many receipts, and the newest has ended.
+    static bool ended(AppModel& app, std::size_t receipts);
+
+    MemoryBoard board;
 };
 
 } // namespace morv::test

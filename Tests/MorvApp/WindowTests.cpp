@@ -8,11 +8,17 @@
 #include "Tests/MorvApp/Support.h"
 
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QElapsedTimer>
+#include <QKeySequenceEdit>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
 #include <QPushButton>
+#include <QSplitter>
 #include <QTest>
 #include <QTreeView>
+#include <QTreeWidget>
 #include <filesystem>
 
 namespace morv {
@@ -235,6 +241,408 @@ TEST_F(WindowTest, thePathIsTypedAndTheKeyboardComesBack) {
     key(Qt::Key_Down);
     key(Qt::Key_Down);
     EXPECT_THAT(selected(), ElementsAre("sub-file"));
+}
+
+TEST_F(WindowTest, tabsAndSplitPanesFollowTheKeyboard) {
+    folder("work/sub");
+    file("a.txt");
+    open();
+    key(Qt::Key_F3);
+    ASSERT_TRUE(app().isSplit());
+    EXPECT_TRUE(window->collection().hasFocus());
+    key(Qt::Key_T, Qt::ControlModifier);
+    ASSERT_EQ(app().tabs().size(), 2U);
+    EXPECT_TRUE(window->collection().hasFocus()) << "the new tab's files have the keyboard";
+    key(Qt::Key_PageUp, Qt::ControlModifier);
+    EXPECT_EQ(app().tabIndex(), 0U);
+    const auto* first = &window->collection();
+    key(Qt::Key_Right, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_TRUE(app().secondaryActive());
+    EXPECT_NE(&window->collection(), first);
+    EXPECT_TRUE(window->collection().hasFocus());
+    key(Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(app().activeTab().second->location(), work.parent());
+    EXPECT_EQ(app().activeTab().pane->location(), work) << "the other pane stays where it is";
+    key(Qt::Key_U, Qt::ControlModifier);
+    EXPECT_EQ(app().activeTab().pane->location(), work.parent());
+    EXPECT_EQ(&window->collection(), first) << "the panes changed places with their views";
+    ASSERT_TRUE(settled());
+
+    // F5 copies where there is another pane, and only refreshes where there is none.
+    key(Qt::Key_Down);
+    key(Qt::Key_Right);
+    ASSERT_THAT(selected(), ElementsAre("a.txt"));
+    key(Qt::Key_F5);
+    EXPECT_TRUE(eventually([&] { return exists(work.parent().child("a.txt")); }));
+    ASSERT_TRUE(settled());
+    key(Qt::Key_F3);
+    EXPECT_FALSE(app().isSplit());
+    EXPECT_TRUE(window->collection().hasFocus());
+    ASSERT_TRUE(settled());
+    const auto generation = app().activePane().loadedGeneration();
+    key(Qt::Key_F5);
+    ASSERT_TRUE(settled());
+    EXPECT_GT(app().activePane().loadedGeneration(), generation);
+    EXPECT_THAT(app().receipts(), testing::SizeIs(1));
+
+    key(Qt::Key_W, Qt::ControlModifier);
+    EXPECT_EQ(app().tabs().size(), 1U);
+    EXPECT_TRUE(window->collection().hasFocus());
+    key(Qt::Key_T, Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_EQ(app().tabs().size(), 2U);
+    EXPECT_TRUE(window->isVisible());
+    key(Qt::Key_W, Qt::ControlModifier);
+    key(Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(window->isVisible()) << "the last tab goes with its window";
+}
+
+TEST_F(WindowTest, theDividerStaysWhereItWasPutLast) {
+    folder("work/sub");
+    open();
+    key(Qt::Key_F3);
+    const auto fraction = [&] {
+        const auto known = services->layout.snapshots(app().layoutNamespace());
+        return known.contains("panes") ? known.at("panes").front() : -1;
+    };
+    const auto drag = [&](int by) {
+        QSplitter* panes = nullptr;
+        for (auto* splitter : window->findChildren<QSplitter*>())
+            if (splitter->isVisible() && splitter->findChildren<MorvCollectionView*>().size() == 2 &&
+                splitter->parentWidget() != window->centralWidget())
+                panes = splitter;
+        ASSERT_TRUE(panes);
+        auto* handle = panes->handle(1);
+        QTest::mousePress(handle, Qt::LeftButton);
+        QTest::mouseMove(handle, handle->rect().center() + QPoint(by, 0));
+        QTest::mouseRelease(handle, Qt::LeftButton, {}, handle->rect().center());
+    };
+    drag(150);
+    const double right = fraction();
+    EXPECT_GT(right, 0.52);
+    key(Qt::Key_F3);
+    key(Qt::Key_F3);
+    EXPECT_TRUE(eventually([&] { return std::abs(fraction() - right) < 0.01; })) << "split again";
+
+    app().perform(FileCommand::saveSession);
+    ASSERT_TRUE(eventually([&] { return app().status() == "Session saved"; }));
+    drag(-250);
+    app().perform(FileCommand::restoreSession);
+    ASSERT_TRUE(eventually([&] { return app().layoutRestoreRevision() == 1; }));
+    EXPECT_TRUE(eventually([&] { return std::abs(fraction() - right) < 0.01; })) << "as the session had it";
+    drag(-250);
+    const double left = fraction();
+    EXPECT_LT(left, 0.48);
+    app().addTab();
+    app().changeTab(1);
+    EXPECT_TRUE(eventually([&] { return fraction() > 0; }));
+    EXPECT_NEAR(fraction(), left, 0.01) << "moved by hand after the session was restored";
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aSearchIsTypedAndLeftAgain) {
+    folder("work/sub");
+    std::filesystem::copy_file(file("needle.txt").path(), work.path() + "/sub/Needle 2.txt");
+    file("other.txt");
+    open();
+    key(Qt::Key_F, Qt::ControlModifier);
+    type(QStringLiteral("needle"));
+    ASSERT_TRUE(eventually([&] { return app().activePane().entries().size() == 2 && settled(); }));
+    EXPECT_EQ(app().activePane().searchNote(), "Searched 4 items");
+    key(Qt::Key_Return);
+    EXPECT_TRUE(window->collection().hasFocus());
+    key(Qt::Key_F, Qt::ControlModifier);
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(eventually([&] { return app().activePane().entries().size() == 3; })) << "the folder again";
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(window->collection().hasFocus());
+    ASSERT_TRUE(settled());
+
+    // A search belongs to its pane: the field follows the pane that is active.
+    key(Qt::Key_F, Qt::ControlModifier);
+    type(QStringLiteral("needle"));
+    key(Qt::Key_F3);
+    key(Qt::Key_Right, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(app().activePane().query(), "");
+    EXPECT_TRUE(find<QLineEdit>("searchField")->text().isEmpty());
+    key(Qt::Key_Right, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(find<QLineEdit>("searchField")->text(), QStringLiteral("needle"));
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, theSidebarLeadsToFavouritesAndSearches) {
+    const auto other = folder("other");
+    file("needle.txt");
+    open();
+    app().library().addFavourite(other);
+    app().activePane().setQuery("needle");
+    app().saveSearch();
+    app().activePane().setQuery({});
+    auto* sidebar = find<QTreeWidget>("sidebar");
+    const auto row = [&](const char* title) {
+        const auto found = sidebar->findItems(QLatin1String(title), Qt::MatchExactly);
+        return found.isEmpty() ? nullptr : found.front();
+    };
+    ASSERT_TRUE(eventually([&] { return row("other") && row("needle"); }));
+    const auto click = [&](const char* title) {
+        QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {},
+                          sidebar->visualItemRect(row(title)).center());
+    };
+    click("other");
+    EXPECT_EQ(app().activePane().location(), other);
+    EXPECT_TRUE(window->collection().hasFocus()) << "the files have the keyboard";
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(sidebar->currentItem(), row("other")) << "the present place is marked";
+    click("needle");
+    ASSERT_TRUE(eventually([&] { return app().activePane().entries().size() == 1; }));
+    EXPECT_EQ(app().activePane().location(), work);
+    EXPECT_EQ(sidebar->currentItem(), nullptr);
+    click("Favourites");
+    ASSERT_TRUE(settled());
+
+    const int width = sidebar->width();
+    EXPECT_GE(width, static_cast<int>(SidebarColumn::smallest));
+    key(Qt::Key_F9);
+    EXPECT_FALSE(sidebar->isVisible());
+    EXPECT_TRUE(services->defaults.sidebarIsCompact());
+    key(Qt::Key_F9);
+    EXPECT_TRUE(sidebar->isVisible());
+    EXPECT_EQ(sidebar->width(), width);
+}
+
+TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
+    const auto original = file("plan.txt");
+    folder("work/sub");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_N, Qt::ControlModifier | Qt::AltModifier);
+    ASSERT_TRUE(window->sheet());
+    key(Qt::Key_Return);
+    EXPECT_TRUE(window->sheet()) << "a workspace has a name";
+    type(QStringLiteral("Harbour"));
+    key(Qt::Key_Return);
+    EXPECT_FALSE(window->sheet());
+    auto* sidebar = find<QTreeWidget>("sidebar");
+    auto* list = find<QTreeWidget>("references");
+    ASSERT_TRUE(eventually(
+        [&] { return !sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).isEmpty(); }));
+    auto* row = sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front();
+    QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, sidebar->visualItemRect(row).center());
+    ASSERT_TRUE(list->isVisible());
+    EXPECT_TRUE(list->hasFocus());
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 4; })) << "two sections, two references";
+    EXPECT_EQ(list->topLevelItem(3)->text(0), QStringLiteral("plan.txt"));
+    EXPECT_EQ(list->topLevelItem(3)->text(1), QStringLiteral("On this computer"));
+
+    key(Qt::Key_Delete);
+    app().perform(FileCommand::trash);
+    EXPECT_FALSE(app().isOperating()) << "what is selected behind the workspace is not acted on";
+    list->setCurrentItem(list->topLevelItem(1));
+    app().refresh();
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(eventually([&] {
+        return list->topLevelItemCount() == 4 && list->currentItem() == list->topLevelItem(1);
+    })) << "a check leaves the row that has the keyboard";
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work.child("sub"); }));
+    EXPECT_FALSE(list->isVisible());
+    EXPECT_TRUE(window->collection().hasFocus());
+    ASSERT_TRUE(settled());
+    app().openWorkspace(0);
+    ASSERT_TRUE(list->isVisible());
+    app().library().removeWorkspace(*app().selectedWorkspaceID());
+    EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
+    EXPECT_TRUE(exists(original));
+}
+
+TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
+    file("a.txt");
+    open();
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    ASSERT_TRUE(window->sheet());
+    type(QStringLiteral("split"));
+    key(Qt::Key_Return);
+    EXPECT_FALSE(app().sheet());
+    EXPECT_TRUE(app().isSplit());
+    services->keys.setKeys(FileCommand::toggleSplit, {"F7"});
+    key(Qt::Key_F3);
+    EXPECT_TRUE(app().isSplit()) << "the old key does nothing";
+    key(Qt::Key_F7);
+    EXPECT_FALSE(app().isSplit());
+
+    // Who wants Return to open gives it to that command.
+    folder("work/sub");
+    app().refresh();
+    ASSERT_TRUE(settled());
+    services->keys.setKeys(FileCommand::rename, {"F2"});
+    services->keys.setKeys(FileCommand::open, {"Ctrl+O", "Return"});
+    key(Qt::Key_Home);
+    ASSERT_THAT(selected(), ElementsAre("sub"));
+    key(Qt::Key_Return);
+    EXPECT_EQ(app().activePane().location(), work.child("sub"));
+    ASSERT_TRUE(settled());
+    key(Qt::Key_L, Qt::ControlModifier);
+    type(QStringLiteral(".."));
+    key(Qt::Key_Return);
+    EXPECT_EQ(app().activePane().location(), work) << "in a field Return belongs to the field";
+    services->keys.resetAll();
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aReviewKeepsWhatTheUserUncheckedWhateverComesMeanwhile) {
+    file("a.txt");
+    file("b.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    auto* items = find<QTreeView>("reviewItems")->model();
+    ASSERT_TRUE(items->setData(items->index(0, 0), Qt::Unchecked, Qt::CheckStateRole));
+    app().showActivity();
+    auto* confirm = find<QPushButton>("reviewConfirm");
+    ASSERT_TRUE(confirm);
+    confirm->click();
+    ASSERT_TRUE(becomes(work, {"a.txt", "b 2.txt", "b.txt"}));
+    EXPECT_TRUE(find<QListView>("activityReceipts")) << "what waited behind the review is shown after it";
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(window->sheet());
+}
+
+TEST_F(WindowTest, returnPressesTheButtonThatHasTheKeyboard) {
+    file("a.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    find<QPushButton>("reviewCancel")->setFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    EXPECT_FALSE(window->sheet());
+    ASSERT_TRUE(settled());
+    EXPECT_THAT(names(work), ElementsAre("a.txt")) << "Cancel never confirms";
+    EXPECT_THAT(services->engine.history(), IsEmpty());
+
+    // In the palette Return reaches the list and the sheet; the action runs once.
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    type(QStringLiteral("split"));
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(qobject_cast<QListWidget*>(QApplication::focusWidget()));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(app().isSplit());
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aSheetThatFollowsAnotherKeepsTheKeyboard) {
+    open();
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    type(QStringLiteral("new folder"));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([&] { return window->findChildren<Sheet*>().size() == 1; }));
+    type(QStringLiteral("Made"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(becomes(work, {"Made"}));
+    EXPECT_TRUE(window->collection().hasFocus());
+}
+
+TEST_F(WindowTest, aSheetActsOnWhatItNamesAlsoWhenTheWindowHasGoneOn) {
+    const auto item = file("a.txt");
+    const auto elsewhere = folder("elsewhere");
+    open();
+    key(Qt::Key_Down);
+    app().perform(FileCommand::tags);
+    app().showFolder(elsewhere);
+    ASSERT_TRUE(settled());
+    type(QStringLiteral("Blue"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return FileTagMetadata::names(item) == std::vector<std::string>{"Blue"}; }));
+    ASSERT_TRUE(settled());
+
+    app().perform(FileCommand::newFolder);
+    app().showFolder(work);
+    ASSERT_TRUE(settled());
+    type(QStringLiteral("Made"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(becomes(elsewhere, {"Made"}));
+    EXPECT_THAT(names(work), ElementsAre("a.txt"));
+}
+
+TEST_F(WindowTest, whatEditsTextNeverReachesTheFiles) {
+    file("a.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    for (const bool inPath : {false, true}) {
+        key(inPath ? Qt::Key_L : Qt::Key_F, Qt::ControlModifier);
+        type(QStringLiteral("one two"));
+        key(Qt::Key_Backspace, Qt::ControlModifier);
+        auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        ASSERT_TRUE(field);
+        EXPECT_EQ(field->text(), QStringLiteral("one ")) << "the last word goes";
+        key(Qt::Key_Escape);
+        ASSERT_TRUE(settled());
+        app().activePane().navigate(work, PaneModel::History::keep);
+        ASSERT_TRUE(settled());
+        window->collection().setFocus();
+        key(Qt::Key_A, Qt::ControlModifier);
+    }
+    EXPECT_THAT(names(work), ElementsAre("a.txt"));
+    EXPECT_THAT(services->engine.history(), IsEmpty());
+}
+
+TEST_F(WindowTest, theSidebarKeepsThePlaceOfTheKeyboard) {
+    const auto other = folder("other");
+    const auto item = file("a.txt");
+    open();
+    app().library().addFavourite(other);
+    auto* sidebar = find<QTreeWidget>("sidebar");
+    QTreeWidgetItem* row = nullptr;
+    ASSERT_TRUE(eventually([&] {
+        const auto found = sidebar->findItems(QStringLiteral("other"), Qt::MatchExactly);
+        row = found.isEmpty() ? nullptr : found.front();
+        return row != nullptr;
+    }));
+    key(Qt::Key_A, Qt::ControlModifier);
+    sidebar->setFocus();
+    sidebar->setCurrentItem(row);
+    app().setErrorMessage("Nothing was planned.");
+    key(Qt::Key_Delete);
+    key(Qt::Key_Backspace, Qt::ControlModifier);
+    EXPECT_TRUE(app().errorMessage()) << "Delete on a place is no word about the files beside it";
+    EXPECT_TRUE(exists(item));
+    app().refresh();
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(sidebar->currentItem(), row) << "a folder that is read again moves nothing in the list";
+    app().library().addFavourite(work);
+    ASSERT_TRUE(sidebar->currentItem());
+    EXPECT_EQ(sidebar->currentItem()->text(0), QStringLiteral("other"));
+
+    const auto middle = sidebar->viewport()->rect().center();
+    QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, middle, sidebar->viewport()->mapToGlobal(middle));
+    QApplication::sendEvent(sidebar->viewport(), &menuKey);
+    auto* menu = sidebar->findChild<QMenu*>();
+    ASSERT_TRUE(menu);
+    menu->actions().front()->trigger();
+    EXPECT_EQ(app().activePane().location(), other) << "the menu is that of the row with the keyboard";
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, strangeRecordsAndKeysLeaveTheWindowUsable) {
+    file("a.txt");
+    open();
+    for (const double size : {-8.0, 0.0, 1e300}) {
+        auto preferences = app().activePane().preferences();
+        preferences.iconSize = size;
+        app().activePane().setPreferences(preferences);
+        EXPECT_FALSE(window->collection().visualRect(0).isEmpty());
+    }
+    app().perform(FileCommand::keyBindings);
+    auto* editor = window->findChild<QKeySequenceEdit*>();
+    ASSERT_TRUE(editor);
+    editor->setFocus();
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(window->sheet());
+    EXPECT_TRUE(window->collection().hasFocus());
+    EXPECT_FALSE(services->keys.isChanged(FileCommand::newWindow)) << "Escape is no command's key";
+    ASSERT_TRUE(settled());
 }
 
 TEST_F(WindowTest, thePointerSelectsItemsAndAreas) {
