@@ -4,6 +4,7 @@
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/OperationFiles.h"
 #include "MorvCore/Operations/RenameProof.h"
+#include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/Durability.h"
 #include "MorvCore/Platform/ExclusiveRename.h"
@@ -96,6 +97,9 @@ private:
     Performed makeNewFolder();
     Performed makeAlias();
     Performed copy();
+    Performed compress();
+    Performed extract();
+    void flushWhileSourceIsProved(const Descriptor& written, const char* changedSentence);
     Performed moveOrRename();
     Performed moveAcrossVolumes();
     Performed trash();
@@ -146,10 +150,11 @@ Performed ItemWork::run() {
     case OperationKind::tags:
         return setTags();
     case OperationKind::compressZIP:
+        return compress();
     case OperationKind::extractZIP:
-        break;
+        return extract();
     }
-    throw FileOperationError::unsupported("Morv cannot make or extract ZIP archives yet.");
+    throw FileOperationError::invalid("This plan is incomplete. Create a new preview.");
 }
 
 // MARK: Revalidation
@@ -369,6 +374,47 @@ std::optional<FileFingerprint> ItemWork::fingerprintOfRenamedTree(const FileURL&
         return std::nullopt;
     request_.cache->remember(renamed);
     return renamed->fingerprint();
+}
+
+// MARK: Archives
+
+Performed ItemWork::compress() {
+    const auto& staging = requireStaging("Missing transfer staging location.");
+    checkpoint();
+    phase(OperationPhase::packing);
+    const auto archive = SafeArchiveService::compress(
+        {*item_.source, staging, folder_.get(), request_.cancellation.token(), request_.progress});
+    if (request_.stagingObserver)
+        request_.stagingObserver(staging);
+    flushWhileSourceIsProved(archive, "The source changed while its ZIP archive was being created. The "
+                                      "staging archive was retained for inspection.");
+    publish(staging);
+    return {item_.destination, {}, readFingerprint(*item_.destination, readingToTheEnd())};
+}
+
+Performed ItemWork::extract() {
+    const auto& staging = requireStaging("Missing transfer staging location.");
+    checkpoint();
+    phase(OperationPhase::unpacking);
+    const auto folder = SafeArchiveService::extract(
+        {*item_.source, staging, folder_.get(), request_.cancellation.token(), request_.progress});
+    if (request_.stagingObserver)
+        request_.stagingObserver(staging);
+    flushWhileSourceIsProved(
+        folder, "The archive changed during extraction. The staged files were retained for inspection.");
+    publish(staging);
+    return {item_.destination, {}, readFingerprint(*item_.destination, readingToTheEnd())};
+}
+
+/// The last steps before a made archive, or an extracted one, may be published.
+void ItemWork::flushWhileSourceIsProved(const Descriptor& written, const char* changedSentence) {
+    checkpoint();
+    phase(OperationPhase::flushing);
+    Flush flush(written.get(), statDescriptor(written.get()).isDirectory(), *item_.destination);
+    if (readFingerprint(*item_.source, reading()) != *item_.fingerprint)
+        throw FileOperationError::changed(changedSentence);
+    flush.wait();
+    checkpoint();
 }
 
 // MARK: Moves

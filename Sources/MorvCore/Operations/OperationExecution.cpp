@@ -78,10 +78,14 @@ OperationStatus finalStatus(const OperationReceipt& receipt) {
                                                               : OperationStatus::failed;
 }
 
-bool copiesBytes(const FileOperationPlan& plan, const FileOperationItem& item) {
+bool isArchiveKind(OperationKind kind) {
+    return kind == OperationKind::compressZIP || kind == OperationKind::extractZIP;
+}
+
+bool countsBytes(const FileOperationPlan& plan, const FileOperationItem& item) {
     if (item.skipReason || !item.source || !item.fingerprint || !item.destination)
         return false;
-    if (plan.kind == OperationKind::copy || plan.kind == OperationKind::duplicate)
+    if (plan.kind == OperationKind::copy || plan.kind == OperationKind::duplicate || isArchiveKind(plan.kind))
         return true;
     const auto source = statIfPresent(*item.source), folder = statIfPresent(item.destination->parent());
     return plan.kind == OperationKind::move && source && folder &&
@@ -153,11 +157,12 @@ void OperationExecution::makeReceipt() {
         result.originalTags = item.originalTags;
         result.before = item.fingerprint;
         receipt_.items.append(std::move(result));
-        if (copiesBytes(plan_, item))
+        if (countsBytes(plan_, item))
             bytes += item.fingerprint->byteCount;
     }
-    // A copied byte is written and read back before it counts as done.
-    progress_.setTotals(bytes, static_cast<std::int64_t>(plan_.items.size()), 2);
+    // A copied byte is written and read back before it counts as done; an archive's source is read once.
+    progress_.setTotals(bytes, static_cast<std::int64_t>(plan_.items.size()),
+                        isArchiveKind(plan_.kind) ? 1 : 2);
 }
 
 void OperationExecution::runItems() {

@@ -4,6 +4,7 @@
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/OperationFiles.h"
+#include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
@@ -19,10 +20,6 @@ namespace {
 
 std::string shownName(const FileURL& url) {
     return displayText(url.lastComponent());
-}
-
-bool isArchiveKind(OperationKind kind) {
-    return kind == OperationKind::compressZIP || kind == OperationKind::extractZIP;
 }
 
 bool hasZIPExtension(const FileURL& url) {
@@ -126,8 +123,6 @@ void Planner::checkKind() const {
         throw FileOperationError::unsupported("Only ZIP archives can be extracted.");
     if (request_.kind == OperationKind::rename && !request_.newName)
         throw FileOperationError::invalid("Enter a new name.");
-    if (isArchiveKind(request_.kind))
-        throw FileOperationError::unsupported("Morv cannot make or extract ZIP archives yet.");
 }
 
 void Planner::checkNesting() const {
@@ -165,6 +160,8 @@ FileOperationItem Planner::makeItem(const FileURL& source, std::size_t number) {
     item.source = source;
     item.fingerprint = readFingerprint(source, {stop_, cache_, &progress_});
     item.destination = destinationFor(source, number);
+    if (request_.kind == OperationKind::extractZIP)
+        SafeArchiveService::validate(source, stop_);
     if (item.destination) {
         checkPlacement(source, *item.destination, *item.fingerprint);
         resolveCollision(item);

@@ -25,6 +25,10 @@ std::string_view displayName(OperationPhase phase) {
         return "Waiting";
     case OperationPhase::copying:
         return "Copying";
+    case OperationPhase::packing:
+        return "Compressing";
+    case OperationPhase::unpacking:
+        return "Extracting";
     case OperationPhase::flushing:
         return "Writing to the device";
     case OperationPhase::verifying:

@@ -17,6 +17,8 @@ enum class OperationPhase : std::uint8_t {
     reading,   ///< fingerprinting sources
     waiting,   ///< queued behind other operations
     copying,   ///< writing to staging
+    packing,   ///< writing an archive to staging
+    unpacking, ///< writing an archive's members to staging
     flushing,  ///< waiting for the device
     verifying, ///< reading back what was written
     finishing, ///< publishing and recording

@@ -20,13 +20,18 @@
 #pragma once
 
 #include "MorvCore/Foundation/FileURL.h"
+#include "MorvCore/Platform/Descriptor.h"
 
 #include <cstdint>
 #include <functional>
 #include <stop_token>
 #include <string>
 
-namespace morv::SafeArchiveService {
+namespace morv {
+
+class ProgressMeter;
+
+namespace SafeArchiveService {
 
 /// One checked member.
 struct Entry {
@@ -49,4 +54,22 @@ void validate(const FileURL& url, const std::stop_token& stop);
 /// FileOperationError::changed may therefore still come between two visits.
 void entries(const FileURL& url, const std::stop_token& stop, const std::function<void(const Entry&)>& visit);
 
-} // namespace morv::SafeArchiveService
+/// Packing and unpacking: from where, to where, and who watches. References must outlive the call.
+struct Work {
+    const FileURL& source;
+    const FileURL& staging; ///< where the result will stand; nothing may stand there yet
+    int stagingFolder = -1; ///< its folder, open: everything is made relative to it
+    std::stop_token stop = {};
+    ProgressMeter* progress = nullptr; ///< counts the bytes of the source that are done
+};
+
+/// Writes `source`, a file or a folder with everything below it, as a ZIP archive that passes validate().
+/// Gives the archive, open for its flush. After a throw what was written stands at `staging`.
+Descriptor compress(const Work& work);
+
+/// Extracts the archive `source` into a new folder, after the whole check. Gives the folder, open for its
+/// flush. After a throw what was written stands at `staging`.
+Descriptor extract(const Work& work);
+
+} // namespace SafeArchiveService
+} // namespace morv
