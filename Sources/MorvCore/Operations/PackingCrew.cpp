@@ -103,7 +103,8 @@ private:
             requireUnchanged(survey_, item.index, item.folder->get());
             return;
         }
-        const auto file = openFile(survey_, item.folder->get(), item.index);
+        const int folder = item.folder ? item.folder->get() : survey_.base();
+        const auto file = openFile(survey_, folder, item.index);
         const auto size = static_cast<std::size_t>(info(item.index).size);
         input_.resize(std::max(input_.size(), size));
         read(survey_, item.index, file.get(), 0, input_.data(), size);

@@ -56,7 +56,8 @@ struct LargeFile {
 struct PackingShare {
     struct Item {
         std::size_t index = 0;
-        std::shared_ptr<Descriptor> folder; ///< where a file stands; a folder's own
+        std::shared_ptr<Descriptor>
+            folder; ///< a folder's own; where a file stands, nothing for the source itself
     };
     std::vector<Item> items; ///< a batch, unless there is a large file: then that one
     std::shared_ptr<LargeFile> large;
