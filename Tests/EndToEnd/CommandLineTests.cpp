@@ -166,6 +166,32 @@ TEST_F(CommandLine, archivesAreListedOnlyWhenAllOfThemPassed) {
     EXPECT_TRUE(snapshot(data).empty()) << "Nothing of this needs a data directory.";
 }
 
+TEST_F(CommandLine, packingMakesAnArchiveOrRefusesInThePreview) {
+    makeFolder(from + "/tree");
+    makeFolder(from + "/tree/empty");
+    writeFile(from + "/tree/text.txt", "text", 0640);
+    setAttribute(from + "/tree/text.txt", "user.xdg.comment", "words");
+    const auto before = snapshot(from + "/tree");
+    const auto receipt = json({"run", "compressZIP", from + "/tree", "--to", to});
+    EXPECT_EQ(receipt.at("status"), "completed");
+    EXPECT_EQ(pathOf(receipt.at("items")[0].at("destination")), to + "/tree.zip");
+    std::vector<std::string> names;
+    for (const auto& member : json({"archive", "list", to + "/tree.zip"}))
+        names.push_back(member.at("name"));
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"tree", "tree/empty", "tree/text.txt", "__MACOSX/tree/._text.txt"}));
+    EXPECT_EQ(difference(before, snapshot(from + "/tree")), "");
+    EXPECT_EQ(run({"undo"}).status, 0);
+    EXPECT_EQ(namesIn(to), std::vector<std::string>());
+
+    writeFile(from + "/tree/a\\b\x1b[31m", "text");
+    const auto refused = run({"run", "compressZIP", from + "/tree", "--to", to, "--yes"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.err, "“tree/a\\b\u241B[31m” cannot be put into a ZIP archive: its name contains a "
+                           "backslash.\n");
+    EXPECT_EQ(namesIn(to), std::vector<std::string>());
+}
+
 TEST_F(CommandLine, aPlanRunsOnceAndOnlyWhileTheWorldIsAsPreviewed) {
     writeFile(from + "/file", "content");
     const auto plan = run({"--json", "plan", "copy", from + "/file", "--to", to}).out;

@@ -194,6 +194,7 @@ private:
 PackingCrew::PackingCrew(const ArchiveSurvey& survey, const std::stop_token& stop, ProgressMeter* progress)
     : survey_(survey), stop_(stop), progress_(progress), sharesAhead_(2 * std::size_t{crewSize()} + 2),
       sampler_(Deflater::Effort::sample) {
+    threads_.reserve(crewSize());
     try {
         for (unsigned i = 0; i < crewSize(); ++i)
             threads_.emplace_back([this] { work(); });

@@ -295,6 +295,24 @@ TEST_F(Packing, whatCouldNotBeExtractedIsRefusedBeforeAnythingIsWritten) {
         "this name.");
 }
 
+TEST(PackingLimits, asManyMembersAsTheFormatCounts) {
+    const TemporaryFolder folder(Disk::memory);
+    const auto tree = folder.makeFolder("tree");
+    const Descriptor opened(open(tree.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto add = [&](int number) {
+        const Descriptor file(
+            openat(opened.get(), std::to_string(number).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+        ASSERT_TRUE(file);
+    };
+    for (int i = 1; i < 65'534; ++i)
+        add(i);
+    SafeArchiveService::checkCanPack(tree, {});
+    add(65'534);
+    EXPECT_EQ(
+        sentenceOf<FileOperationError>([&] { SafeArchiveService::checkCanPack(tree, {}); }),
+        "“tree” cannot be put into a ZIP archive: its files, folders and attributes are more than 65534.");
+}
+
 TEST_F(Packing, theLastDepthThatIsAllowedIsPacked) {
     std::string path = "tree";
     for (int depth = 1; depth < 127; ++depth)
