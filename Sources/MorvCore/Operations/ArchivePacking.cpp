@@ -11,6 +11,7 @@
 #include "MorvCore/Operations/ZIPFormat.h"
 #include "MorvCore/Operations/ZIPWriting.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -259,16 +260,15 @@ private:
                 .localOffset = member.offset};
     }
 
-    /// Whoever may read everything in the archive may read the archive, and nobody else.
+    /// Everybody, when everybody may read everything that is in the archive; else only its owner. A group is
+    /// not asked for: the archive's need not be that of its source.
     mode_t readers() const {
-        mode_t may = S_IRGRP | S_IROTH;
-        for (const auto& item : survey_.items()) {
-            may &= item.info.mode;
-            // A folder's content is reached by who may search it.
-            if (item.info.isDirectory())
-                may &= item.info.mode << 2U;
-        }
-        return may;
+        constexpr mode_t everybody = S_IRGRP | S_IROTH;
+        const bool isPublic = std::ranges::all_of(survey_.items(), [](const SurveyedItem& item) {
+            const mode_t needed = item.info.isDirectory() ? everybody | S_IXGRP | S_IXOTH : everybody;
+            return (item.info.mode & needed) == needed;
+        });
+        return isPublic ? everybody : 0;
     }
 
     const ArchiveSurvey& survey_;

@@ -69,10 +69,10 @@ struct Work {
 
 /// Writes `source`, a file or a folder with everything below it, as a ZIP archive that passes validate().
 /// Names begin with the source's own. Keeps permission bits, times of modification to the second and, as
-/// "__MACOSX/" members, "user.*" attributes; access lists do not travel. Who may read everything in the archive
-/// may read it, nobody else. What cannot be kept so is refused before anything is written; a file that changes
-/// meanwhile is FileOperationError::changed. Polls `stop` for every MiB at least. Gives the archive, open for
-/// its flush. After a throw what was written stands at `staging`.
+/// "__MACOSX/" members, "user.*" attributes; access lists do not travel. The archive is readable by everybody
+/// when all that is in it is, else by its owner alone. What cannot be kept so is refused before anything is
+/// written; a file that changes meanwhile is FileOperationError::changed. Polls `stop` for every MiB at least.
+/// Gives the archive, open for its flush. After a throw what was written stands at `staging`.
 Descriptor compress(const Work& work);
 
 /// Extracts the archive `source` into a new folder, after the whole check. Gives the folder, open for its

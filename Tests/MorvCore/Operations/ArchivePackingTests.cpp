@@ -370,14 +370,14 @@ TEST_F(PackingHoles, aFileThatChangesMeanwhileIsNamed) {
     EXPECT_TRUE(wasChanged);
 }
 
-TEST_F(Packing, theArchiveIsReadableByWhoMayReadAllOfIt) {
+TEST_F(Packing, theArchiveIsPublicOnlyWhenAllOfItIs) {
     from_.makeFolder("tree/folder");
     const auto file = from_.write("tree/folder/file").path();
     const auto folder = from_.path("tree/folder");
     const struct {
         mode_t file, folder, archive;
-    } rows[] = {{0644, 0755, 0644}, {0666, 0777, 0644}, {0640, 0755, 0640},
-                {0600, 0755, 0600}, {0644, 0750, 0640}, {0644, 0744, 0600}};
+    } rows[] = {{0644, 0755, 0644}, {0666, 0777, 0644}, {0640, 0755, 0600},
+                {0604, 0755, 0600}, {0644, 0750, 0600}, {0644, 0744, 0600}};
     for (const auto& row : rows) {
         SCOPED_TRACE(fmt::format("{:o} {:o}", row.file, row.folder));
         chmod(file.c_str(), row.file);
