@@ -1,11 +1,14 @@
 #include "MorvCore/Foundation/Cancellation.h"
+#include "MorvCore/Foundation/Mutex.h"
 #include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Operations/AppleDouble.h"
 #include "MorvCore/Operations/CheckedArchive.h"
 #include "MorvCore/Operations/ExtractedTree.h"
 #include "MorvCore/Operations/ExtractionCrew.h"
 #include "MorvCore/Operations/OperationProgress.h"
 #include "MorvCore/Operations/QuarantineMarks.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
+#include "MorvCore/Platform/ExtendedAttributes.h"
 #include "MorvCore/Platform/VolumeNumber.h"
 
 #include <algorithm>
@@ -77,6 +80,7 @@ public:
         {
             ExtractionCrew crew(archive_, staging_, work_.staging);
             forEachMember(crew, [this](auto& worker, const auto& member) { write(worker, member); });
+            restoreAttributes(crew.first());
             forEachMember(crew, [this](auto& worker, const auto& member) { finishFolder(worker, member); });
         }
         ExtractedTree::inspect(staging_, work_.stop);
@@ -100,13 +104,34 @@ private:
 
     void write(ExtractionWorker& worker, const Member& member) {
         const auto path = worker.reader.name(member);
-        if (!member.isDirectory)
+        if (!isBelowSidecars(path)) {
+            if (member.isDirectory)
+                worker.folders.make(path);
+            else
+                writeFile(worker, member, path);
+        } else if (!member.isDirectory && member.size <= AppleDouble::largest &&
+                   AppleDouble::memberOf(std::string(path))) {
+            const MutexLock lock(mutex_);
+            sidecars_.push_back(static_cast<std::size_t>(&member - archive_.members().data()));
+        } else if (!member.isDirectory) {
             writeFile(worker, member, path);
-        else if (!isBelowSidecars(path))
-            worker.folders.make(path);
+        }
     }
 
     void writeFile(ExtractionWorker& worker, const Member& member, std::string_view path) {
+        auto file = createFile(worker, member, path);
+        expand(worker, member, path, [&](std::string_view bytes) { writeAll(file.get(), bytes, shown_); });
+        finishFile(std::move(file), member);
+    }
+
+    void expand(ExtractionWorker& worker, const Member& member, std::string_view path,
+                const MemberData::Sink& sink) {
+        const auto count = [this](std::int64_t bytes) { done(bytes); };
+        if (!worker.data.expand(worker.reader, member, sink, count, work_.stop))
+            refuseDamage(path);
+    }
+
+    Descriptor createFile(ExtractionWorker& worker, const Member& member, std::string_view path) const {
         const auto place = Place::of(path);
         const int folder = worker.folders.make(place.parent);
         worker.folders.takeItem();
@@ -117,14 +142,55 @@ private:
                                member.mode != 0 ? 0600 : 0666));
         if (!file)
             refuseToCreate(path);
-        const bool isSound = worker.data.expand(
-            worker.reader, member, [&](std::string_view bytes) { writeAll(file.get(), bytes, shown_); },
-            [this](std::int64_t bytes) { done(bytes); }, work_.stop);
-        if (!isSound)
-            refuseDamage(path);
+        return file;
+    }
+
+    void finishFile(Descriptor file, const Member& member) const {
         setTimeAndMode(file.get(), member, 0600);
         if (close(file.release()) != 0)
             throw PosixError(errno, shown_.path());
+    }
+
+    /// On one thread, in the order of the archive, and once all items stand: each sidecar is held in memory as
+    /// a whole. One that cannot be given back stays as the file that it is, so that nothing is lost.
+    void restoreAttributes(ExtractionWorker& worker) {
+        std::ranges::sort(sidecars_);
+        for (const auto index : sidecars_) {
+            checkCancelled(work_.stop);
+            const auto& member = archive_.members()[index];
+            const std::string path(worker.reader.name(member));
+            std::string bytes;
+            expand(worker, member, path, [&](std::string_view piece) { bytes += piece; });
+            if (giveBack(worker, path, bytes))
+                continue;
+            auto file = createFile(worker, member, path);
+            writeAll(file.get(), bytes, shown_);
+            finishFile(std::move(file), member);
+        }
+    }
+
+    /// False when the bytes are no attributes, there is no item that they are of, or its volume does not take
+    /// them all.
+    static bool giveBack(ExtractionWorker& worker, const std::string& path, const std::string& bytes) {
+        const auto owner = AppleDouble::memberOf(path);
+        const auto attributes = AppleDouble::decode(bytes);
+        if (!owner || !attributes)
+            return false;
+        const auto place = Place::of(*owner);
+        // "._.." is a name like any other, and what it would speak of is not in staging.
+        if (place.name == "." || place.name == "..")
+            return false;
+        try {
+            const Descriptor item(openat(worker.folders.open(place.parent), std::string(place.name).c_str(),
+                                         O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+            if (!item)
+                return false;
+            for (const auto& [name, value] : *attributes)
+                AttributeTarget::descriptor(item.get()).set(name, value);
+        } catch (const PosixError&) {
+            return false;
+        }
+        return true;
     }
 
     [[noreturn]] void refuseToCreate(std::string_view path) const {
@@ -187,6 +253,8 @@ private:
     const FileURL shown_; ///< what an error of the volume names: staging says nothing to anybody
     const bool keepsMetadata_;
     std::atomic<std::int64_t> done_ = 0; ///< bytes of the archive
+    Mutex mutex_;
+    std::vector<std::size_t> sidecars_; ///< by index; under the mutex while the crew is at work
 };
 
 } // namespace

@@ -38,6 +38,8 @@ public:
 
     /// Calls `work` for 0…count-1 and waits. After a failure what comes behind it is left out.
     void run(std::size_t count, const Work& work);
+    /// For work that one thread does alone.
+    ExtractionWorker& first() { return *workers_.front(); }
 
 private:
     ExtractionBudget budget_;
