@@ -38,6 +38,7 @@ public:
 
     /// False when there are more than the member has.
     bool give(std::string_view bytes) {
+        checkCancelled(stop_);
         if (bytes.size() > member_.size - given_)
             return false;
         given_ += static_cast<std::uint32_t>(bytes.size());

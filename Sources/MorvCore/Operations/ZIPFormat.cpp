@@ -1,5 +1,6 @@
 #include "MorvCore/Operations/ZIPFormat.h"
 
+#include <algorithm>
 #include <ctime>
 #include <optional>
 
@@ -77,13 +78,15 @@ StoredTime storedTime(const LocalHeader& header, std::string_view extra) {
     });
     if (!time)
         time = olderTime;
-    if (!time)
+    // The field has a sign, and its writers hold different views of it. Where that matters the header must
+    // bear one of them out: years that only DOS counts this far, or its very first moment for all before it.
+    constexpr std::uint32_t dos2038 = 0x74320000, dosFirst = 0x00210000;
+    const bool isAmbiguous = time && (*time >> 31U) != 0;
+    if (!time || (isAmbiguous && header.time < dos2038 && header.time != dosFirst))
         return {header.time, true};
-    // The field has a sign, and its writers hold different views of it after 2038. The header tells.
-    constexpr std::uint32_t dosYear2038 = (2038 - 1980) << 25U;
-    if (header.time >= dosYear2038)
-        return {*time, false};
-    return {static_cast<std::int32_t>(*time), false};
+    if (isAmbiguous && header.time == dosFirst)
+        return {static_cast<std::int32_t>(*time), false};
+    return {*time, false};
 }
 
 std::int64_t secondsOf(const StoredTime& time) {
@@ -95,7 +98,7 @@ std::int64_t secondsOf(const StoredTime& time) {
     };
     std::tm day{};
     day.tm_year = field(25, 7) + 80;
-    day.tm_mon = field(21, 4) - 1;
+    day.tm_mon = std::max(field(21, 4) - 1, 0); // no date at all is the day before the first
     day.tm_mday = field(16, 5);
     day.tm_hour = field(11, 5);
     day.tm_min = field(5, 6);

@@ -79,8 +79,8 @@ struct StoredTime {
     friend bool operator==(const StoredTime&, const StoredTime&) = default;
 };
 
-/// The time among the extra fields of a local header ("extended timestamp", or the older Unix field), else
-/// that of the header itself.
+/// The time among the extra fields of a local header ("extended timestamp" 0x5455, or the older Unix field
+/// 0x5855), else that of the header itself.
 StoredTime storedTime(const LocalHeader& header, std::string_view extra);
 
 /// Seconds since 1970-01-01 UTC. Days and hours that no calendar has count on from the last one that it has.
