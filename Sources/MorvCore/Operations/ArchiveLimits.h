@@ -1,4 +1,4 @@
-// What a ZIP archive may be, for Morv to extract it; nothing else is packed.
+// What a ZIP archive may be, for Morv to extract it: the check refuses more, and the packer makes no more.
 #pragma once
 
 #include <cstddef>

@@ -2,6 +2,7 @@
 
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Operations/ArchiveLimits.h"
 #include "MorvCore/Operations/OperationFiles.h"
 
 #include <algorithm>
@@ -23,13 +24,7 @@ using ZIPFormat::EndRecord;
 using ZIPFormat::LocalHeader;
 
 constexpr std::int64_t smallestArchive = EndRecord::length;
-constexpr std::int64_t largestArchive = 2'147'483'648;
 constexpr std::uint64_t longestComment = 65'535;
-constexpr std::uint64_t largestExpansion = 21'474'836'480;
-constexpr std::uint64_t smallestRatioChecked = 104'857'601;
-constexpr std::uint64_t largestRatio = 1000;
-constexpr std::size_t mostComponents = 128;
-constexpr std::size_t longestComponent = 255;
 
 // Encryption, strong encryption and masked headers.
 constexpr unsigned refusedFlags = 0x2041;
@@ -59,7 +54,8 @@ constexpr std::size_t dataPiece = 262'144;
 }
 
 void checkKindAndSize(const FileStat& info) {
-    if (!info.isRegular() || info.size < smallestArchive || info.size > largestArchive)
+    if (!info.isRegular() || info.size < smallestArchive ||
+        info.size > static_cast<std::int64_t>(ArchiveLimits::largestArchive))
         throw FileOperationError::unsupported(
             "Choose a regular ZIP archive smaller than 2 GiB. ZIP64 archives are not supported yet.");
 }
@@ -81,11 +77,12 @@ bool isSafePath(std::string_view name) {
         const auto end = std::min(name.find('/', start), name.size());
         const auto component = name.substr(start, end - start);
         // An empty name and one that begins with "/" have an empty first component.
-        if (component.empty() || component == "." || component == ".." || component.size() > longestComponent)
+        if (component.empty() || component == "." || component == ".." ||
+            component.size() > ArchiveLimits::longestComponent)
             return false;
         start = end + 1;
     }
-    return components <= mostComponents;
+    return components <= ArchiveLimits::mostComponents;
 }
 
 bool endsInSlash(std::string_view name) {
@@ -230,9 +227,10 @@ private:
 
     void checkExpansion(const CentralHeader& header) {
         expansion_ += header.uncompressedSize;
-        const auto most = largestRatio * std::max<std::uint64_t>(header.compressedSize, 1);
-        if (expansion_ > largestExpansion ||
-            (header.uncompressedSize >= smallestRatioChecked && header.uncompressedSize > most))
+        const auto most = ArchiveLimits::largestRatio * std::max<std::uint64_t>(header.compressedSize, 1);
+        if (expansion_ > ArchiveLimits::largestExpansion ||
+            (header.uncompressedSize >= ArchiveLimits::smallestRatioChecked &&
+             header.uncompressedSize > most))
             throw FileOperationError::unsupported(
                 "This ZIP exceeds Morv's 20 GiB expanded-size or compression-ratio safety limit.");
     }

@@ -1,6 +1,7 @@
 #include "MorvCore/Operations/ExtractedTree.h"
 
 #include "MorvCore/Foundation/Cancellation.h"
+#include "MorvCore/Operations/ArchiveLimits.h"
 #include "MorvCore/Operations/ExtractionFolders.h"
 
 #include <cerrno>
@@ -16,7 +17,7 @@ namespace {
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 constexpr std::size_t mostLevels = 129; // a path of 128 folders, and staging
-constexpr std::int64_t mostBytes = 21'474'836'480;
+constexpr std::int64_t mostBytes = ArchiveLimits::largestExpansion;
 
 struct CloseFolder {
     void operator()(DIR* folder) const { ::closedir(folder); }
