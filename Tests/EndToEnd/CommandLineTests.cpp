@@ -342,7 +342,9 @@ TEST_F(CommandLine, aHandoffThatWasLeftIsToldOfAndHoldsOperationsBack) {
                             {"undo"},
                             {"undo", copied}}) {
         SCOPED_TRACE(testing::PrintToString(row));
-        const auto result = run(row, {.environment = {}, .input = plan});
+        RunOptions options;
+        options.input = plan;
+        const auto result = run(row, options);
         EXPECT_EQ(result.status, 3);
         EXPECT_EQ(result.out, "");
         EXPECT_NE(result.err.find("handoffs acknowledge " + older), std::string::npos) << result.err;
