@@ -8,6 +8,7 @@
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
+#include "MorvApp/Model/FinderTrashController.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
@@ -41,6 +42,10 @@ public:
     /// With a start folder from the environment the remembered one is left alone.
     bool remembersLocation() const { return !value(environment, "MORV_START_DIRECTORY"); }
 
+    void emptyTrash() { trash.requestEmptyTrash(TrashHandoff::of(engine)); }
+    /// Asks the engine for a handoff that an earlier process left and shows it in `trash`.
+    void presentPendingHandoff();
+
     const Environment environment;
     UserDefaults defaults;
 
@@ -56,6 +61,7 @@ public:
     KeyBindings keys;
     FileLibrary library;
     FileWindows windows;
+    FinderTrashController trash;
 
 private:
     TaskScope tasks_;
