@@ -96,7 +96,7 @@ public:
 private:
     template <class Step>
     void forEachMember(ExtractionCrew& crew, Step&& step) {
-        crew.run(archive_.members().size(), [&](ExtractionWorker& worker, std::size_t index) {
+        crew.run([&](ExtractionWorker& worker, std::size_t index) {
             checkCancelled(work_.stop);
             step(worker, archive_.members()[index]);
         });

@@ -1,7 +1,6 @@
 // The members of one archive, dealt with side by side on all cores.
 //
-// Invariants  I1  run() returned => the work was called once for each index, in the order in which they were
-//                 taken, and no thread is in it any more
+// Invariants  I1  run() returned => the work was called once for each member, and no thread is in it any more
 //             I2  of several failures the one of the lowest index is told, so that the same archive always
 //                 fails with the same sentence
 // Memory      less than a megabyte for each worker, of which there are at most eight
@@ -36,12 +35,13 @@ public:
     /// All three must outlive it. `staging` is open, and `shown` where it is.
     ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown);
 
-    /// Calls `work` for 0…count-1 and waits. After a failure what comes behind it is left out.
-    void run(std::size_t count, const Work& work);
+    /// Calls `work` with the index of each member and waits. After a failure what comes behind it is left out.
+    void run(const Work& work);
     /// For work that one thread does alone.
     ExtractionWorker& first() { return *workers_.front(); }
 
 private:
+    const CheckedArchive& archive_;
     ExtractionBudget budget_;
     std::vector<std::unique_ptr<ExtractionWorker>> workers_;
 };
