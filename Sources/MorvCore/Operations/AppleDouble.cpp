@@ -215,6 +215,9 @@ std::optional<std::string> memberOf(std::string_view sidecar) {
     if (!name.starts_with(sidecarPrefix) || name.size() == sidecarPrefix.size())
         return std::nullopt;
     name.remove_prefix(sidecarPrefix.size());
+    // "._.." is a name like any other, and what it would speak of is no item.
+    if (name == "." || name == "..")
+        return std::nullopt;
     return std::string(sidecar.substr(0, lastStart)).append(name);
 }
 

@@ -177,9 +177,6 @@ private:
         if (!owner || !attributes)
             return false;
         const auto place = Place::of(*owner);
-        // "._.." is a name like any other, and what it would speak of is not in staging.
-        if (place.name == "." || place.name == "..")
-            return false;
         try {
             const Descriptor item(openat(worker.folders.open(place.parent), std::string(place.name).c_str(),
                                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));

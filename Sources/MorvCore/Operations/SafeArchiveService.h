@@ -14,8 +14,8 @@
 // Memory          about 100 bytes for each member, of which there are at most 65,534, however long their names
 //                 are
 // Errors          FileOperationError with the reason (unsupported: honest archives of other kinds;
-//                 invalid: damaged or dangerous ones; changed), PosixError, CancellationError. Nothing on
-//                 disk is ever changed.
+//                 invalid: damaged or dangerous ones; changed), PosixError, CancellationError. Checking
+//                 changes nothing on disk.
 // Threading       stateless
 #pragma once
 
