@@ -114,6 +114,14 @@ struct Shared {
     std::condition_variable changed;
     bool isDone MORV_GUARDED_BY(mutex) = false;
     std::exception_ptr failure MORV_GUARDED_BY(mutex);
+
+    /// Until it is done, `until`, or a stop.
+    void wait(MutexLock& lock, std::chrono::steady_clock::time_point until, const std::stop_token& stop)
+        MORV_REQUIRES(mutex) {
+        while (!isDone && !stop.stop_requested())
+            if (lock.waitUntil(changed, until) == std::cv_status::timeout)
+                return;
+    }
 };
 
 void work(Shared& shared) {
@@ -147,17 +155,12 @@ void emptySystemTrash(std::chrono::milliseconds limit, const std::stop_token& st
     bool isDone = false;
     {
         MutexLock lock(shared->mutex);
-        const auto wait = [&](auto until, bool heedsStop) {
-            while (!shared->isDone && !(heedsStop && stop.stop_requested()))
-                if (lock.waitUntil(shared->changed, until) == std::cv_status::timeout)
-                    return;
-        };
-        wait(deadline, true);
+        shared->wait(lock, deadline, stop);
         if (!shared->isDone) {
             lock.unlock();
             g_cancellable_cancel(shared->cancellable.get());
             lock.lock();
-            wait(std::chrono::steady_clock::now() + grace, false);
+            shared->wait(lock, std::chrono::steady_clock::now() + grace, {});
         }
         isDone = shared->isDone;
         failure = shared->failure;

@@ -50,6 +50,9 @@ void show(const Alert& alert, std::function<void(bool)> answer) {
     auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::AcceptRole);
     auto* go = box->addButton(ours(alert.button), QMessageBox::AcceptRole);
     go->setObjectName(QStringLiteral("destructive"));
+    // The box has given it its look already, under no name.
+    go->style()->unpolish(go);
+    go->style()->polish(go);
     box->setDefaultButton(cancel);
     box->setEscapeButton(cancel);
     const auto once = std::make_shared<std::function<void(bool)>>(std::move(answer));
@@ -89,13 +92,6 @@ TrashBand::TrashBand(MorvServices& services, QWidget* parent) : QFrame(parent), 
     message_->setTextFormat(Qt::PlainText);
     message_->setWordWrap(true);
     row->addWidget(message_, 1);
-    row->addSpacing(Space::small);
-    open_ = new QPushButton(QStringLiteral("Open Trash"), this);
-    open_->setObjectName(QStringLiteral("trashOpen"));
-    row->addWidget(open_);
-    finished_ = new QPushButton(ours(words::trashFinishedButton), this);
-    finished_->setObjectName(QStringLiteral("trashFinished"));
-    row->addWidget(finished_);
     close_ = new QToolButton(this);
     close_->setObjectName(QStringLiteral("trashClose"));
     close_->setText(QStringLiteral("✕"));
@@ -103,6 +99,17 @@ TrashBand::TrashBand(MorvServices& services, QWidget* parent) : QFrame(parent), 
     close_->setFocusPolicy(Qt::TabFocus);
     row->addWidget(close_);
     column->addLayout(row);
+    // Below the message, which says so.
+    auto* buttons = new QHBoxLayout;
+    buttons->setSpacing(Space::small);
+    open_ = new QPushButton(QStringLiteral("Open Trash"), this);
+    open_->setObjectName(QStringLiteral("trashOpen"));
+    buttons->addWidget(open_);
+    finished_ = new QPushButton(ours(words::trashFinishedButton), this);
+    finished_->setObjectName(QStringLiteral("trashFinished"));
+    buttons->addWidget(finished_);
+    buttons->addStretch(1);
+    column->addLayout(buttons);
     progress_ = new QProgressBar(this);
     progress_->setRange(0, 0);
     progress_->setTextVisible(false);
