@@ -31,6 +31,7 @@ enum class Verb : std::uint8_t {
     listArchive,
     downloads,
     tidy,
+    git,
     listSuggestions,
     clearSuggestions,
     exportSuggestions,
@@ -79,6 +80,7 @@ struct CommandLine {
     std::string planFile;          ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
     SmartDownloadsRequest downloads;
+    double gitTimeout = 3;   ///< git: seconds
     FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand
     SuggestionsChange suggestionsChange;
     UUID suggestion; ///< suggestions remove
