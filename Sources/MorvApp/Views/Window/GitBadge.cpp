@@ -78,25 +78,16 @@ void GitBadge::readModel() {
     update();
 }
 
-int GitBadge::contentWidth(const QString& branch) const {
-    const auto metrics = fontMetrics();
-    int width = 2 * Space::tiny + symbolWidth;
-    if (!branch.isEmpty())
-        width += Space::tiny + metrics.horizontalAdvance(branch);
-    if (!count_.isEmpty())
-        width += Space::small + metrics.horizontalAdvance(count_);
-    return width;
-}
-
 void GitBadge::fitInto(int width) {
     room_ = width;
-    const int without = contentWidth({}) + Space::tiny;
-    const int branch = std::min(fontMetrics().horizontalAdvance(branch_) + roundingRoom, widestBranch);
-    const int left = std::min(branch, width - without);
-    if (branch_.isEmpty() || left < std::min(branch, narrowestBranch))
-        setFixedWidth(std::min(contentWidth({}), std::max(width, 2 * Space::tiny + symbolWidth)));
-    else
-        setFixedWidth(without + left);
+    constexpr int bare = 2 * Space::tiny + symbolWidth;
+    const auto metrics = fontMetrics();
+    const int count = count_.isEmpty() ? 0 : Space::small + metrics.horizontalAdvance(count_);
+    const int wanted = std::min(metrics.horizontalAdvance(branch_) + roundingRoom, widestBranch);
+    const int given = std::min(wanted, width - bare - Space::tiny - count);
+    nameWidth_ = branch_.isEmpty() || given < std::min(wanted, narrowestBranch) ? 0 : given;
+    showsCount_ = count > 0 && bare + count <= width;
+    setFixedWidth(bare + (nameWidth_ > 0 ? Space::tiny + nameWidth_ : 0) + (showsCount_ ? count : 0));
 }
 
 void GitBadge::paintEvent(QPaintEvent*) {
@@ -104,30 +95,25 @@ void GitBadge::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const bool isQuiet = branch_.isEmpty();
     auto colour = colours.secondaryText;
-    if (isQuiet)
+    if (isQuiet) {
         colour.setAlphaF(0.55F);
-    else {
+    } else {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
         painter.setBrush(colours.hover);
         painter.drawRoundedRect(rect(), Space::radius, Space::radius);
     }
     drawBranch(painter, QPointF(Space::tiny, (badgeHeight - symbolWidth) / 2.0), colour);
-    if (isQuiet)
-        return;
-    const auto metrics = fontMetrics();
-    const int start = 2 * Space::tiny + symbolWidth;
-    const int countWidth = count_.isEmpty() ? 0 : Space::small + metrics.horizontalAdvance(count_);
-    const int room = width() - start - Space::tiny - countWidth;
-    const auto name = room < std::min(metrics.horizontalAdvance(branch_), narrowestBranch)
-                          ? QString()
-                          : metrics.elidedText(branch_, Qt::ElideMiddle, room);
-    painter.setPen(colours.secondaryText);
-    painter.drawText(QRect(start, 0, room, badgeHeight), Qt::AlignVCenter | Qt::AlignLeft, name);
-    if (count_.isEmpty() || start + countWidth > width())
-        return;
-    painter.setPen(colours.text);
-    painter.drawText(rect().adjusted(0, 0, -Space::tiny, 0), Qt::AlignVCenter | Qt::AlignRight, count_);
+    if (nameWidth_ > 0) {
+        painter.setPen(colours.secondaryText);
+        painter.drawText(QRect(2 * Space::tiny + symbolWidth, 0, nameWidth_, badgeHeight),
+                         Qt::AlignVCenter | Qt::AlignLeft,
+                         fontMetrics().elidedText(branch_, Qt::ElideMiddle, nameWidth_));
+    }
+    if (showsCount_) {
+        painter.setPen(colours.text);
+        painter.drawText(rect().adjusted(0, 0, -Space::tiny, 0), Qt::AlignVCenter | Qt::AlignRight, count_);
+    }
 }
 
 } // namespace morv

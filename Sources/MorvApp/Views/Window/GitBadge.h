@@ -23,13 +23,14 @@ protected:
 
 private:
     void readModel();
-    int contentWidth(const QString& branch) const;
 
     const GitStatusModel& model_;
     bool hasContent_ = false;
     QString branch_;
     QString count_; ///< empty when nothing has changed
     int room_ = QWIDGETSIZE_MAX;
+    int nameWidth_ = 0; ///< 0 where there is no room for the name
+    bool showsCount_ = false;
 };
 
 } // namespace morv
