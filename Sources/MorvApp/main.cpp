@@ -1,6 +1,7 @@
 #include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
+#include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
@@ -18,6 +19,7 @@
 #include <QSessionManager>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -118,6 +120,7 @@ private:
         auto& windows = services_->windows;
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
+        services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
         services_->trash.setOperations(

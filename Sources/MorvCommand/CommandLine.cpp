@@ -56,6 +56,7 @@ struct RawArguments {
     std::string outcome;
     std::string grouping = "kind";
     SmartDownloadsRequest downloads;
+    double gitTimeout = CommandLine().gitTimeout;
     std::string folder;
     std::string query;
     std::int64_t limit = SearchRequest().limit;
@@ -323,11 +324,15 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     tidy.add_option("--to", raw.to, "Where the kind folders are to stand, instead of the folder itself")
         ->type_name("FOLDER");
     tidy.add_flag("--hidden", raw.hidden, "Propose hidden files too");
+    auto& git = *app.add_subcommand("git", "Say which branch a folder is on and how much has changed there");
+    git.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
+    git.add_option("--seconds", raw.gitTimeout, "Wait this long at most")->type_name("S");
     Verbs verbs = {
         {&list, Verb::list},       {&info, Verb::info},           {&search, Verb::search},
         {&watch, Verb::watch},     {&plan, Verb::plan},           {&fingerprint, Verb::fingerprint},
         {&run, Verb::run},         {&execute, Verb::execute},     {&undo, Verb::undo},
-        {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy}};
+        {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy},
+        {&git, Verb::git}};
     addHandoffVerbs(app, raw, verbs);
     addArchiveVerbs(app, raw, verbs);
     addSuggestionVerbs(app, raw, verbs);
@@ -366,6 +371,7 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
         result.downloads.grouping = grouping(raw.grouping);
         result.downloads.hidden = result.hidden;
     }
+    result.gitTimeout = raw.gitTimeout;
     if (tidy.parsed())
         result.tidyDestination = raw.to ? urls({*raw.to}).front() : result.paths.front();
     if (undo.parsed() && !raw.operation.empty())

@@ -33,6 +33,7 @@ enum class Verb : std::uint8_t {
     listArchive,
     downloads,
     tidy,
+    git,
     listSuggestions,
     clearSuggestions,
     exportSuggestions,
@@ -83,6 +84,7 @@ struct CommandLine {
     UUID handoff;                  ///< handoffs acknowledge
     std::string outcome;           ///< handoffs acknowledge: what was seen
     SmartDownloadsRequest downloads;
+    double gitTimeout = 3;   ///< git: seconds
     FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand
     SuggestionsChange suggestionsChange;
     UUID suggestion; ///< suggestions remove

@@ -6,6 +6,7 @@
 #include "MorvCommand/RecordCommands.h"
 #include "MorvCore/Folders/DirectoryEventMonitor.h"
 #include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Inspection/DeveloperTools.h"
 #include "MorvCore/Operations/OperationFiles.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
@@ -264,6 +265,16 @@ public:
         return ExitStatus::done;
     }
 
+    int git() const {
+        const auto status =
+            GitStatusService().status(line_.paths.front(), line_.gitTimeout, interruption_.token());
+        if (json())
+            printLine(status ? toJSON(*status) : "null");
+        else
+            print(status ? gitText(*status) : "This folder is in no Git repository.\n");
+        return ExitStatus::done;
+    }
+
 private:
     /// The lock before the store before the engine, and the other way round at the end.
     struct Journal {
@@ -389,6 +400,8 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
         return command.downloads();
     case Verb::tidy:
         return command.tidy();
+    case Verb::git:
+        return command.git();
     case Verb::listSuggestions:
     case Verb::clearSuggestions:
     case Verb::exportSuggestions:

@@ -227,6 +227,12 @@ std::string tidyText(const TidyPlan& plan) {
     return text + exclusionsText(plan.exclusions);
 }
 
+std::string gitText(const GitFolderStatus& status) {
+    return fmt::format("{}\n  {} {} · {} changed {}\n", place(status.repository),
+                       status.isDetached ? "Detached HEAD" : "Branch", displayText(status.branch),
+                       status.changedCount, status.changedCount == 1 ? "entry" : "entries");
+}
+
 std::string memoryText(const SuggestionMemoryPreferences& preferences,
                        const std::vector<SuggestionMemoryRecord>& records) {
     std::string text = fmt::format("Suggestion memory is {}. {} {}.\n", preferences.enabled ? "on" : "off",

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "MorvCore/Folders/SearchService.h"
+#include "MorvCore/Inspection/DeveloperTools.h"
 #include "MorvCore/Operations/Operations.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Review/SmartDownloadsService.h"
@@ -57,6 +58,8 @@ std::string handoffRefusal(const SystemOperationReceipt& receipt);
 std::string downloadsText(const SmartDownloadsSnapshot& snapshot);
 /// Each file with its proposed place, then what stays and why.
 std::string tidyText(const TidyPlan& plan);
+/// Where the repository is, on which branch, and how many entries have changed.
+std::string gitText(const GitFolderStatus& status);
 /// Whether the memory is enabled, and what it holds.
 std::string memoryText(const SuggestionMemoryPreferences& preferences,
                        const std::vector<SuggestionMemoryRecord>& records);

@@ -47,6 +47,8 @@ TEST_F(CommandLine, badUsageIsOneSentenceAndStatusTwo) {
         {"archive", "list", from, to},
         {"info"},
         {"fingerprint"},
+        {"git"},
+        {"git", from, "--seconds", "soon"},
         {"plan"},
         {"run", "juggle", from},
         {"plan", "copy", from, "--to"},
@@ -454,6 +456,27 @@ TEST_F(CommandLine, aDataDirectoryThatCannotBeWrittenIsRefusedBeforeAnythingHapp
     struct stat info {};
     ASSERT_EQ(stat((root + "/made/on/the/way/Morv.sqlite").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777U, 0600U);
+}
+
+TEST_F(CommandLine, gitAnswersForAFolderOrSaysWhyNot) {
+    EXPECT_EQ(json({"git", from}), nullptr);
+    EXPECT_EQ(run({"git", from}).out, "This folder is in no Git repository.\n");
+    ASSERT_EQ(
+        std::system(
+            ("GIT_CONFIG_GLOBAL=/dev/null git -c init.defaultBranch=main init -q '" + from + "'").c_str()),
+        0);
+    writeFile(from + "/new", "");
+    makeFolder(from + "/sub");
+    EXPECT_EQ(json({"git", from + "/sub"}), (nlohmann::json{{"repository", fileURL(from) + "/"},
+                                                            {"branch", "main"},
+                                                            {"changedCount", 1},
+                                                            {"isDetached", false}}));
+    EXPECT_EQ(run({"git", from}).out, from + "\n  Branch main · 1 changed entry\n");
+    const auto refused = run({"git", from + "/new", "--json"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_EQ(refused.err, "Choose a readable local folder.\n");
+    EXPECT_TRUE(snapshot(data).empty()) << "Nothing of this needs a data directory.";
 }
 
 TEST_F(CommandLine, relativePathsAreTakenFromTheWorkingFolder) {

@@ -1,5 +1,7 @@
 #include "Tests/MorvApp/Support.h"
 
+#include "MorvCore/Foundation/Errors.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QSettings>
@@ -112,6 +114,50 @@ bool MemoryBoard::write(const Contents& written) {
 std::optional<std::string> MemoryBoard::read(const std::string& type) const {
     const auto found = std::ranges::find(contents, type, &Contents::value_type::first);
     return found == contents.end() ? std::nullopt : std::optional(found->second);
+}
+
+void RecordingLauncher::install(const std::string& what, const FileURL& application) {
+    const MutexLock lock(mutex_);
+    installed_[what] = application;
+}
+
+void RecordingLauncher::refuse(const std::string& sentence) {
+    const MutexLock lock(mutex_);
+    refusal_ = sentence;
+}
+
+RecordingLauncher::Opened RecordingLauncher::opened() const {
+    const MutexLock lock(mutex_);
+    return opened_;
+}
+
+void RecordingLauncher::forget() {
+    const MutexLock lock(mutex_);
+    opened_.clear();
+}
+
+std::optional<DeveloperTool> RecordingLauncher::find(const DeveloperPathIntent& intent) const {
+    const auto what = intent.editor ? "editor " + std::string(rawValue(*intent.editor))
+                      : intent.tool == DeveloperPathIntent::Tool::warp ? std::string("warp")
+                                                                       : std::string("terminal");
+    const MutexLock lock(mutex_);
+    const auto found = installed_.find(what);
+    return found == installed_.end() ? std::nullopt : std::optional(DeveloperTool{found->second});
+}
+
+void RecordingLauncher::open(const DeveloperTool& tool, const FileURL& folder) const {
+    const MutexLock lock(mutex_);
+    if (!refusal_.empty())
+        throw FileOperationError::unavailable(refusal_);
+    opened_.emplace_back(tool.application, folder);
+}
+
+std::vector<InstalledApplication> RecordingLauncher::editors() const {
+    const MutexLock lock(mutex_);
+    std::vector<InstalledApplication> result;
+    for (const auto& [name, file] : installed_)
+        result.push_back({file, name, {}});
+    return result;
 }
 
 bool ModelTest::idle(AppModel& app) {

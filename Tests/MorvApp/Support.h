@@ -7,7 +7,9 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace morv::test {
@@ -46,6 +48,28 @@ public:
 
     Contents contents;
     std::uint64_t changes = 0;
+};
+
+/// Starts nothing and remembers what would have been started.
+class RecordingLauncher : public DeveloperToolLauncher {
+public:
+    using Opened = std::vector<std::pair<FileURL, FileURL>>; ///< applications, and folders
+
+    /// `what` is "terminal", "warp", or "editor" and the editor's raw value.
+    void install(const std::string& what, const FileURL& application);
+    void refuse(const std::string& sentence);
+    Opened opened() const;
+    void forget();
+
+    std::optional<DeveloperTool> find(const DeveloperPathIntent& intent) const override;
+    void open(const DeveloperTool& tool, const FileURL& folder) const override;
+    std::vector<InstalledApplication> editors() const override;
+
+private:
+    mutable Mutex mutex_;
+    std::map<std::string, FileURL> installed_ MORV_GUARDED_BY(mutex_);
+    std::string refusal_ MORV_GUARDED_BY(mutex_);
+    mutable Opened opened_ MORV_GUARDED_BY(mutex_);
 };
 
 /// One window's model on the folder `work`.

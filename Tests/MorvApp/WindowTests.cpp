@@ -224,7 +224,7 @@ TEST_F(WindowTest, thePathIsTypedAndTheKeyboardComesBack) {
     ASSERT_TRUE(window->pathBar().isEditing());
     type(QStringLiteral("sub"));
     key(Qt::Key_Return);
-    EXPECT_EQ(app().activePane().location(), work.child("sub"))
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work.child("sub"); }))
         << "a relative path begins at the present folder";
     EXPECT_TRUE(window->collection().hasFocus());
     ASSERT_TRUE(settled());
@@ -483,7 +483,8 @@ TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
     key(Qt::Key_L, Qt::ControlModifier);
     type(QStringLiteral(".."));
     key(Qt::Key_Return);
-    EXPECT_EQ(app().activePane().location(), work) << "in a field Return belongs to the field";
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work; }))
+        << "in a field Return belongs to the field";
     services->keys.resetAll();
     ASSERT_TRUE(settled());
 }

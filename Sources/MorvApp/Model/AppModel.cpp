@@ -22,6 +22,7 @@ constexpr const char* windowSession = "window";
 AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
                    const std::optional<FileURL>& initialLocation, QObject* parent)
     : QObject(parent), services_(services), clipboard_(board),
+      developerTools_(services.pools, services.defaults, services.toolLauncher),
       showSidebar_(!services.defaults.sidebarIsCompact()),
       layoutNamespace_(services.layout.newWindowNamespace(SplitLayoutRegistry::Persistence::kept)),
       tasks_(services.pools) {
@@ -34,6 +35,8 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
         if (selectedWorkspaceID_ && !library().workspace(*selectedWorkspaceID_))
             setSelectedWorkspaceID(std::nullopt);
     });
+    connect(&developerTools_, &DeveloperToolsUI::editorChoiceRequested, this,
+            [this] { showSheet(AppSheet::chooseEditor); });
     if (auto* source = volumes())
         connect(source, &VolumeSource::volumesChanged, this, [this] {
             ++fileSnapshotRevision_;
@@ -117,6 +120,13 @@ void AppModel::openSelection() {
     }
     for (const auto& folder : folders)
         addTab(folder);
+}
+
+FileURL AppModel::developerTarget() const {
+    // What is selected behind a workspace cannot be seen.
+    const auto selected =
+        selectedWorkspaceID_ ? std::vector<const FileEntry*>() : currentPane().selectedEntries();
+    return selected.size() == 1 ? selected.front()->url() : currentPane().location();
 }
 
 void AppModel::openWithDefault(const FileURL& url) {
@@ -363,6 +373,10 @@ void AppModel::perform(const CommandCall& call) {
         if (!pane.selection().empty())
             Q_EMIT requested(call.command);
         return;
+    case FileCommand::terminal:
+        return developerTools_.openTerminal(developerTarget());
+    case FileCommand::editor:
+        return developerTools_.openEditor(developerTarget());
     case FileCommand::redo:
         return;
     case FileCommand::newWindow:
@@ -374,8 +388,6 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::editPath:
     case FileCommand::search:
     case FileCommand::chooseFolder:
-    case FileCommand::terminal:
-    case FileCommand::editor:
     case FileCommand::selectAll:
     case FileCommand::invertSelection:
         return Q_EMIT requested(call.command);

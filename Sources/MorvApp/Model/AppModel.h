@@ -122,6 +122,7 @@ public:
     void eject(const FileURL& volume);
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
+    DeveloperToolsUI& developerTools() { return developerTools_; }
 
     // Commands and operations.
 
@@ -206,6 +207,8 @@ private:
     void paste(FileClipboard::Mode least);
     void transferToOtherPane(OperationKind kind);
     void openSelection();
+    /// The one selected item, else the folder that is shown.
+    FileURL developerTarget() const;
     void openWithDefault(const FileURL& url);
     void goTo(const std::optional<FileURL>& folder);
     void resizeIcons(double by);
@@ -232,6 +235,7 @@ private:
 
     MorvServices& services_;
     FileClipboard clipboard_;
+    DeveloperToolsUI developerTools_;
     std::vector<FileTab> tabs_;
     UUID activeTabID_;
     bool secondaryActive_ = false;

@@ -116,6 +116,7 @@ enum class AppSheet : std::uint8_t {
     viewOptions,
     creativeTools,
     keyBindings,
+    chooseEditor,
 };
 
 } // namespace morv

@@ -5,6 +5,7 @@
 // Threading   made and used on the main thread; the store and the engine are safe to share
 #pragma once
 
+#include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
@@ -56,6 +57,8 @@ public:
     SQLiteStore store;
     FileOperationEngine engine;
     ItemOpener opener;
+    /// Of windows that are made from now on; null where nothing can be started.
+    std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;

@@ -55,6 +55,18 @@ void UserDefaults::setReplacedFileManagerService(const std::string& content) {
     settings_.setValue(QStringLiteral("folders.replacedService"), QByteArray::fromStdString(content));
 }
 
+std::optional<FileURL> UserDefaults::editorApplication() const {
+    const auto bytes = settings_.value(QStringLiteral("developerTools.editorApplication")).toByteArray();
+    if (!bytes.startsWith('/'))
+        return std::nullopt;
+    return FileURL::fromPath(bytes.toStdString());
+}
+
+void UserDefaults::setEditorApplication(const FileURL& application) {
+    settings_.setValue(QStringLiteral("developerTools.editorApplication"),
+                       QByteArray::fromStdString(application.path()));
+}
+
 bool UserDefaults::introductionCompleted() const {
     return settings_.value(QStringLiteral("onboarding.completed.v1"), false).toBool();
 }

@@ -43,6 +43,10 @@ public:
     std::string replacedFileManagerService() const;
     void setReplacedFileManagerService(const std::string& content);
 
+    /// The editor that the user has chosen: the bytes of the path of its desktop entry or program.
+    std::optional<FileURL> editorApplication() const;
+    void setEditorApplication(const FileURL& application);
+
     /// The first-run introduction was seen to its end.
     bool introductionCompleted() const;
     void setIntroductionCompleted(bool completed);

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
@@ -112,6 +113,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     connect(&app_, &AppModel::closeWindowRequested, this, &QWidget::close);
     connect(pathBar_, &PathBar::editingEnded, this, &MainWindow::focusContent);
     connect(search_, &SearchField::ended, this, &MainWindow::focusContent);
+    connect(&app_.developerTools(), &DeveloperToolsUI::failed, this, &MainWindow::showToolFailure);
     connect(&app_, &AppModel::errorMessageChanged, this, &MainWindow::updateError);
     connect(&app_, &AppModel::reviewPlanChanged, this, &MainWindow::updateSheet);
     connect(&app_, &AppModel::sheetChanged, this, &MainWindow::updateSheet);
@@ -266,7 +268,7 @@ QWidget* MainWindow::buildToolbar() {
     addButton(bar, actions_->action(FileCommand::forward), QStringLiteral("go-next"));
     addButton(bar, actions_->action(FileCommand::enclosingFolder), QStringLiteral("go-up"));
     row->addSpacing(Space::tiny);
-    pathBar_ = new PathBar(app_.activePane(), bar);
+    pathBar_ = new PathBar(app_, bar);
     row->addWidget(pathBar_, 3);
     search_ = new SearchField(app_, bar);
     row->addWidget(search_, 1);
@@ -407,6 +409,9 @@ void MainWindow::updateSheet() {
     case AppSheet::commands:
         sheet_ = new QuickActionsSheet(app_, this);
         break;
+    case AppSheet::chooseEditor:
+        sheet_ = new EditorSheet(app_, this);
+        break;
     case AppSheet::keyBindings:
         sheet_ = new KeyBindingsSheet(app_, this);
         break;
@@ -415,6 +420,14 @@ void MainWindow::updateSheet() {
         app_.closeSheet();
         break;
     }
+}
+
+void MainWindow::showToolFailure(const std::string& sentence) {
+    const auto title = QStringLiteral("Couldn’t Open Developer Tool");
+    auto* box = new QMessageBox(QMessageBox::Warning, title, title, QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setInformativeText(shown(sentence));
+    box->open();
 }
 
 void MainWindow::retint() {

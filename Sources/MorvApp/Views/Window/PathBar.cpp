@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/GitBadge.h"
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QHBoxLayout>
@@ -19,16 +20,20 @@ namespace {
 
 constexpr int barHeight = 36;
 constexpr int widestCrumb = 220;
+/// The badge has this part of the bar at most.
+constexpr int badgeShare = 3;
 
 } // namespace
 
-PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(&pane) {
+PathBar::PathBar(AppModel& app, QWidget* parent)
+    : QFrame(parent), app_(app), pane_(&app.activePane()), git_(app.services().pools),
+      completion_(app.services().pools) {
     setObjectName(QStringLiteral("pathField"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setCursor(Qt::IBeamCursor);
     setToolTip(QStringLiteral("Click beside the folders, or press Ctrl+L, to type a path"));
     layout_ = new QHBoxLayout(this);
-    layout_->setContentsMargins(Space::tiny, 2, Space::huge, 2);
+    layout_->setContentsMargins(Space::tiny, 2, Space::small, 2);
     layout_->setSpacing(0);
     overflow_ = new QToolButton(this);
     overflow_->setObjectName(QStringLiteral("crumb"));
@@ -38,12 +43,19 @@ PathBar::PathBar(PaneModel& pane, QWidget* parent) : QFrame(parent), pane_(&pane
     connect(overflow_, &QToolButton::clicked, this, &PathBar::showHiddenFolders);
     layout_->addWidget(overflow_);
     layout_->addStretch(1);
+    // There is always a place beside the folders to click on.
+    layout_->addSpacing(Space::large);
+    badge_ = new GitBadge(git_, this);
+    layout_->addWidget(badge_);
+    connect(&git_, &GitStatusModel::changed, this, &PathBar::fit);
     editor_ = new QLineEdit(this);
     editor_->setAccessibleName(QStringLiteral("Path"));
     editor_->installEventFilter(this);
     editor_->hide();
     connect(editor_, &QLineEdit::returnPressed, this, &PathBar::commit);
-    setPane(pane);
+    connect(editor_, &QLineEdit::textEdited, this, [this] { showHint({}); });
+    connect(&completion_, &PathCompletion::completed, this, &PathBar::takeCompletion);
+    setPane(app.activePane());
 }
 
 void PathBar::setPane(PaneModel& pane) {
@@ -67,6 +79,7 @@ bool PathBar::isEditing() const {
 
 void PathBar::rebuild() {
     endEditing();
+    git_.setLocation(pane_->location());
     for (auto& crumb : crumbs_) {
         // A crumb may be the button whose click brought us here.
         for (QWidget* part : {static_cast<QWidget*>(crumb.button), crumb.arrow})
@@ -114,9 +127,11 @@ void PathBar::rebuild() {
 }
 
 void PathBar::fit() {
+    badge_->fitInto(width() / badgeShare);
+    const int badge = badge_->hasContent() ? badge_->width() : 0;
     // The folders nearest to the present one matter most: what does not fit is left out from the front.
     const int room = width() - layout_->contentsMargins().left() - layout_->contentsMargins().right() -
-                     overflow_->sizeHint().width();
+                     Space::large - badge - overflow_->sizeHint().width();
     int used = 0;
     std::size_t hidden = 0;
     for (std::size_t i = crumbs_.size(); i-- > 0;) {
@@ -128,6 +143,7 @@ void PathBar::fit() {
         }
     }
     const bool editing = isEditing();
+    badge_->setVisible(badge_->hasContent() && !editing);
     for (std::size_t i = 0; i < crumbs_.size(); ++i) {
         crumbs_[i].button->setVisible(i >= hidden && !editing);
         if (crumbs_[i].arrow)
@@ -148,6 +164,7 @@ void PathBar::showHiddenFolders() {
 
 void PathBar::beginEditing() {
     originalText_ = shown(pane_->location().path());
+    completion_.begin(typedBytes(originalText_), pane_->location());
     editor_->setText(originalText_);
     editor_->setGeometry(rect());
     editor_->show();
@@ -161,6 +178,8 @@ void PathBar::endEditing() {
     if (!isEditing())
         return;
     const bool hadFocus = editor_->hasFocus();
+    completion_.end();
+    showHint({});
     editor_->hide();
     fit();
     if (hadFocus)
@@ -169,11 +188,78 @@ void PathBar::endEditing() {
 
 void PathBar::commit() {
     const auto text = editor_->text();
+    if (app_.developerTools().executePathInput(typedBytes(text), pane_->location()))
+        return endEditing();
     const bool isSame = text == originalText_ || text.trimmed().isEmpty();
-    const auto target = isSame ? pane_->location() : typedLocation(text, pane_->location());
+    const auto target = locationOf(text);
     endEditing();
     if (!isSame)
-        pane_->navigate(target, PaneModel::History::record);
+        app_.open(target);
+}
+
+FileURL PathBar::locationOf(const QString& text) const {
+    const auto known = completion_.location(typedBytes(text));
+    return known ? *known : typedLocation(text, pane_->location());
+}
+
+void PathBar::complete(PathCompletion::Direction direction) {
+    const auto text = editor_->text();
+    const auto cut = text.lastIndexOf(QLatin1Char('/')) + 1;
+    const auto prefix = text.left(cut);
+    completion_.complete(
+        {typedBytes(prefix), typedBytes(text.mid(cut)), cut == 0 ? pane_->location() : locationOf(prefix)},
+        direction);
+}
+
+void PathBar::takeCompletion(const std::string& typed, const std::string& text, const std::string& hint) {
+    // What was typed meanwhile stands.
+    if (!isEditing() || typedBytes(editor_->text()) != typed)
+        return;
+    if (text != typed)
+        editor_->setText(ours(text));
+    showHint(ours(hint));
+}
+
+void PathBar::showHint(const QString& hint) {
+    editor_->setAccessibleDescription(hint);
+    if (hint.isEmpty()) {
+        if (hint_)
+            hint_->hide();
+        return;
+    }
+    if (!hint_) {
+        hint_ = new QLabel(window());
+        hint_->setObjectName(QStringLiteral("pathHint"));
+        hint_->setTextFormat(Qt::PlainText);
+        hint_->setAttribute(Qt::WA_TransparentForMouseEvents);
+    }
+    hint_->setText(hint);
+    hint_->adjustSize();
+    hint_->move(mapTo(window(), QPoint(0, height() + 2)));
+    hint_->show();
+    hint_->raise();
+}
+
+bool PathBar::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate || event->type() == QEvent::WindowDeactivate)
+        git_.setActive(event->type() == QEvent::WindowActivate);
+    return QFrame::event(event);
+}
+
+bool PathBar::takeKey(const QKeyEvent& event) {
+    switch (event.key()) {
+    case Qt::Key_Escape:
+        endEditing();
+        return true;
+    case Qt::Key_Tab:
+        complete(PathCompletion::Direction::forwards);
+        return true;
+    case Qt::Key_Backtab:
+        complete(PathCompletion::Direction::backwards);
+        return true;
+    default:
+        return false;
+    }
 }
 
 void PathBar::mousePressEvent(QMouseEvent* event) {
@@ -193,10 +279,8 @@ bool PathBar::eventFilter(QObject* watched, QEvent* event) {
         return true;
     }
     if (watched == editor_ && event->type() == QEvent::KeyPress &&
-        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
-        endEditing();
+        takeKey(*static_cast<const QKeyEvent*>(event)))
         return true;
-    }
     if (watched == editor_ && event->type() == QEvent::FocusOut) {
         const auto reason = static_cast<QFocusEvent*>(event)->reason();
         if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)

@@ -62,8 +62,8 @@ bool WindowActions::isOffered(FileCommand command) {
              {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::compress,
               FileCommand::extract, FileCommand::appearance, FileCommand::tidy, FileCommand::smartClean,
               FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
-              FileCommand::connect, FileCommand::terminal, FileCommand::editor, FileCommand::toggleInspector,
-              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+              FileCommand::connect, FileCommand::toggleInspector, FileCommand::viewAsColumns,
+              FileCommand::viewAsGallery})
             set.insert(static_cast<int>(without));
         return set;
     }();
