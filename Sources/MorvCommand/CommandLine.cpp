@@ -312,11 +312,14 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     tidy.add_option("--to", raw.to, "Where the kind folders are to stand, instead of the folder itself")
         ->type_name("FOLDER");
     tidy.add_flag("--hidden", raw.hidden, "Propose hidden files too");
+    auto& insight = *app.add_subcommand("insight", "Say at a glance what a folder holds, two levels deep");
+    insight.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
     Verbs verbs = {
         {&list, Verb::list},       {&info, Verb::info},           {&search, Verb::search},
         {&watch, Verb::watch},     {&plan, Verb::plan},           {&fingerprint, Verb::fingerprint},
         {&run, Verb::run},         {&execute, Verb::execute},     {&undo, Verb::undo},
-        {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy}};
+        {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy},
+        {&insight, Verb::insight}};
     addArchiveVerbs(app, raw, verbs);
     addSuggestionVerbs(app, raw, verbs);
     addWorkspaceVerbs(app, raw, verbs);

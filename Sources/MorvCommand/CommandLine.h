@@ -31,6 +31,7 @@ enum class Verb : std::uint8_t {
     listArchive,
     downloads,
     tidy,
+    insight,
     listSuggestions,
     clearSuggestions,
     exportSuggestions,
@@ -73,10 +74,10 @@ struct CommandLine {
     FileURL dataDirectory;
     HiddenItems hidden = HiddenItems::skip;
     Review review = Review::ask;
-    std::vector<FileURL> paths;    ///< list, downloads, tidy, archive: the one item; others: the items
-    OperationRequest request;      ///< plan, run
-    SearchRequest search;          ///< search
-    std::string planFile;          ///< execute: a path, or "-" for standard input
+    std::vector<FileURL> paths; ///< list, downloads, tidy, archive, insight: the one item; others: the items
+    OperationRequest request;   ///< plan, run
+    SearchRequest search;       ///< search
+    std::string planFile;       ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
     SmartDownloadsRequest downloads;
     FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "MorvCore/Folders/SearchService.h"
+#include "MorvCore/Inspection/FolderInsights.h"
 #include "MorvCore/Operations/Operations.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Review/SmartDownloadsService.h"
@@ -53,6 +54,8 @@ std::string historyText(const OperationReceipt& receipt);
 std::string downloadsText(const SmartDownloadsSnapshot& snapshot);
 /// Each file with its proposed place, then what stays and why.
 std::string tidyText(const TidyPlan& plan);
+/// The numbers, the kinds, what was left out, and the names of two levels.
+std::string insightText(const FileURL& folder, const FolderInsight& insight);
 /// Whether the memory is enabled, and what it holds.
 std::string memoryText(const SuggestionMemoryPreferences& preferences,
                        const std::vector<SuggestionMemoryRecord>& records);
