@@ -30,6 +30,8 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
     observeActivePane();
     connect(&library(), &FileLibrary::failed, this,
             [this](const std::string& message) { setErrorMessage(message); });
+    connect(&services.appearances, &FolderAppearanceStore::failed, this,
+            [this](const std::string& message) { setErrorMessage(message); });
     connect(&library(), &FileLibrary::workspaceListChanged, this, [this] {
         if (selectedWorkspaceID_ && !library().workspace(*selectedWorkspaceID_))
             setSelectedWorkspaceID(std::nullopt);

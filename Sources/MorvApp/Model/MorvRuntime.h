@@ -8,6 +8,8 @@
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
+#include "MorvApp/Model/FolderAppearanceStore.h"
+#include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
@@ -55,6 +57,8 @@ public:
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    FolderInsightCache insights;
+    FolderAppearanceStore appearances;
     FileWindows windows;
 
 private:
