@@ -85,7 +85,7 @@ TEST_F(CommandTest, commandsWithoutASelectionDoNothing) {
     for (const auto command :
          {FileCommand::open, FileCommand::rename, FileCommand::copy, FileCommand::cut, FileCommand::duplicate,
           FileCommand::trash, FileCommand::alias, FileCommand::tags, FileCommand::compress,
-          FileCommand::extract, FileCommand::reviewOperation})
+          FileCommand::extract, FileCommand::appearance, FileCommand::reviewOperation})
         app.perform(command);
     EXPECT_FALSE(app.sheet() || app.errorMessage() || app.status() || app.isOperating());
     EXPECT_THAT(requests, IsEmpty());

@@ -282,7 +282,9 @@ void AppModel::perform(const CommandCall& call) {
         refreshOperationHistory();
         return showSheet(AppSheet::activity);
     case FileCommand::appearance:
-        return showSheet(AppSheet::appearance);
+        if (FileManagerCommands::isEnabled(FileCommand::appearance, this))
+            showSheet(AppSheet::appearance);
+        return;
     case FileCommand::tidy:
         return showSheet(AppSheet::tidy);
     case FileCommand::smartClean:

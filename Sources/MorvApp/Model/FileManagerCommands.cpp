@@ -133,7 +133,7 @@ const std::vector<CommandRow>& table() {
         {saveSession, "saveSession", Menu::files, "Save Window Session", always, {}, true},
         {restoreSession, "restoreSession", Menu::files, "Restore Window Session"},
 
-        {appearance, "appearance", Menu::none, "Folder Appearance…"},
+        {appearance, "appearance", Menu::none, "Folder Appearance…", oneFolder},
     };
     return rows;
 }
@@ -191,7 +191,7 @@ bool worksOnSelection(FileCommand command) {
     if (command == reviewOperation)
         return false;
     const auto rule = row(command).enabledWhen;
-    return rule == selection || rule == splitAndSelection;
+    return rule == selection || rule == splitAndSelection || rule == oneFolder;
 }
 
 bool isEnabled(FileCommand command, const AppModel* model) {
@@ -210,6 +210,8 @@ bool isEnabled(FileCommand command, const AppModel* model) {
         return model->isSplit();
     case splitAndSelection:
         return model->isSplit() && !pane.selection().empty();
+    case oneFolder:
+        return pane.selection().size() == 1 && pane.selectedFolders() == 1;
     case canGoBack:
         return pane.canGoBack();
     case canGoForward:

@@ -29,6 +29,7 @@ enum class EnabledWhen : std::uint8_t {
     selection,
     split,
     splitAndSelection,
+    oneFolder, ///< a single folder is selected
     canGoBack,
     canGoForward,
 };

@@ -33,7 +33,8 @@ public:
     /// The folder's own, else what its name suggests; the user's Documents look like documents whatever they
     /// are called.
     FolderAppearance appearance(const FileURL& url) const;
-    bool isChosen(const FileURL& url) const { return appearances_.contains(url.path()); }
+    /// What appearance() gives for a folder without one of its own.
+    FolderAppearance standard(const FileURL& url) const;
     /// Nothing gives the folder back what its name suggests.
     void set(std::optional<FolderAppearance> appearance, const FileURL& url);
     /// Rises with every change.
@@ -48,7 +49,6 @@ private:
     using Appearances = std::map<std::string, FolderAppearance>; ///< by path
 
     static Appearances read(SQLiteStore& store);
-    FolderAppearance standard(const FileURL& url) const;
     void take(Appearances found);
     void endLoading();
     void changed();

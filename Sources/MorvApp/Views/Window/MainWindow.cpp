@@ -3,6 +3,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
+#include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
@@ -407,6 +408,13 @@ void MainWindow::updateSheet() {
         break;
     case AppSheet::keyBindings:
         sheet_ = new KeyBindingsSheet(app_, this);
+        break;
+    case AppSheet::appearance:
+        // The command needs the one folder; that it is still there nobody has promised.
+        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
+            sheet_ = new FolderAppearanceSheet(app_, selected.front()->url(), this);
+        else
+            app_.closeSheet();
         break;
     default:
         // Not offered by any action of this window.

@@ -57,9 +57,9 @@ bool WindowActions::isOffered(FileCommand command) {
         QSet<int> set;
         for (const auto without :
              {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::compress,
-              FileCommand::extract, FileCommand::appearance, FileCommand::tidy, FileCommand::smartClean,
-              FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
-              FileCommand::connect, FileCommand::terminal, FileCommand::editor, FileCommand::toggleInspector,
+              FileCommand::extract, FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
+              FileCommand::creativeTools, FileCommand::viewOptions, FileCommand::connect,
+              FileCommand::terminal, FileCommand::editor, FileCommand::toggleInspector,
               FileCommand::viewAsColumns, FileCommand::viewAsGallery})
             set.insert(static_cast<int>(without));
         return set;
