@@ -7,12 +7,15 @@
 #include "Tests/MorvApp/Support.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QImage>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTest>
+#include <QTreeWidget>
 #include <set>
 
 namespace morv {
@@ -175,6 +178,35 @@ TEST_F(FolderLookTest, cardsThatCameIntoSightAreScannedAndThoseInBetweenAreNot) 
     EXPECT_TRUE(eventually([&] { return known(count - 1)->countLabel() == "1 item"; }))
         << "a folder that was modified is scanned again when the pane has been read";
     EXPECT_TRUE(eventually([&] { return window->grab().toImage() != before; }));
+}
+
+TEST_F(FolderLookTest, aGlanceShowsTwoLevelsAndOpensTheFolder) {
+    folder("work/sub/inner");
+    file("sub/photo.png", "12345");
+    file("sub/inner/notes.txt", "123");
+    open();
+    selectFirst();
+    auto* viewport = window->collection().viewport();
+    const auto point = window->collection().visualRect(0).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, point, viewport->mapToGlobal(point));
+    QApplication::sendEvent(viewport, &event);
+    auto* action = window->findChild<QAction*>(QStringLiteral("glanceAction"));
+    ASSERT_TRUE(action);
+    action->trigger();
+    ASSERT_TRUE(window->sheet());
+    const auto text = [&](const char* name) {
+        return window->sheet()->findChild<QLabel*>(QLatin1String(name))->text();
+    };
+    ASSERT_TRUE(eventually([&] { return !text("glanceCount").isEmpty(); }));
+    EXPECT_EQ(text("glanceCount"), QStringLiteral("2"));
+    EXPECT_EQ(text("glanceSize"), QStringLiteral("8 bytes"));
+    auto* tree = window->sheet()->findChild<QTreeWidget*>();
+    ASSERT_EQ(tree->topLevelItemCount(), 2);
+    EXPECT_EQ(tree->topLevelItem(0)->child(0)->text(0), QStringLiteral("notes.txt"));
+    QTest::mouseClick(button(QStringLiteral("Open Folder")), Qt::LeftButton);
+    EXPECT_FALSE(window->sheet());
+    EXPECT_EQ(app().activePane().location(), work.child("sub"));
+    EXPECT_TRUE(eventually([&] { return app().activePane().loadedLocation() == work.child("sub"); }));
 }
 
 } // namespace

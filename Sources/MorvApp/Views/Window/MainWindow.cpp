@@ -4,6 +4,7 @@
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
+#include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
@@ -413,6 +414,12 @@ void MainWindow::updateSheet() {
         // The command needs the one folder; that it is still there nobody has promised.
         if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
             sheet_ = new FolderAppearanceSheet(app_, selected.front()->url(), this);
+        else
+            app_.closeSheet();
+        break;
+    case AppSheet::glance:
+        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
+            sheet_ = new FolderGlanceSheet(app_, *selected.front(), this);
         else
             app_.closeSheet();
         break;
