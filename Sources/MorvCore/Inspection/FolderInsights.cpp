@@ -76,14 +76,12 @@ public:
          const std::stop_token& stop)
         : observer_(observer), stop_(stop), root_(openRoot(url)) {
         insight_.complete = insight_.byteCountComplete = true;
-        queue_.push_back({std::make_shared<const FileURL>(url.asFolder()), ".", root_->identity(), 0, {}});
+        add({std::make_shared<const FileURL>(url.asFolder()), ".", root_->identity(), 0, {}});
     }
 
     FolderInsight run() {
         while (!queue_.empty() && !isSpent_) {
-            const auto folder = std::move(queue_.front());
-            queue_.pop_front();
-            read(folder);
+            read(queue_.extract(queue_.begin()).mapped());
         }
         checkCancelled(stop_);
         root_->validate();
@@ -102,6 +100,11 @@ private:
         int level = 0;                   ///< below the root
         std::optional<std::size_t> node; ///< whose children these are in the peek
     };
+
+    void add(Folder folder) {
+        const std::pair place(folder.level, folder.stat.size);
+        queue_.emplace(place, std::move(folder));
+    }
 
     void read(const Folder& folder) {
         try {
@@ -138,9 +141,8 @@ private:
             const bool isEntered = mayEnter(entry, stat, folder.level + 1);
             const auto node = keep(folder, std::move(entry));
             if (isEntered)
-                queue_.push_back({std::make_shared<const FileURL>(folder.url->child(name).asFolder()),
-                                  folder.level == 0 ? name : folder.relative + '/' + name, stat,
-                                  folder.level + 1, node});
+                add({std::make_shared<const FileURL>(folder.url->child(name).asFolder()),
+                     folder.level == 0 ? name : folder.relative + '/' + name, stat, folder.level + 1, node});
         } catch (const PosixError&) {
             skip();
         } catch (const FileOperationError&) {
@@ -196,7 +198,9 @@ private:
     const FolderInsightScanner::FolderObserver& observer_;
     const std::stop_token& stop_;
     std::shared_ptr<const CreativePinnedDirectory> root_;
-    std::deque<Folder> queue_;
+    /// By level, and in it by what the volume spends on a folder's names: one huge folder is not to eat the
+    /// budget of all its neighbours.
+    std::multimap<std::pair<int, std::int64_t>, Folder> queue_;
     bool isSpent_ = false;
     FolderInsight insight_;
 };

@@ -1,7 +1,8 @@
 // What a folder holds, at a glance: how many items, roughly how large, of which kinds, and two levels of
 // names. An estimate under a budget, which says so where the budget stopped it.
 //
-// Order       breadth first: what stands directly in the folder is counted before anything below it
+// Order       breadth first: what stands directly in the folder is counted before anything below it; of the
+//             folders of one level the small ones before the large ones, where the volume tells
 // Invariants  I1  at most `simultaneousScans` run at once, whoever asks; the others begin in the order of
 //                 asking
 //             I2  no link is followed, no package entered, no other volume and nothing outside this disk

@@ -181,6 +181,19 @@ TEST(FolderInsights, keepsABoundedPeek) {
     EXPECT_TRUE(insight.complete) << "what the peek leaves out was counted";
 }
 
+TEST(FolderInsights, aHugeFolderLeavesItsNeighboursTheirShare) {
+    const TemporaryFolder folder(Disk::memory); // where a folder's size tells how many names it holds
+    for (const char* name : {"a", "huge", "z"})
+        folder.makeFolder(name);
+    fill(folder, "huge/", 2600);
+    fill(folder, "a/", 30);
+    fill(folder, "z/", 30);
+    const auto insight = read(folder.url());
+    EXPECT_EQ(insight.countLabel(), "3+ items");
+    EXPECT_EQ(insight.childCounts.at(folder.path("a")) + insight.childCounts.at(folder.path("z")), 60);
+    EXPECT_EQ(insight.childCounts.at(folder.path("huge")), 2500 - 63);
+}
+
 TEST(FolderInsights, unreadablePartsLowerTheCoverageAndNothingElse) {
     const TemporaryFolder folder;
     folder.makeFolder("closed");

@@ -21,6 +21,7 @@ namespace {
 constexpr QSize card{480, 580};
 constexpr int headPicture = 48;
 constexpr int rowPicture = 16;
+constexpr int rowHeight = 24;
 
 } // namespace
 
@@ -140,6 +141,7 @@ void FolderGlanceSheet::fillTree(const FolderInsight& insight) {
     FolderArt folders;
     const auto add = [&](QTreeWidgetItem* parent, const FileEntry& entry) {
         auto* item = new QTreeWidgetItem(parent, {shown(entry.name)});
+        item->setSizeHint(0, QSize(0, rowHeight));
         item->setIcon(0, entry.isNavigable()
                              ? folders.folder(app_.services().appearances.appearance(entry.url()), rowPicture,
                                               devicePixelRatioF())
