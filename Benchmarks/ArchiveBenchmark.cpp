@@ -1,5 +1,6 @@
 // Checking the ZIP archive with the most members that the format has without ZIP64, against `zipinfo -1` of
-// it, which reads the directory alone. The archives are made under TMPDIR (or /tmp).
+// it, which reads the directory alone; and unpacking many small files and one large one, against `unzip -q`. All
+// is made under TMPDIR (or /tmp).
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "Tests/Support/ArchiveBuilder.h"
 
@@ -10,7 +11,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
@@ -174,5 +177,95 @@ void spreadArchiveAgainstZipinfo(benchmark::State& state) {
     measureAgainstZipinfo(state, Archive(ordinary, mostMembers, 16'384));
 }
 BENCHMARK(spreadArchiveAgainstZipinfo)->Iterations(11)->Unit(benchmark::kMillisecond);
+
+/// Words that deflate to a third or so.
+std::string prose(std::size_t length, std::mt19937& random) {
+    static const auto words = [] {
+        std::mt19937 source(7);
+        std::vector<std::string> result(3000);
+        for (auto& word : result) {
+            for (auto letters = 2 + source() % 8; letters > 0; --letters)
+                word += static_cast<char>('a' + source() % 26);
+        }
+        return result;
+    }();
+    std::string text;
+    while (text.size() < length)
+        text += words[random() % words.size()] + ' ';
+    text.resize(length);
+    return text;
+}
+
+/// A folder with an archive in it, and room to unpack it.
+class Unpacking {
+public:
+    explicit Unpacking(const std::function<void(const std::string& tree)>& makeTree) {
+        const char* base = std::getenv("TMPDIR");
+        path_ = std::string(base ? base : "/tmp") + "/MorvUnpackingXXXXXX";
+        if (!::mkdtemp(path_.data()))
+            throw std::runtime_error("no folder for the benchmark");
+        std::filesystem::create_directory(path_ + "/tree");
+        makeTree(path_ + "/tree");
+        run("cd '" + path_ + "' && zip -q -r tree.zip tree");
+        std::filesystem::remove_all(path_ + "/tree");
+    }
+    ~Unpacking() { std::filesystem::remove_all(path_); }
+    Unpacking(const Unpacking&) = delete;
+    Unpacking& operator=(const Unpacking&) = delete;
+
+    void unpack() const {
+        const auto staging = FileURL::fromPath(path_ + "/unpacked");
+        const Descriptor folder(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        SafeArchiveService::extract({FileURL::fromPath(path_ + "/tree.zip"), staging, folder.get()});
+    }
+    void unzip() const { run("cd '" + path_ + "' && unzip -q -d unpacked tree.zip"); }
+    void clear() const { std::filesystem::remove_all(path_ + "/unpacked"); }
+
+private:
+    static void run(const std::string& command) {
+        if (std::system(command.c_str()) != 0)
+            throw std::runtime_error("failed: " + command);
+    }
+
+    std::string path_;
+};
+
+void measureAgainstUnzip(benchmark::State& state, const Unpacking& unpacking) {
+    std::vector<double> bare, service;
+    for (auto _ : state) {
+        bare.push_back(seconds([&] { unpacking.unzip(); }));
+        unpacking.clear();
+        service.push_back(seconds([&] { unpacking.unpack(); }));
+        unpacking.clear();
+    }
+    state.counters["bare_ms"] = median(bare) * 1e3;
+    state.counters["service_ms"] = median(service) * 1e3;
+    state.counters["ratio"] = median(service) / median(bare);
+    state.counters["peak_MiB"] = peakMebibytes([&] { unpacking.unpack(); });
+}
+
+void unpackingSmallFilesAgainstUnzip(benchmark::State& state) {
+    measureAgainstUnzip(state, Unpacking([](const std::string& tree) {
+                            std::mt19937 random(1);
+                            for (unsigned i = 0; i < 20'000; ++i) {
+                                const auto folder = tree + "/" + std::to_string(i / 100);
+                                if (i % 100 == 0)
+                                    std::filesystem::create_directory(folder);
+                                std::ofstream(folder + "/report " + std::to_string(i) + ".txt")
+                                    << prose(200 + random() % 8000, random);
+                            }
+                        }));
+}
+BENCHMARK(unpackingSmallFilesAgainstUnzip)->Iterations(5)->Unit(benchmark::kMillisecond);
+
+void unpackingOneGibibyteAgainstUnzip(benchmark::State& state) {
+    measureAgainstUnzip(state, Unpacking([](const std::string& tree) {
+                            std::mt19937 random(1);
+                            std::ofstream file(tree + "/large");
+                            for (int i = 0; i < 1024; ++i)
+                                file << prose(1 << 20, random);
+                        }));
+}
+BENCHMARK(unpackingOneGibibyteAgainstUnzip)->Iterations(5)->Unit(benchmark::kMillisecond);
 
 } // namespace

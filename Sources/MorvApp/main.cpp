@@ -2,9 +2,11 @@
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/LaunchArguments.h"
 #include "MorvApp/Model/MorvRuntime.h"
+#include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
 #include "MorvApp/Views/Window/StartupFailureView.h"
@@ -118,6 +120,12 @@ private:
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
+        services_->trash.setOperations(
+            {morv::emptyTrashAlert(), morv::trashFinishedAlert(),
+             [](const std::stop_token& stop) { morv::emptySystemTrash(morv::emptyTrashLimit, stop); },
+             morv::openSystemTrash});
+        connect(&*life_, &morv::ProcessLife::endingBegan, &services_->trash,
+                &morv::FinderTrashController::cancelRequest);
         windows.setReachable(isReachable_);
         windows.setFactory([this](const std::optional<morv::FileURL>& at) {
             auto* window = new morv::ManagedFileWindow(*services_, clipboard_, at);

@@ -53,6 +53,7 @@ struct RawArguments {
     std::string collision = "keepBoth";
     std::string planFile;
     std::string operation;
+    std::string outcome;
     std::string grouping = "kind";
     SmartDownloadsRequest downloads;
     std::string folder;
@@ -105,6 +106,16 @@ void addArchiveVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
     };
     add("check", "Say whether an archive is harmless enough to be extracted", Verb::checkArchive);
     add("list", "List what a harmless archive holds", Verb::listArchive);
+}
+
+void addHandoffVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
+    auto& group = *app.add_subcommand("handoffs", "Show what was handed to the system, such as Empty Trash");
+    auto& acknowledge =
+        *group.add_subcommand("acknowledge", "Say that it has finished: file operations may go on");
+    acknowledge.add_option("ID", raw.record, "The handoff")->required();
+    acknowledge.add_option("--outcome", raw.outcome, "What was seen of it")->type_name("TEXT")->required();
+    verbs.emplace_back(&acknowledge, Verb::acknowledgeHandoff);
+    verbs.emplace_back(&group, Verb::listHandoffs);
 }
 
 void addSuggestionVerbs(CLI::App& app, RawArguments& raw, Verbs& verbs) {
@@ -320,6 +331,7 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
         {&run, Verb::run},         {&execute, Verb::execute},     {&undo, Verb::undo},
         {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy},
         {&insight, Verb::insight}};
+    addHandoffVerbs(app, raw, verbs);
     addArchiveVerbs(app, raw, verbs);
     addSuggestionVerbs(app, raw, verbs);
     addWorkspaceVerbs(app, raw, verbs);
@@ -361,6 +373,10 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
         result.tidyDestination = raw.to ? urls({*raw.to}).front() : result.paths.front();
     if (undo.parsed() && !raw.operation.empty())
         result.operation = recordID(raw.operation, "an operation");
+    if (result.verb == Verb::acknowledgeHandoff) {
+        result.handoff = recordID(raw.record, "a handoff");
+        result.outcome = unshielded(raw.outcome);
+    }
     if (result.verb == Verb::configureSuggestions)
         result.suggestionsChange = suggestionsChange(raw);
     if (result.verb == Verb::removeSuggestion)

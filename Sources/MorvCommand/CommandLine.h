@@ -25,6 +25,8 @@ enum class Verb : std::uint8_t {
     execute,
     undo,
     history,
+    listHandoffs,
+    acknowledgeHandoff,
     search,
     watch,
     checkArchive,
@@ -79,6 +81,8 @@ struct CommandLine {
     SearchRequest search;       ///< search
     std::string planFile;       ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
+    UUID handoff;                  ///< handoffs acknowledge
+    std::string outcome;           ///< handoffs acknowledge: what was seen
     SmartDownloadsRequest downloads;
     FileURL tidyDestination; ///< tidy: the folder in which the kind folders are to stand
     SuggestionsChange suggestionsChange;

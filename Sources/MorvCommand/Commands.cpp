@@ -170,6 +170,7 @@ public:
 
     int run() {
         Journal journal(line_.dataDirectory);
+        refuseDuringHandoff(journal.engine);
         const auto plan = journal.engine.plan(line_.request, interruption_.token(), observer());
         progress_.erase();
         if (plan.requiresReview() && line_.review == Review::ask) {
@@ -195,11 +196,13 @@ public:
         FileOperationPlan plan;
         fromJSON(planDocument(), plan);
         Journal journal(line_.dataDirectory);
+        refuseDuringHandoff(journal.engine);
         return execute(journal.engine, plan);
     }
 
     int undo() {
         Journal journal(line_.dataDirectory);
+        refuseDuringHandoff(journal.engine);
         auto id = line_.operation;
         if (!id) {
             const auto receipts = journal.engine.history(interruption_.token());
@@ -222,6 +225,28 @@ public:
             for (const auto& receipt : receipts)
                 print(historyText(receipt));
         }
+        return ExitStatus::done;
+    }
+
+    int handoffs() const {
+        Journal journal(line_.dataDirectory);
+        const auto handoffs = journal.engine.externalHistory(interruption_.token());
+        if (json()) {
+            printLine(jsonArray(handoffs));
+        } else {
+            for (const auto& handoff : handoffs)
+                print(handoffText(handoff));
+        }
+        return ExitStatus::done;
+    }
+
+    int acknowledgeHandoff() const {
+        Journal journal(line_.dataDirectory);
+        journal.engine.endExternalMaintenance(line_.handoff, line_.outcome);
+        const auto handoffs = journal.engine.externalHistory();
+        const auto ended = std::ranges::find(handoffs, line_.handoff, &SystemOperationReceipt::id);
+        if (ended != handoffs.end())
+            print(json() ? toJSON(*ended) + "\n" : handoffText(*ended));
         return ExitStatus::done;
     }
 
@@ -257,6 +282,13 @@ private:
         SQLiteStore store;
         FileOperationEngine engine;
     };
+
+    /// The engine would wait for a handoff that an earlier process left, and that one cannot end while this
+    /// process holds the data directory: it would be for ever.
+    static void refuseDuringHandoff(FileOperationEngine& engine) {
+        if (const auto lease = engine.activeExternalMaintenance())
+            throw FileOperationError::unavailable(handoffRefusal(*lease));
+    }
 
     bool json() const { return line_.output == OutputForm::json; }
 
@@ -357,6 +389,10 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
         return command.undo();
     case Verb::history:
         return command.history();
+    case Verb::listHandoffs:
+        return command.handoffs();
+    case Verb::acknowledgeHandoff:
+        return command.acknowledgeHandoff();
     case Verb::downloads:
         return command.downloads();
     case Verb::tidy:

@@ -2,9 +2,9 @@
 //
 // On streams  standard output carries the answer (with --json one document), standard error everything else:
 //             progress, questions and the sentence of a refusal
-// Invariants  I1  a verb that writes or repairs (run, execute, undo, history, suggestions, workspace) holds
-//                 the data directory's lock from before the journal is opened to its end; the others need no
-//                 data directory at all
+// Invariants  I1  a verb that writes or repairs (run, execute, undo, history, handoffs, suggestions, workspace)
+//                 holds the data directory's lock from before the journal is opened to its end; the others
+//                 need no data directory at all
 //             I2  a signal never ends the process inside an operation: it stops at the next checkpoint
 // Threading   call on the main thread, once
 #pragma once

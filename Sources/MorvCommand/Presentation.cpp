@@ -182,6 +182,23 @@ std::string historyText(const OperationReceipt& receipt) {
     return text;
 }
 
+std::string handoffText(const SystemOperationReceipt& receipt) {
+    auto text = fmt::format("{} · {} · {}\n  id {}\n", displayText(receipt.label), rawValue(receipt.status),
+                            dateText(receipt.createdAt), receipt.id.text());
+    if (receipt.finishedAt)
+        text += fmt::format("  ended {}\n", dateText(receipt.finishedAt));
+    if (receipt.outcome)
+        text += fmt::format("  {}\n", displayText(*receipt.outcome));
+    return text;
+}
+
+std::string handoffRefusal(const SystemOperationReceipt& receipt) {
+    return fmt::format(
+        "File operations wait for “{}” of {}. Check Trash, then say what became of it: morvctl "
+        "handoffs acknowledge {} --outcome TEXT",
+        displayText(receipt.label), dateText(receipt.createdAt), receipt.id.text());
+}
+
 std::string downloadsText(const SmartDownloadsSnapshot& snapshot) {
     std::string text;
     for (const auto& group : snapshot.groups) {

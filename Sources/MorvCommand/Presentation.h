@@ -49,6 +49,10 @@ std::string planText(const FileOperationPlan& plan);
 std::string receiptText(const OperationReceipt& receipt);
 /// One operation of the history: its head, and the items that something is to be said about.
 std::string historyText(const OperationReceipt& receipt);
+/// One handoff to the system, and what is known of it.
+std::string handoffText(const SystemOperationReceipt& receipt);
+/// Why no file operation can run, and what ends that.
+std::string handoffRefusal(const SystemOperationReceipt& receipt);
 
 /// The groups with their entries, then what a limit left out and what tidying would leave in place.
 std::string downloadsText(const SmartDownloadsSnapshot& snapshot);

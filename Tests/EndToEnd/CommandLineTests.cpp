@@ -55,6 +55,9 @@ TEST_F(CommandLine, badUsageIsOneSentenceAndStatusTwo) {
         {"execute"},
         {"undo", "not-an-id"},
         {"history", "extra"},
+        {"handoffs", "dance"},
+        {"handoffs", "acknowledge", "not-an-id", "--outcome", "seen"},
+        {"handoffs", "acknowledge", "1B5A3C4E-1F2D-4A6B-8C9D-0E1F2A3B4C5D"},
         {"suggestions", "configure", "--enable", "--disable"},
         {"suggestions", "configure", "--retention-days", "long"},
         {"suggestions", "remove", "not-an-id"},
@@ -164,6 +167,32 @@ TEST_F(CommandLine, archivesAreListedOnlyWhenAllOfThemPassed) {
               "Choose a regular ZIP archive smaller than 2 GiB. ZIP64 archives are not supported yet.\n");
     EXPECT_EQ(difference(before, snapshot(from)), "");
     EXPECT_TRUE(snapshot(data).empty()) << "Nothing of this needs a data directory.";
+}
+
+TEST_F(CommandLine, packingMakesAnArchiveOrRefusesInThePreview) {
+    makeFolder(from + "/tree");
+    makeFolder(from + "/tree/empty");
+    writeFile(from + "/tree/text.txt", "text", 0640);
+    setAttribute(from + "/tree/text.txt", "user.xdg.comment", "words");
+    const auto before = snapshot(from + "/tree");
+    const auto receipt = json({"run", "compressZIP", from + "/tree", "--to", to});
+    EXPECT_EQ(receipt.at("status"), "completed");
+    EXPECT_EQ(pathOf(receipt.at("items")[0].at("destination")), to + "/tree.zip");
+    std::vector<std::string> names;
+    for (const auto& member : json({"archive", "list", to + "/tree.zip"}))
+        names.push_back(member.at("name"));
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"tree", "tree/empty", "tree/text.txt", "__MACOSX/tree/._text.txt"}));
+    EXPECT_EQ(difference(before, snapshot(from + "/tree")), "");
+    EXPECT_EQ(run({"undo"}).status, 0);
+    EXPECT_EQ(namesIn(to), std::vector<std::string>());
+
+    writeFile(from + "/tree/a\\b\x1b[31m", "text");
+    const auto refused = run({"run", "compressZIP", from + "/tree", "--to", to, "--yes"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.err, "“tree/a\\b\u241B[31m” cannot be put into a ZIP archive: its name contains a "
+                           "backslash.\n");
+    EXPECT_EQ(namesIn(to), std::vector<std::string>());
 }
 
 TEST_F(CommandLine, aPlanRunsOnceAndOnlyWhileTheWorldIsAsPreviewed) {
@@ -320,6 +349,47 @@ TEST_F(CommandLine, oneProcessHoldsTheDataDirectory) {
     EXPECT_EQ(run({"plan", "trash", from + "/file"}).status, 0);
     close(lock);
     EXPECT_EQ(run({"history"}).status, 0);
+}
+
+TEST_F(CommandLine, aHandoffThatWasLeftIsToldOfAndHoldsOperationsBack) {
+    writeFile(from + "/file", "content");
+    EXPECT_EQ(json({"handoffs"}), nlohmann::json::array());
+    const auto copied = std::string(json({"run", "copy", from + "/file", "--to", to}).at("id"));
+    const auto plan = run({"--json", "plan", "trash", from + "/file"}).out;
+    const std::string older = "1B5A3C4E-1F2D-4A6B-8C9D-0E1F2A3B4C5D";
+    const std::string newer = "0B5A3C4E-1F2D-4A6B-8C9D-0E1F2A3B4C5D";
+    for (const auto& [id, time] : {std::pair(newer, "2"), std::pair(older, "1")})
+        statement("INSERT INTO records VALUES('systemOperations/" + id + R"(','{"id":")" + id +
+                  R"(","kind":"emptyTrash","label":"Handed over","status":"pending","createdAt":)" + time +
+                  "}',0)");
+
+    for (const auto& row : {std::vector<std::string>{"run", "trash", from + "/file"},
+                            {"execute", "-"},
+                            {"undo"},
+                            {"undo", copied}}) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        RunOptions options;
+        options.input = plan;
+        const auto result = run(row, options);
+        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err.find("handoffs acknowledge " + older), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(readFile(from + "/file"), "content");
+    EXPECT_EQ(json({"history"}).size(), 1U);
+    EXPECT_EQ(run({"plan", "trash", from + "/file"}).status, 0);
+
+    const auto handoffs = json({"handoffs"});
+    ASSERT_EQ(handoffs.size(), 2U);
+    EXPECT_EQ(handoffs[0].at("id"), older) << "the one to acknowledge comes first";
+    EXPECT_EQ(handoffs[0].at("status"), "requiresReview");
+    EXPECT_NE(run({"handoffs"}).out.find("id " + newer), std::string::npos);
+    EXPECT_EQ(run({"handoffs", "acknowledge", newer, "--outcome", "seen"}).status, 3);
+    EXPECT_EQ(json({"handoffs", "acknowledge", older, "--outcome", " Trash is empty. "}).at("outcome"),
+              "Trash is empty.");
+    EXPECT_EQ(run({"undo"}).status, 3) << "the other one";
+    EXPECT_EQ(json({"handoffs", "acknowledge", newer, "--outcome", "seen"}).at("status"), "outcomeRecorded");
+    EXPECT_EQ(run({"undo"}).status, 0);
 }
 
 TEST_F(CommandLine, aJournalThatCannotBeReadOrWrittenIsNotReplaced) {

@@ -24,7 +24,8 @@ TEST_F(FailingCalls, ofTheFilesFailTheItemAloneWithASentence) {
         {2, "sync", other}, {2, "rename", other},   {2, "rename", home},  {2, "open", home},
         {2, "sync", home},  {3, "rename", from},    {4, "open", home},    {4, "write", home},
         {4, "sync", home},  {4, "rename", home},    {5, "folder", to},    {5, "rename", to},
-        {5, "sync", to},    {6, "attribute", from},
+        {5, "sync", to},    {6, "attribute", from}, {10, "open", to},     {10, "write", to},
+        {10, "sync", to},   {10, "rename", to},
     };
     for (const auto& row : rows) {
         for (const std::string error : {"ENOSPC", "EIO", "EACCES", "EROFS", "EDQUOT", "EINTR"}) {

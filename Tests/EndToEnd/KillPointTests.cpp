@@ -102,11 +102,11 @@ TEST_F(KillPointsOfRepair, leaveTheRepairToTheNextReading) {
 
 std::string operationName(const testing::TestParamInfo<std::size_t>& parameter) {
     constexpr std::array names = {
-        "copy", "move",        "moveAcrossVolumes",        "rename",      "trash", "newFolder",
-        "tags", "undoOfAMove", "undoOfAMoveAcrossVolumes", "undoOfATrash"};
+        "copy", "move",        "moveAcrossVolumes",        "rename",       "trash",      "newFolder",
+        "tags", "undoOfAMove", "undoOfAMoveAcrossVolumes", "undoOfATrash", "compressZIP"};
     return names[parameter.param];
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, KillPoints, testing::Range<std::size_t>(0, 10), operationName);
+INSTANTIATE_TEST_SUITE_P(Operations, KillPoints, testing::Range<std::size_t>(0, 11), operationName);
 
 } // namespace

@@ -45,6 +45,7 @@ std::vector<Operation> OperationChecks::operations(const Scene& scene) {
         {"undoOfAMove", {"undo"}, scene.to, {"tree", "single.txt"}, move},
         {"undoOfAMoveAcrossVolumes", {"undo"}, across, {"tree", "single.txt"}, moveAcross},
         {"undoOfATrash", {"undo"}, scene.from, {}, {"run", "trash", tree, single}},
+        {"compressZIP", {"run", "compressZIP", single, "--to", scene.to}, scene.to, {"single.txt.zip"}, {}},
     };
 }
 
@@ -148,6 +149,10 @@ void OperationChecks::checkDestination(const Operation& operation,
             EXPECT_NE(std::ranges::find(operation.finals, name), operation.finals.end())
                 << "Unexpected: " << place;
             EXPECT_EQ(folder, operation.destination);
+            if (name.ends_with(".zip")) {
+                EXPECT_EQ(scene_.run({"archive", "check", place}).status, 0) << place;
+                continue;
+            }
             const auto original = name.find("tree") != std::string::npos ? "tree" : "single.txt";
             TreeSnapshot expected;
             for (const auto& [path, item] : originals_) {

@@ -21,7 +21,7 @@ class OperationChecks {
 public:
     OperationChecks(Scene& scene, const std::string& across);
 
-    /// Copy, moves within and across volumes, rename, trash, new folder, tags, and undo.
+    /// Copy, moves within and across volumes, rename, trash, new folder, tags, undo, and packing.
     static std::vector<Operation> operations(const Scene& scene);
 
     /// Fresh work folders, an empty trash, and a data directory with one completed receipt; then what the

@@ -2,7 +2,10 @@
 // tests say that they were skipped.
 #include "Scene.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <random>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -70,6 +73,22 @@ TEST_F(Volumes, aFullDiskFailsTheItemAndKeepsWhatIsThere) {
         removeTree(mountPoint() + "/small");
         writeFile(from + "/small", "small");
     }
+}
+
+TEST_F(Volumes, aFullDiskFailsTheArchiveAndKeepsItsStaging) {
+    if (!mountMemory("1m"))
+        GTEST_SKIP() << "This user may not mount.";
+    std::mt19937 next(1);
+    std::string noise(4 << 20, '\0');
+    std::ranges::generate(noise, [&] { return static_cast<char>(next()); });
+    writeFile(from + "/large", noise);
+    const auto receipt = json({"run", "compressZIP", from + "/large", "--to", mountPoint()}, 1);
+    const auto& item = receipt.at("items")[0];
+    EXPECT_EQ(item.at("status"), "failed");
+    EXPECT_NE(item.value("error", "").find("space"), std::string::npos) << item.dump(1);
+    EXPECT_EQ(namesIn(mountPoint()),
+              std::vector<std::string>{std::filesystem::path(pathOf(item.at("stagingURL"))).filename()});
+    EXPECT_EQ(readFile(from + "/large"), noise);
 }
 
 TEST_F(Volumes, aFullDiskUnderTheJournalStopsTheOperation) {

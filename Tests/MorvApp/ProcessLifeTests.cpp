@@ -79,5 +79,20 @@ TEST_F(ProcessLifeTest, aSignalLetsAnOperationEndAndASecondOneStopsIt) {
     std::signal(SIGINT, SIG_DFL);
 }
 
+TEST_F(ProcessLifeTest, whatWasHandedToTheSystemKeepsTheProcessButNotFromASignal) {
+    MorvServices services(environment());
+    const auto token = services.engine.beginExternalMaintenance("Handed over", {});
+    ProcessLife life(services.windows, services.engine, {1h, 0ms});
+    life.review();
+    EXPECT_TRUE(services.windows.keepsProcess());
+    EXPECT_EQ(services.windows.applicationShouldTerminate().verdict, QuitAnswer::Verdict::refuse);
+    QTimer::singleShot(0, [] { std::raise(SIGTERM); });
+    EXPECT_TRUE(ends()) << "at once, whatever the grace";
+    const auto left = services.store.load<SystemOperationReceipt>("systemOperations/" + token.text());
+    EXPECT_EQ(left->status, SystemOperationStatus::pending) << "for the next start to present";
+    for (const int number : {SIGTERM, SIGHUP, SIGINT})
+        std::signal(number, SIG_DFL);
+}
+
 } // namespace
 } // namespace morv

@@ -1,5 +1,8 @@
 #include "Tests/Support/ArchiveBuilder.h"
 
+#include <stdexcept>
+#include <zlib.h>
+
 namespace morv::test {
 
 namespace {
@@ -15,7 +18,10 @@ void put32(std::string& bytes, std::size_t value) {
 }
 
 constexpr std::uint16_t version = 20, madeByUnix = 3 << 8 | 20;
-constexpr std::uint32_t someTime = 0x5A210000, someChecksum = 0x12345678;
+
+std::uint32_t checksumOf(const std::string& bytes) {
+    return static_cast<std::uint32_t>(crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()));
+}
 
 std::string centralRecord(const ArchiveMember& member, std::size_t localOffset) {
     std::string bytes;
@@ -24,8 +30,8 @@ std::string centralRecord(const ArchiveMember& member, std::size_t localOffset) 
     put16(bytes, version);
     put16(bytes, member.flags);
     put16(bytes, member.method);
-    put32(bytes, someTime);
-    put32(bytes, someChecksum);
+    put32(bytes, member.time);
+    put32(bytes, member.checksum.value_or(checksumOf(member.data)));
     put32(bytes, member.compressedSize.value_or(static_cast<std::uint32_t>(member.data.size())));
     put32(bytes, member.uncompressedSize.value_or(static_cast<std::uint32_t>(member.data.size())));
     put16(bytes, member.nameLength.value_or(static_cast<std::uint16_t>(member.name.size())));
@@ -40,6 +46,26 @@ std::string centralRecord(const ArchiveMember& member, std::size_t localOffset) 
 
 } // namespace
 
+ArchiveMember deflated(const std::string& name, const std::string& content) {
+    ArchiveMember member{.name = name, .method = 8};
+    member.data.resize(compressBound(content.size()));
+    z_stream stream{};
+    // A negative number of bits: no header around the data.
+    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(content.data()));
+    stream.avail_in = static_cast<uInt>(content.size());
+    stream.next_out = reinterpret_cast<Bytef*>(member.data.data());
+    stream.avail_out = static_cast<uInt>(member.data.size());
+    const int status = deflate(&stream, Z_FINISH);
+    member.data.resize(stream.total_out);
+    deflateEnd(&stream);
+    if (status != Z_STREAM_END)
+        throw std::runtime_error("cannot deflate for the test");
+    member.uncompressedSize = static_cast<std::uint32_t>(content.size());
+    member.checksum = checksumOf(content);
+    return member;
+}
+
 std::string localRecord(const ArchiveMember& member) {
     const auto name = member.localName.value_or(member.name);
     std::string bytes;
@@ -47,8 +73,8 @@ std::string localRecord(const ArchiveMember& member) {
     put16(bytes, version);
     put16(bytes, member.localFlags.value_or(member.flags));
     put16(bytes, member.localMethod.value_or(member.method));
-    put32(bytes, someTime);
-    put32(bytes, someChecksum);
+    put32(bytes, member.time);
+    put32(bytes, member.checksum.value_or(checksumOf(member.data)));
     put32(bytes, member.data.size());
     put32(bytes, member.data.size());
     put16(bytes, member.localNameLength.value_or(static_cast<std::uint16_t>(name.size())));

@@ -14,6 +14,7 @@ struct ArchiveMember {
     std::uint32_t mode = 0100644; ///< Unix type and permissions
     std::uint16_t flags = 0x0800;
     std::uint16_t method = 0;
+    std::uint32_t time = 0x5A210000; ///< date and time of DOS; 2025-01-01
     std::string centralExtra = {};
     std::string localExtra = {};
     std::string comment = {};
@@ -24,6 +25,7 @@ struct ArchiveMember {
     std::optional<std::uint32_t> localSignature = {};
     std::optional<std::uint32_t> compressedSize = {};
     std::optional<std::uint32_t> uncompressedSize = {};
+    std::optional<std::uint32_t> checksum = {}; ///< otherwise that of `data`
     std::optional<std::uint32_t> localOffset = {};
     std::optional<std::uint16_t> nameLength = {};
     std::optional<std::uint16_t> extraLength = {};
@@ -58,6 +60,8 @@ struct ArchiveParts {
     std::string directory; ///< with the end record and all that follows
 };
 
+/// A member whose data are the deflated form of `content`, with the size and the checksum that belong to it.
+ArchiveMember deflated(const std::string& name, const std::string& content);
 /// The local header and data of one member.
 std::string localRecord(const ArchiveMember& member);
 ArchiveParts archiveParts(const ArchivePlan& plan);

@@ -28,6 +28,7 @@ public:
 
     operator GError**() { return &error_; } // NOLINT(google-explicit-constructor)
     std::string sentence(const char* otherwise) const { return error_ ? error_->message : otherwise; }
+    const GError* get() const { return error_; }
 
 private:
     GError* error_ = nullptr;

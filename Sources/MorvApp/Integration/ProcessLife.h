@@ -5,7 +5,8 @@
 // Invariants  I1  a process without a window, an operation or an anchor does not stay
 //             I2  a signal never ends the process inside an operation: no window and no request is taken any
 //                 more; what is under way may end within the grace, then it is stopped at its next
-//                 checkpoint, as by the user; a second signal stops it at once
+//                 checkpoint, as by the user; a second signal stops it at once. What was handed to the system
+//                 keeps nothing: its receipt is durable, and the next start asks for it
 // Threading   confined to the main thread. The handlers of SIGTERM, SIGINT and SIGHUP only write to a pipe
 #pragma once
 
@@ -48,6 +49,7 @@ private:
     void installHandlers();
     void signalCame();
     void look();
+    bool mayEnd() const;
 
     FileWindows& windows_;
     FileOperationEngine& engine_;

@@ -32,10 +32,27 @@ MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObser
       lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
       engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
       opener(std::move(itemOpener)), layout(defaults, environment), keys(store, pools), library(store, pools),
-      insights(pools), appearances(store, pools), windows(engine, pools, defaults), tasks_(pools) {
+      insights(pools), appearances(store, pools), windows(engine, pools, defaults), trash(pools),
+      tasks_(pools) {
     // The Activity list reports a history that cannot be read; at launch nobody has asked for it.
     tasks_.run(
         TaskLane::reading, [this](const std::stop_token& stop) { engine.history(stop); }, [] {},
+        [](const std::exception_ptr&) {});
+    // Behind one that was left and is resolved now there may be the next.
+    QObject::connect(&trash, &FinderTrashController::leaseEnded, &trash, [this] { presentPendingHandoff(); });
+    presentPendingHandoff();
+}
+
+void MorvServices::presentPendingHandoff() {
+    tasks_.run(
+        // The lane on which leases begin and end: what is found here is still so when it is shown.
+        TaskLane::records, [this](const std::stop_token&) { return engine.activeExternalMaintenance(); },
+        [this](const std::optional<SystemOperationReceipt>& lease) {
+            if (lease && lease->status == SystemOperationStatus::requiresReview)
+                trash.restorePendingMaintenance(lease->id, lease->outcome.value_or(std::string()),
+                                                TrashHandoff::of(engine).end);
+        },
+        // Every operation says why it cannot run, and the next question asks the engine again.
         [](const std::exception_ptr&) {});
 }
 

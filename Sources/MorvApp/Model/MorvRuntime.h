@@ -8,6 +8,7 @@
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
+#include "MorvApp/Model/FinderTrashController.h"
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
@@ -43,6 +44,10 @@ public:
     /// With a start folder from the environment the remembered one is left alone.
     bool remembersLocation() const { return !value(environment, "MORV_START_DIRECTORY"); }
 
+    void emptyTrash() { trash.requestEmptyTrash(TrashHandoff::of(engine)); }
+    /// Asks the engine for a handoff that an earlier process left and shows it in `trash`.
+    void presentPendingHandoff();
+
     const Environment environment;
     UserDefaults defaults;
 
@@ -60,6 +65,7 @@ public:
     FolderInsightCache insights;
     FolderAppearanceStore appearances;
     FileWindows windows;
+    FinderTrashController trash;
 
 private:
     TaskScope tasks_;

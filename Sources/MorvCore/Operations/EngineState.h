@@ -3,6 +3,7 @@
 
 #include "MorvCore/Operations/ContentDigestCache.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
+#include "MorvCore/Operations/HandoffLeases.h"
 #include "MorvCore/Operations/Journal.h"
 #include "MorvCore/Operations/OperationQueue.h"
 #include "MorvCore/Operations/TreePass.h"
@@ -13,17 +14,18 @@ struct EngineState {
     EngineState(SQLiteStore& store, std::shared_ptr<const OperationTrashProvider> trashProvider,
                 EngineObservers engineObservers)
         : trash(std::move(trashProvider)), observers(std::move(engineObservers)),
-          journal(store, observers.historyRead) {}
+          journal(store, observers.historyRead), leases(store, queue, observers) {}
 
     ContentDigestCache* cache() { return observers.withoutDigestCache ? nullptr : &digests; }
 
-    /// Handoffs to the system hold the turn as well; none can be left over before there are any.
-    void ensureExternalMaintenanceRecovered() {}
+    /// At the head of all that could change something: a handoff that was not ended holds the turn first.
+    void ensureExternalMaintenanceRecovered() { leases.ensureRecovered(); }
 
     const std::shared_ptr<const OperationTrashProvider> trash;
     const EngineObservers observers;
     OperationQueue queue;
     Journal journal;
+    HandoffLeases leases;
     ContentDigestCache digests;
     Broadcast<OperationProgress> progress;
 };

@@ -69,6 +69,22 @@ bool FileOperationEngine::hasActiveOperation() {
     return state_->queue.isBusy();
 }
 
+UUID FileOperationEngine::beginExternalMaintenance(std::string_view label, const std::stop_token& stop) {
+    return state_->leases.begin(label, stop);
+}
+
+void FileOperationEngine::endExternalMaintenance(const UUID& token, std::string_view outcome) {
+    state_->leases.end(token, outcome);
+}
+
+std::optional<SystemOperationReceipt> FileOperationEngine::activeExternalMaintenance() {
+    return state_->leases.active();
+}
+
+std::vector<SystemOperationReceipt> FileOperationEngine::externalHistory(const std::stop_token& stop) {
+    return state_->leases.history(stop);
+}
+
 std::unique_ptr<EngineStream<OperationReceipt>> FileOperationEngine::updates(std::function<void()> wake) {
     return state_->journal.updates().subscribe(receiptsKept, std::move(wake));
 }

@@ -1,10 +1,11 @@
 // The one writer: every change that Morv makes to the file system goes through here.
 //
 // Protocol    plan() -> admit() -> execute() -> (later) undo(). A plan runs once, ever.
+//             beginExternalMaintenance() -> the system acts -> endExternalMaintenance()
 // On disk     "operations/" + id: the OperationReceipt. While it runs, "operations.steps/" + id + "/" +
 //             index: its newest steps (Journal.h). Staging: ".morv-" + plan + "-" + item beside the
-//             destination.
-// Invariants  I1  one execution or undo changes files at a time; turns are given in the order of admit()
+//             destination. "systemOperations/" + id: what was handed to the system.
+// Invariants  I1  one execution, undo or handoff changes files at a time; turns come in the order of admit()
 //             I2  an item is acted on only while it is exactly what the plan saw
 //             I3  a final name is only reached by a rename that refuses to replace, and only by verified
 //             bytes I4  nothing is deleted: originals and undone results go to the Trash, staging stays and
@@ -28,6 +29,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace morv {
@@ -59,6 +61,9 @@ struct EngineObservers {
     std::function<void(const FileURL&)> staging; ///< a copy has reached staging, before it is verified
     std::function<void(const OperationReceipt&)>
         historyRead; ///< a receipt was loaded, before it counts as stable
+    /// A system receipt is about to be written; what it throws counts as a failed write.
+    std::function<void(const SystemOperationReceipt&)> externalWrite;
+    std::function<void(const SystemOperationReceipt&)> externalHistoryRead; ///< as historyRead
     /// Turns the content-digest cache off: every byte is read every time.
     bool withoutDigestCache = false;
 };
@@ -96,6 +101,19 @@ public:
     /// Cancels one operation, queued or running; without an id whatever holds the turn.
     void cancel(const std::optional<UUID>& id = std::nullopt);
     bool hasActiveOperation();
+
+    /// Takes the turn for something that the system does (HandoffLeases.h) and returns its token. The receipt is
+    /// durable before this returns. Never waits: throws busy while anything is active or queued; invalid for a
+    /// label that is empty or longer than 512 bytes; CancellationError when nothing is to be asked.
+    UUID beginExternalMaintenance(std::string_view label, const std::stop_token& stop);
+    /// Records what was observed and gives the turn back, also when it could not be recorded: then the handoff
+    /// is presented again at the next start. Throws invalid for a token that is not the lease in force and for
+    /// an outcome that is empty or longer than 4,096 bytes.
+    void endExternalMaintenance(const UUID& token, std::string_view outcome);
+    /// The lease in force, which may have been left by an earlier process: then it requires review.
+    std::optional<SystemOperationReceipt> activeExternalMaintenance();
+    /// All handoffs: the one in force, then the newest first.
+    std::vector<SystemOperationReceipt> externalHistory(const std::stop_token& stop = {});
 
     /// Every journal write from now on, in journal order; a slow reader keeps the newest 80.
     /// `wake` is called on a working thread after each arrival, with no lock held.

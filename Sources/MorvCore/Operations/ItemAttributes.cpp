@@ -15,13 +15,14 @@ namespace {
 constexpr std::size_t longestList = 1'048'576;
 constexpr long longestValue = 16'777'216;
 constexpr long longestResourceFork = 4'294'967'295;
+constexpr std::string_view userPrefix = "user.";
 constexpr std::string_view resourceFork = "user.com.apple.ResourceFork";
 
 bool travels(std::string_view name) {
     static constexpr std::array<std::string_view, 4> rewritten = {
         "user.com.apple.decmpfs", "user.com.apple.macl", "user.com.apple.provenance",
         "user.com.apple.lastuseddate#PS"};
-    return (name.starts_with("user.") || name.starts_with("system.posix_acl_")) &&
+    return (name.starts_with(userPrefix) || name.starts_with("system.posix_acl_")) &&
            std::ranges::find(rewritten, name) == rewritten.end();
 }
 
@@ -60,6 +61,12 @@ std::string readValue(const AttributeTarget& item, const std::string& name) {
 const ItemAttributes& noAttributes() {
     static const ItemAttributes none{"", ContentHash().finish(), {}};
     return none;
+}
+
+bool carriesUserAttributes(const AttributeTarget& item) {
+    const auto list = item.list();
+    return list && std::ranges::any_of(sortedNames(*list),
+                                       [](const std::string& name) { return name.starts_with(userPrefix); });
 }
 
 ItemAttributes readAttributes(const AttributeTarget& item, AttributeValues values,

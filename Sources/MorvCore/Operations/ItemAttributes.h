@@ -27,4 +27,7 @@ const ItemAttributes& noAttributes();
 ItemAttributes readAttributes(const AttributeTarget& item, AttributeValues values,
                               const std::stop_token& stop);
 
+/// Whether readAttributes would keep a value of "user.*". Throws as it does.
+bool carriesUserAttributes(const AttributeTarget& item);
+
 } // namespace morv

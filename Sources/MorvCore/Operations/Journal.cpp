@@ -58,36 +58,13 @@ std::string Journal::key(const UUID& id) {
     return std::string(recordPrefix) + id.text();
 }
 
-/// Counts a write as begun, runs it, tells the observers unless a later one has begun, and wakes the readers.
+/// Runs a write and tells the observers, unless a later one has begun.
 template <class Write>
 void Journal::writing(const OperationReceipt& receipt, Write&& write) {
-    std::uint64_t version = 0;
-    {
-        const MutexLock lock(mutex_);
-        version = ++receiptVersions_[receipt.id];
-        pendingReceiptWrites_.insert(receipt.id);
-    }
-    const auto end = [&] {
-        {
-            const MutexLock lock(mutex_);
-            pendingReceiptWrites_.erase(receipt.id);
-        }
-        writeEnded_.notify_all();
-    };
-    try {
-        write();
-    } catch (...) {
-        end();
-        throw;
-    }
-    bool isNewest = false;
-    {
-        const MutexLock lock(mutex_);
-        isNewest = receiptVersions_[receipt.id] == version;
-    }
-    if (isNewest)
+    const RecordWrites::Write counted(writes_, receipt.id);
+    write();
+    if (counted.isNewest())
         updates_.publish(receipt);
-    end();
 }
 
 std::set<std::string> Journal::stepKeys(const std::string& prefix) {
@@ -189,39 +166,25 @@ void Journal::merge(OperationReceipt& receipt, const std::set<std::string>& step
     }
 }
 
-std::optional<Journal::Snapshot> Journal::readStable(const UUID& id, const std::set<std::string>& steps,
-                                                     const std::stop_token& stop) {
-    for (bool isFirst = true;; isFirst = false) {
-        checkCancelled(stop);
-        std::uint64_t version = 0;
-        bool wasPending = false;
-        {
-            const MutexLock lock(mutex_);
-            version = receiptVersions_[id];
-            wasPending = pendingReceiptWrites_.contains(id);
-        }
+Journal::Snapshot Journal::readStable(const UUID& id, const std::set<std::string>& steps,
+                                      const std::stop_token& stop) {
+    bool isFirst = true;
+    auto snapshot = writes_.readStable(id, stop, [&](std::uint64_t version) {
         auto receipt = store_.load<OperationReceipt>(key(id));
         if (receipt && receipt->id == id)
             merge(*receipt, isFirst && version == 0 ? steps : stepKeys(stepPrefixOf(id)));
         if (receipt && readObserver_)
             readObserver_(*receipt);
-
-        MutexLock lock(mutex_);
-        if (!wasPending && receiptVersions_[id] == version && !pendingReceiptWrites_.contains(id)) {
-            if (!receipt)
-                return std::nullopt;
-            if (receipt->id != id)
-                throw PersistenceError("An operation receipt does not match its journal key.");
-            return Snapshot{std::move(*receipt), version};
-        }
-        while (pendingReceiptWrites_.contains(id))
-            lock.wait(writeEnded_);
-    }
+        isFirst = false;
+        return receipt;
+    });
+    if (snapshot.value && snapshot.value->id != id)
+        throw PersistenceError("An operation receipt does not match its journal key.");
+    return snapshot;
 }
 
 std::optional<OperationReceipt> Journal::read(const UUID& id, const std::stop_token& stop) {
-    auto snapshot = readStable(id, stepKeys(stepPrefixOf(id)), stop);
-    return snapshot ? std::optional(std::move(snapshot->receipt)) : std::nullopt;
+    return readStable(id, stepKeys(stepPrefixOf(id)), stop).value;
 }
 
 std::vector<OperationReceipt> Journal::readAll(const std::function<bool(const UUID&)>& owns,
@@ -236,25 +199,19 @@ std::vector<OperationReceipt> Journal::readAll(const std::function<bool(const UU
         // Asked on both sides of the reading: an operation may begin or end while its receipt is being read.
         const bool wasOwned = owns(*id);
         auto snapshot = readStable(*id, steps, stop);
-        if (!snapshot)
-            continue;
-        if (snapshot->receipt.isActive() && !wasOwned && !owns(*id) && !interrupt(*snapshot))
+        if (snapshot.value && snapshot.value->isActive() && !wasOwned && !owns(*id) && !interrupt(snapshot))
             // An operation came and went in between: what it wrote last is what stands.
             snapshot = readStable(*id, steps, stop);
-        if (!snapshot)
-            continue;
-        receipts.push_back(std::move(snapshot->receipt));
+        if (snapshot.value)
+            receipts.push_back(std::move(*snapshot.value));
     }
     return receipts;
 }
 
 bool Journal::interrupt(Snapshot& snapshot) {
-    auto& receipt = snapshot.receipt;
-    {
-        const MutexLock lock(mutex_);
-        if (receiptVersions_[receipt.id] != snapshot.version)
-            return false;
-    }
+    auto& receipt = *snapshot.value;
+    if (writes_.version(receipt.id) != snapshot.version)
+        return false;
     receipt.status = OperationStatus::interrupted;
     receipt.completedAt = Date::now();
     receipt.message =

@@ -16,6 +16,7 @@
 #include "MorvCore/Foundation/Mutex.h"
 #include "MorvCore/Operations/Broadcast.h"
 #include "MorvCore/Operations/Operations.h"
+#include "MorvCore/Operations/RecordWrites.h"
 
 #include <cstdint>
 #include <functional>
@@ -65,13 +66,9 @@ private:
         std::set<std::string> stepKeys;
     };
 
-    struct Snapshot {
-        OperationReceipt receipt;
-        std::uint64_t version = 0; ///< of the writes of this process
-    };
+    using Snapshot = RecordWrites::Stable<std::optional<OperationReceipt>>;
 
-    std::optional<Snapshot> readStable(const UUID& id, const std::set<std::string>& steps,
-                                       const std::stop_token& stop);
+    Snapshot readStable(const UUID& id, const std::set<std::string>& steps, const std::stop_token& stop);
     /// False when the operation has been written since: nothing was done.
     bool interrupt(Snapshot& snapshot);
     void merge(OperationReceipt& receipt, const std::set<std::string>& steps);
@@ -86,10 +83,9 @@ private:
     const ReadObserver readObserver_;
     Broadcast<OperationReceipt> updates_;
 
+    RecordWrites writes_;
+
     Mutex mutex_;
-    std::condition_variable writeEnded_;
-    std::map<UUID, std::uint64_t> receiptVersions_ MORV_GUARDED_BY(mutex_);
-    std::set<UUID> pendingReceiptWrites_ MORV_GUARDED_BY(mutex_);
     std::map<UUID, Written> active_ MORV_GUARDED_BY(mutex_);
 };
 

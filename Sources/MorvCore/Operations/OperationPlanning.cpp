@@ -158,6 +158,9 @@ FileOperationItem Planner::makeItem(const FileURL& source, std::size_t number) {
     FileOperationItem item;
     item.id = UUID::random();
     item.source = source;
+    // Before every byte of it is read.
+    if (request_.kind == OperationKind::compressZIP)
+        SafeArchiveService::checkCanPack(source, stop_);
     item.fingerprint = readFingerprint(source, {stop_, cache_, &progress_});
     item.destination = destinationFor(source, number);
     if (request_.kind == OperationKind::extractZIP)

@@ -1,6 +1,7 @@
 #include "MorvCore/Operations/OperationQueue.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace morv {
 
@@ -42,6 +43,23 @@ bool OperationQueue::takeTurn(const UUID& id) {
     reservedPlans_.insert(id);
     activeID_ = id;
     return true;
+}
+
+void OperationQueue::takeTurnFirst(const UUID& id) {
+    const MutexLock lock(mutex_);
+    assert(!activeID_);
+    reservedPlans_.insert(id);
+    activeID_ = id;
+}
+
+void OperationQueue::passTurn(const UUID& from, const UUID& to) {
+    const MutexLock lock(mutex_);
+    assert(activeID_ == from);
+    cancellations_.erase(from);
+    reservedPlans_.erase(from);
+    reservedPlans_.insert(to);
+    activeID_ = to;
+    activeCancellation_.reset();
 }
 
 std::shared_ptr<OperationCancellationToken> OperationQueue::beginCancellable(const UUID& id) {

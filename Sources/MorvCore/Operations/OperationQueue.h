@@ -28,6 +28,10 @@ public:
     bool waitForTurn(const UUID& id, const std::stop_token& stop);
     /// For what never waits: takes the turn at once, or false when anything is active, reserved or waiting.
     bool takeTurn(const UUID& id);
+    /// Takes the turn ahead of all who wait for it; nobody may have it.
+    void takeTurnFirst(const UUID& id);
+    /// Gives the turn on from one id to another without letting anybody in between.
+    void passTurn(const UUID& from, const UUID& to);
     /// The token of the operation that has the turn, already set when cancellation was asked before.
     std::shared_ptr<OperationCancellationToken> beginCancellable(const UUID& id);
     void release(const UUID& id);

@@ -14,8 +14,8 @@
 // Memory          about 100 bytes for each member, of which there are at most 65,534, however long their names
 //                 are
 // Errors          FileOperationError with the reason (unsupported: honest archives of other kinds;
-//                 invalid: damaged or dangerous ones; changed), PosixError, CancellationError. Nothing on
-//                 disk is ever changed.
+//                 invalid: damaged or dangerous ones; changed), PosixError, CancellationError. Checking
+//                 changes nothing on disk.
 // Threading       stateless
 #pragma once
 
@@ -54,6 +54,10 @@ void validate(const FileURL& url, const std::stop_token& stop);
 /// FileOperationError::changed may therefore still come between two visits.
 void entries(const FileURL& url, const std::stop_token& stop, const std::function<void(const Entry&)>& visit);
 
+/// Throws what compress() would refuse before it writes anything, as far as it can be seen without reading the
+/// files: names and kinds of items that no archive of ours can hold, their sizes and their number.
+void checkCanPack(const FileURL& source, const std::stop_token& stop);
+
 /// Packing and unpacking: from where, to where, and who watches. References must outlive the call.
 struct Work {
     const FileURL& source;
@@ -64,6 +68,10 @@ struct Work {
 };
 
 /// Writes `source`, a file or a folder with everything below it, as a ZIP archive that passes validate().
+/// Names begin with the source's own. Keeps permission bits, times of modification to the second and, as
+/// "__MACOSX/" members, "user.*" attributes; access lists do not travel. The archive is readable by everybody
+/// when all that is in it is, else by its owner alone. What cannot be kept so is refused before anything is
+/// written; a file that changes meanwhile is FileOperationError::changed. Polls `stop` for every MiB at least.
 /// Gives the archive, open for its flush. After a throw what was written stands at `staging`.
 Descriptor compress(const Work& work);
 

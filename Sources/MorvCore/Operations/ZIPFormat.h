@@ -40,6 +40,7 @@ struct CentralHeader {
 
     std::uint16_t flags = 0;
     std::uint16_t method = 0;
+    std::uint32_t checksum = 0; ///< CRC-32 of the bytes when extracted
     std::uint32_t compressedSize = 0;
     std::uint32_t uncompressedSize = 0;
     std::uint16_t nameLength = 0;
@@ -58,14 +59,31 @@ struct LocalHeader {
 
     std::uint16_t flags = 0;
     std::uint16_t method = 0;
+    std::uint32_t time = 0; ///< of modification: date and time of day as DOS counts them, the date above
     std::uint16_t nameLength = 0;
     std::uint16_t extraLength = 0;
 
     static LocalHeader from(std::string_view bytes);
 };
 
-/// Calls `field` with the id of each extra field in order, once the whole field is known to be there.
-/// False when one runs past the end.
-bool forEachExtraField(std::string_view extra, const std::function<void(std::uint16_t id)>& field);
+/// Calls `field` with the id and the data of each extra field in order, once the whole field is known to be
+/// there. False when one runs past the end.
+bool forEachExtraField(std::string_view extra,
+                       const std::function<void(std::uint16_t id, std::string_view data)>& field);
+
+/// When a member was modified, as its local header says it.
+struct StoredTime {
+    std::int64_t value = 0; ///< seconds since 1970-01-01 UTC, or the 32 bits of DOS
+    bool isLocal = true;    ///< DOS: in whatever time zone the reader is in
+
+    friend bool operator==(const StoredTime&, const StoredTime&) = default;
+};
+
+/// The time among the extra fields of a local header ("extended timestamp" 0x5455, or the older Unix field
+/// 0x5855), else that of the header itself.
+StoredTime storedTime(const LocalHeader& header, std::string_view extra);
+
+/// Seconds since 1970-01-01 UTC. Days and hours that no calendar has count on from the last one that it has.
+std::int64_t secondsOf(const StoredTime& time);
 
 } // namespace morv::ZIPFormat

@@ -1,9 +1,8 @@
 #include "MorvCore/Operations/Journal.h"
 #include "Tests/MorvCore/Operations/EngineFixture.h"
+#include "Tests/Support/Gate.h"
 
-#include <condition_variable>
 #include <future>
-#include <mutex>
 #include <sqlite3.h>
 
 namespace morv::test {
@@ -163,31 +162,6 @@ TEST_F(JournalTest, aSlowReaderKeepsTheNewest) {
 }
 
 class Queueing : public EngineFixture {};
-
-/// Holds the first operation in its staging until the test lets it go.
-class Gate {
-public:
-    void wait() {
-        std::unique_lock lock(mutex_);
-        reached_ = true;
-        changed_.notify_all();
-        changed_.wait_for(lock, std::chrono::seconds(30), [&] { return open_; });
-    }
-    bool waitUntilReached() {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return reached_; });
-    }
-    void open() {
-        const std::lock_guard lock(mutex_);
-        open_ = true;
-        changed_.notify_all();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool reached_ = false, open_ = false;
-};
 
 TEST_F(Queueing, turnsComeInTheOrderOfAdmissionAndCancellationReachesEveryPlace) {
     Gate gate;

@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 
 #include "MorvApp/Views/Sheets/RowDelegate.h"
+#include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -16,6 +17,8 @@ namespace morv {
 
 ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Activity"), {1120, 680}, Height::full, window), app_(app) {
+    app_.services().presentPendingHandoff();
+    body()->addWidget(new TrashBand(app_.services(), this));
     introduction_ = addText(QString());
     auto* halves = new QHBoxLayout;
     halves->setSpacing(Space::large);

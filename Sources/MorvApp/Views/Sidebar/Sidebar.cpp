@@ -124,13 +124,17 @@ void Sidebar::fill() {
             item->setToolTip(0, QStringLiteral("In ") + shownPath(search.root));
         }
     }
-    if (const auto* volumes = app_.volumes()) {
-        addHeading(QStringLiteral("Volumes"));
+    const auto* volumes = app_.volumes();
+    addHeading(QStringLiteral("Volumes"));
+    if (volumes)
         for (const auto& volume : volumes->mountedVolumes())
             addPlace(Row::volume, shown(volume.name),
                      volume.isInternal ? QStringLiteral("drive-harddisk")
                                        : QStringLiteral("drive-removable-media"),
                      volume.url);
+    addRow(Row::trash, QStringLiteral("Trash"), QStringLiteral("user-trash"))
+        ->setToolTip(0, QStringLiteral("Opens in the system file manager"));
+    if (volumes) {
         if (!volumes->cloudLocations().empty())
             addHeading(QStringLiteral("Cloud and Network"));
         for (const auto& cloud : volumes->cloudLocations())
@@ -203,6 +207,9 @@ void Sidebar::open(const QTreeWidgetItem& item) {
     switch (kindOf(item)) {
     case Row::heading:
         return;
+    case Row::trash:
+        app_.services().trash.openTrash();
+        return markLocation();
     case Row::workspace:
         if (const auto* workspace = workspaceOf(item))
             app_.openWorkspace(static_cast<std::size_t>(workspace - app_.library().workspaceList().data()));
@@ -263,6 +270,14 @@ void Sidebar::contextMenuEvent(QContextMenuEvent* event) {
         if (!search)
             return;
         add(QStringLiteral("Remove Search"), [this, id = search->id] { app_.library().removeSearch(id); });
+        return menu->popup(position);
+    }
+    if (kind == Row::trash) {
+        auto& trash = app_.services().trash;
+        add(QStringLiteral("Open Trash"), [&trash] { trash.openTrash(); });
+        menu->addSeparator();
+        add(QStringLiteral("Empty Trash…"), [this] { app_.services().emptyTrash(); });
+        menu->actions().back()->setEnabled(!trash.isWorking());
         return menu->popup(position);
     }
     const auto place = placeOf(*item);

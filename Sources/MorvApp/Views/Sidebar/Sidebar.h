@@ -28,7 +28,7 @@ protected:
 private:
     /// What the window shows: a folder (a search has none) or a workspace.
     using Place = std::pair<std::optional<FileURL>, std::optional<UUID>>;
-    enum class Row : std::uint8_t { heading, favourite, workspace, search, volume, cloud };
+    enum class Row : std::uint8_t { heading, favourite, workspace, search, volume, trash, cloud };
 
     QTreeWidgetItem* addHeading(const QString& title);
     QTreeWidgetItem* addRow(Row kind, const QString& title, const QString& icon);

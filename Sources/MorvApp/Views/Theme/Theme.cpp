@@ -141,6 +141,7 @@ QPushButton { border: 1px solid $separator; border-radius: 6px; padding: 6px 16p
 QPushButton:hover { border-color: $secondary; }
 QPushButton:focus { border-color: $accent; }
 QPushButton:disabled { color: $secondary; background: $window; }
+QPushButton#destructive { color: $failure; }
 QPushButton:default { background: $accent; border-color: $accent; color: $accentText; font-weight: 600; }
 QPushButton:default:disabled { background: $quiet; border-color: $quiet; color: $secondary; }
 QPushButton:default:focus { border: 2px solid $text; padding: 5px 15px; }
@@ -209,6 +210,8 @@ QFrame#segments QToolButton:checked { background: $segment; }
 QFrame#separator { background: $separator; border: none; }
 QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
+QFrame#trashBand { background: $quiet; border: none; }
+QFrame#trashBand[problem="true"] { background: $errorBack; }
 QLabel#secondary { color: $secondary; }
 QLabel#warning { color: $warning; }
 QLabel#title { font-size: 14pt; font-weight: 600; }

@@ -8,6 +8,7 @@
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -85,6 +86,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(buildToolbar());
     column->addWidget(line(content));
     column->addWidget(buildErrorLine());
+    column->addWidget(new TrashBand(services_, content));
     column->addWidget(buildBody(), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));

@@ -28,7 +28,10 @@ constexpr std::array menus = {CommandMenu::file, CommandMenu::edit, CommandMenu:
 } // namespace
 
 WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(FileCommand)> carryOut)
-    : QObject(&window), app_(app), keys_(app.services().keys) {
+    : QObject(&window), app_(app), keys_(app.services().keys),
+      emptyTrash_(new QAction(QStringLiteral("Empty Trash…"), this)) {
+    connect(emptyTrash_, &QAction::triggered, &app_, [this] { app_.services().emptyTrash(); });
+    connect(&app_.services().trash, &FinderTrashController::isWorkingChanged, this, &WindowActions::update);
     for (const auto& row : FileManagerCommands::rows()) {
         if (!isOffered(row.command))
             continue;
@@ -77,6 +80,10 @@ void WindowActions::fill(QMenuBar& bar) {
                 menu->addSeparator();
             menu->addAction(action(row.command));
         }
+        if (place == CommandMenu::files) {
+            menu->addSeparator();
+            menu->addAction(emptyTrash_);
+        }
     }
 }
 
@@ -100,6 +107,7 @@ void WindowActions::setAsleep(bool asleep) {
 }
 
 void WindowActions::update() {
+    emptyTrash_->setEnabled(!isAsleep_ && !app_.services().trash.isWorking());
     bool keysMove = false;
     for (const auto& [command, action] : actions_) {
         const bool isEnabled = !isAsleep_ && FileManagerCommands::isEnabled(command, &app_);

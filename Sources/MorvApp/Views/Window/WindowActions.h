@@ -34,6 +34,8 @@ public:
     /// Whether this window has what the command shows. The others appear nowhere.
     static bool isOffered(FileCommand command);
     QAction* action(FileCommand command) const { return actions_.at(command); }
+    /// Beside the table: no command of files or of a window, but of the whole system.
+    QAction* emptyTrash() const { return emptyTrash_; }
     void fill(QMenuBar& bar);
     /// Groups between separators; what is not offered or not enabled is left out.
     void fill(QMenu& menu, const std::vector<std::vector<FileCommand>>& groups) const;
@@ -50,6 +52,7 @@ private:
     AppModel& app_;
     KeyBindings& keys_;
     std::map<FileCommand, QAction*> actions_;
+    QAction* emptyTrash_;
     std::map<FileCommand, QList<QKeySequence>> sequences_;
     std::optional<FileCommand> returnCommand_;
     bool isAsleep_ = false;
