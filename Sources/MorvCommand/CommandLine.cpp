@@ -327,12 +327,14 @@ CommandLine parseCommandLine(int count, const char* const* arguments) {
     auto& git = *app.add_subcommand("git", "Say which branch a folder is on and how much has changed there");
     git.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
     git.add_option("--seconds", raw.gitTimeout, "Wait this long at most")->type_name("S");
+    auto& insight = *app.add_subcommand("insight", "Say at a glance what a folder holds, two levels deep");
+    insight.add_option("FOLDER", raw.paths, "The folder")->required()->expected(1);
     Verbs verbs = {
         {&list, Verb::list},       {&info, Verb::info},           {&search, Verb::search},
         {&watch, Verb::watch},     {&plan, Verb::plan},           {&fingerprint, Verb::fingerprint},
         {&run, Verb::run},         {&execute, Verb::execute},     {&undo, Verb::undo},
         {&history, Verb::history}, {&downloads, Verb::downloads}, {&tidy, Verb::tidy},
-        {&git, Verb::git}};
+        {&git, Verb::git},         {&insight, Verb::insight}};
     addHandoffVerbs(app, raw, verbs);
     addArchiveVerbs(app, raw, verbs);
     addSuggestionVerbs(app, raw, verbs);

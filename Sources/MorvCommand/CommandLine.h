@@ -34,6 +34,7 @@ enum class Verb : std::uint8_t {
     downloads,
     tidy,
     git,
+    insight,
     listSuggestions,
     clearSuggestions,
     exportSuggestions,
@@ -76,10 +77,10 @@ struct CommandLine {
     FileURL dataDirectory;
     HiddenItems hidden = HiddenItems::skip;
     Review review = Review::ask;
-    std::vector<FileURL> paths;    ///< list, downloads, tidy, archive: the one item; others: the items
-    OperationRequest request;      ///< plan, run
-    SearchRequest search;          ///< search
-    std::string planFile;          ///< execute: a path, or "-" for standard input
+    std::vector<FileURL> paths; ///< list, downloads, tidy, archive, insight: the one item; others: the items
+    OperationRequest request;   ///< plan, run
+    SearchRequest search;       ///< search
+    std::string planFile;       ///< execute: a path, or "-" for standard input
     std::optional<UUID> operation; ///< undo: absent for the newest that can be undone
     UUID handoff;                  ///< handoffs acknowledge
     std::string outcome;           ///< handoffs acknowledge: what was seen

@@ -7,6 +7,7 @@
 #include "MorvCore/Folders/DirectoryEventMonitor.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Inspection/DeveloperTools.h"
+#include "MorvCore/Inspection/FolderInsights.h"
 #include "MorvCore/Operations/OperationFiles.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
@@ -275,6 +276,13 @@ public:
         return ExitStatus::done;
     }
 
+    int insight() const {
+        const auto& folder = line_.paths.front();
+        const auto insight = FolderInsightScanner::read(folder, interruption_.token());
+        print(json() ? toJSON(insight) + "\n" : insightText(folder, insight));
+        return insight.error ? ExitStatus::unfinished : ExitStatus::done;
+    }
+
 private:
     /// The lock before the store before the engine, and the other way round at the end.
     struct Journal {
@@ -402,6 +410,8 @@ int runCommand(const CommandLine& line, const Interruption& interruption) {
         return command.tidy();
     case Verb::git:
         return command.git();
+    case Verb::insight:
+        return command.insight();
     case Verb::listSuggestions:
     case Verb::clearSuggestions:
     case Verb::exportSuggestions:

@@ -233,6 +233,27 @@ std::string gitText(const GitFolderStatus& status) {
                        status.changedCount, status.changedCount == 1 ? "entry" : "entries");
 }
 
+std::string insightText(const FileURL& folder, const FolderInsight& insight) {
+    std::string text =
+        fmt::format("{} · {} · {}\n", place(folder), insight.countLabel(), insight.sizeLabel());
+    if (insight.error)
+        return text + fmt::format("  {}\n", displayText(*insight.error));
+    for (const auto& [kind, count] : insight.counts) {
+        const auto bytes = insight.kindBytes.find(kind);
+        text += fmt::format("  {:<12}{:>6}  {:>10}\n", title(kind), count,
+                            formatByteCount(bytes == insight.kindBytes.end() ? 0 : bytes->second));
+    }
+    text += fmt::format("  {}\n", insight.coverage());
+    for (const auto& node : insight.peek) {
+        text += fmt::format("  {}{}\n", displayText(node.entry.name), node.entry.isNavigable() ? "/" : "");
+        for (const auto& child : node.children)
+            text += fmt::format("    {}{}\n", displayText(child.name), child.isNavigable() ? "/" : "");
+    }
+    if (std::ssize(insight.peek) < insight.directCount)
+        text += fmt::format("  Showing {} of {}.\n", insight.peek.size(), insight.directCount);
+    return text;
+}
+
 std::string memoryText(const SuggestionMemoryPreferences& preferences,
                        const std::vector<SuggestionMemoryRecord>& records) {
     std::string text = fmt::format("Suggestion memory is {}. {} {}.\n", preferences.enabled ? "on" : "off",

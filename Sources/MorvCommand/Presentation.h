@@ -5,6 +5,7 @@
 
 #include "MorvCore/Folders/SearchService.h"
 #include "MorvCore/Inspection/DeveloperTools.h"
+#include "MorvCore/Inspection/FolderInsights.h"
 #include "MorvCore/Operations/Operations.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Review/SmartDownloadsService.h"
@@ -60,6 +61,8 @@ std::string downloadsText(const SmartDownloadsSnapshot& snapshot);
 std::string tidyText(const TidyPlan& plan);
 /// Where the repository is, on which branch, and how many entries have changed.
 std::string gitText(const GitFolderStatus& status);
+/// The numbers, the kinds, what was left out, and the names of two levels.
+std::string insightText(const FileURL& folder, const FolderInsight& insight);
 /// Whether the memory is enabled, and what it holds.
 std::string memoryText(const SuggestionMemoryPreferences& preferences,
                        const std::vector<SuggestionMemoryRecord>& records);

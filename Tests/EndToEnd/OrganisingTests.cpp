@@ -56,6 +56,22 @@ TEST_F(Organising, downloadsAndTidyProposeAndChangeNothing) {
     EXPECT_TRUE(snapshot(data).empty()) << "None of this needs a data directory.";
 }
 
+TEST_F(Organising, anInsightSaysWhatAFolderHolds) {
+    writeFile(from + "/photo.png", "12345");
+    makeFolder(from + "/sub");
+    writeFile(from + "/sub/notes.txt", "123");
+    const auto insight = json({"insight", from});
+    EXPECT_EQ(insight.at("directCount"), 2);
+    EXPECT_EQ(insight.at("bytes"), 8);
+    EXPECT_EQ(insight.at("peek")[0].at("children").size(), 1U);
+    const auto text = run({"insight", from}).out;
+    EXPECT_NE(text.find(" · 2 items · 8 bytes\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("  sub/\n    notes.txt\n  photo.png\n"), std::string::npos) << text;
+    EXPECT_EQ(run({"insight", from + "/gone"}).status, 1);
+    EXPECT_EQ(run({"insight"}).status, 2);
+    EXPECT_TRUE(snapshot(data).empty()) << "No data directory is needed.";
+}
+
 TEST_F(Organising, rememberedSuggestionsAreListedExportedAndCleared) {
     EXPECT_EQ(json({"suggestions", "list"}), nlohmann::json::array());
     const nlohmann::json preferences = {{"enabled", true},

@@ -31,10 +31,23 @@ TEST_F(CommandTest, everyCommandHasOneRowAndAKeyOfItsOwn) {
         if (holders.size() > 1) {
             EXPECT_THAT(holders, ElementsAre("crossPaneCopy", "refresh")) << key;
         }
-    for (const auto& menu : {FileManagerCommands::itemMenu(), FileManagerCommands::backgroundMenu()})
-        for (const auto& group : menu)
-            for (const auto command : group)
-                EXPECT_TRUE(commands.contains(command));
+}
+
+TEST_F(CommandTest, onlyAnArchiveIsOfferedForExtraction) {
+    for (const auto* name : {"a.ZIP", "b.zip", "c.zip.txt"})
+        file(name);
+    folder("work/d.zip");
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    ASSERT_TRUE(idle(app));
+    const auto offers = [&](const std::vector<std::string>& names) {
+        select(app, names);
+        return std::ranges::any_of(FileManagerCommands::itemMenu(app.activePane()), [](const auto& group) {
+            return std::ranges::find(group, FileCommand::extract) != group.end();
+        });
+    };
+    EXPECT_TRUE(offers({"a.ZIP"}) && offers({"b.zip"}));
+    EXPECT_FALSE(offers({"c.zip.txt"}) || offers({"d.zip"}) || offers({"a.ZIP", "b.zip"}));
 }
 
 TEST_F(CommandTest, whatCanRunFollowsTheWindow) {
@@ -85,7 +98,7 @@ TEST_F(CommandTest, commandsWithoutASelectionDoNothing) {
     for (const auto command :
          {FileCommand::open, FileCommand::rename, FileCommand::copy, FileCommand::cut, FileCommand::duplicate,
           FileCommand::trash, FileCommand::alias, FileCommand::tags, FileCommand::compress,
-          FileCommand::extract, FileCommand::reviewOperation})
+          FileCommand::extract, FileCommand::appearance, FileCommand::reviewOperation})
         app.perform(command);
     EXPECT_FALSE(app.sheet() || app.errorMessage() || app.status() || app.isOperating());
     EXPECT_THAT(requests, IsEmpty());

@@ -31,6 +31,8 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
     observeActivePane();
     connect(&library(), &FileLibrary::failed, this,
             [this](const std::string& message) { setErrorMessage(message); });
+    connect(&services.appearances, &FolderAppearanceStore::failed, this,
+            [this](const std::string& message) { setErrorMessage(message); });
     connect(&library(), &FileLibrary::workspaceListChanged, this, [this] {
         if (selectedWorkspaceID_ && !library().workspace(*selectedWorkspaceID_))
             setSelectedWorkspaceID(std::nullopt);
@@ -290,7 +292,9 @@ void AppModel::perform(const CommandCall& call) {
         refreshOperationHistory();
         return showSheet(AppSheet::activity);
     case FileCommand::appearance:
-        return showSheet(AppSheet::appearance);
+        if (FileManagerCommands::isEnabled(FileCommand::appearance, this))
+            showSheet(AppSheet::appearance);
+        return;
     case FileCommand::tidy:
         return showSheet(AppSheet::tidy);
     case FileCommand::smartClean:

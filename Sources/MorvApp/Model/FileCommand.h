@@ -112,6 +112,7 @@ enum class AppSheet : std::uint8_t {
     smartClean,
     duplicates,
     appearance,
+    glance,
     commands,
     viewOptions,
     creativeTools,

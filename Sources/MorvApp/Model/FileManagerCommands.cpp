@@ -133,7 +133,7 @@ const std::vector<CommandRow>& table() {
         {saveSession, "saveSession", Menu::files, "Save Window Session", always, {}, true},
         {restoreSession, "restoreSession", Menu::files, "Restore Window Session"},
 
-        {appearance, "appearance", Menu::none, "Folder Appearance…"},
+        {appearance, "appearance", Menu::none, "Folder Appearance…", oneFolder},
     };
     return rows;
 }
@@ -151,6 +151,13 @@ constexpr std::array<QuickAction, 11> palette{{
     {"Save Window Session", "bookmark", saveSession},
     {"Restore Window Session", "arrow.clockwise", restoreSession},
 }};
+
+bool isOneArchive(const PaneModel& pane) {
+    if (pane.selection().size() != 1 || pane.selectedFolders() == 1)
+        return false;
+    const auto selected = pane.selectedEntries();
+    return !selected.empty() && pathKey(selected.front()->url().extension()) == "zip";
+}
 
 } // namespace
 
@@ -191,7 +198,7 @@ bool worksOnSelection(FileCommand command) {
     if (command == reviewOperation)
         return false;
     const auto rule = row(command).enabledWhen;
-    return rule == selection || rule == splitAndSelection;
+    return rule == selection || rule == splitAndSelection || rule == oneFolder;
 }
 
 bool isEnabled(FileCommand command, const AppModel* model) {
@@ -210,6 +217,8 @@ bool isEnabled(FileCommand command, const AppModel* model) {
         return model->isSplit();
     case splitAndSelection:
         return model->isSplit() && !pane.selection().empty();
+    case oneFolder:
+        return pane.selection().size() == 1 && pane.selectedFolders() == 1;
     case canGoBack:
         return pane.canGoBack();
     case canGoForward:
@@ -246,10 +255,14 @@ std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
     }
 }
 
-std::vector<std::vector<FileCommand>> itemMenu() {
+std::vector<std::vector<FileCommand>> itemMenu(const PaneModel& pane) {
+    std::vector<FileCommand> changes = {rename, duplicate, alias, tags, compress};
+    if (isOneArchive(pane))
+        changes.push_back(extract);
+    changes.push_back(appearance);
     return {{open, preview},
             {cut, copy, paste},
-            {rename, duplicate, alias, tags, compress, extract, appearance},
+            std::move(changes),
             {crossPaneCopy, crossPaneMove},
             {info, share, terminal, editor},
             {trash}};

@@ -18,6 +18,7 @@
 namespace morv {
 
 class AppModel;
+class PaneModel;
 class MorvServices;
 
 /// Where in the menu bar a command stands; the rows of one menu are in its order.
@@ -29,6 +30,7 @@ enum class EnabledWhen : std::uint8_t {
     selection,
     split,
     splitAndSelection,
+    oneFolder, ///< a single folder is selected
     canGoBack,
     canGoForward,
 };
@@ -67,7 +69,7 @@ std::string_view titleNow(FileCommand command, const AppModel* model);
 std::optional<bool> isChecked(FileCommand command, const AppModel& model);
 
 /// What a right click offers. A group stands between separators.
-std::vector<std::vector<FileCommand>> itemMenu();
+std::vector<std::vector<FileCommand>> itemMenu(const PaneModel& pane);
 std::vector<std::vector<FileCommand>> backgroundMenu();
 
 std::span<const QuickAction> quickActions();

@@ -10,6 +10,8 @@
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
 #include "MorvApp/Model/FinderTrashController.h"
+#include "MorvApp/Model/FolderAppearanceStore.h"
+#include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
@@ -63,6 +65,8 @@ public:
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    FolderInsightCache insights;
+    FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;
 

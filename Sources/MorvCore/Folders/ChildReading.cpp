@@ -81,6 +81,17 @@ void addAttributes(FileEntry& entry, AttributeFacts facts) {
     entry.tagList = std::move(facts.tags);
 }
 
+FileEntry readEntry(const OpenFolder& folder, const FileStat& stat, std::string name) {
+    auto entry = entryFromStat(stat, folder.url, std::move(name));
+    addAttributes(entry, readAttributes(stat, entry.name, AttributeTarget::at(folder.directory, entry.name)));
+    entry.isWritable = folder.writability.isWritable(stat, entry.name);
+    // Attributes were asked by name. Where they made a difference, they must be those of the same item.
+    const bool tookAttributes = entry.tagList || entry.availability != FileAvailability::local;
+    if (tookAttributes && !statAt(folder.directory, entry.name).isSameItem(stat))
+        throw FileOperationError::changed("The item changed during metadata loading.");
+    return entry;
+}
+
 FileEntry unavailableEntry(std::shared_ptr<const FileURL> folder, std::string name) {
     FileEntry entry;
     entry.folder = std::move(folder);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "MorvCore/Folders/FileEntry.h"
+#include "MorvCore/Platform/ChildWritability.h"
 #include "MorvCore/Platform/ExtendedAttributes.h"
 #include "MorvCore/Platform/FileStat.h"
 
@@ -30,6 +31,19 @@ AttributeFacts readAttributes(const FileStat& stat, std::string_view name, const
 /// What an entry owes to the name and the stat record alone.
 FileEntry entryFromStat(const FileStat& stat, std::shared_ptr<const FileURL> folder, std::string name);
 void addAttributes(FileEntry& entry, AttributeFacts facts);
+
+/// A folder that is open for reading its children.
+struct OpenFolder {
+    int directory;
+    std::shared_ptr<const FileURL> url;
+    ChildWritability writability;
+
+    OpenFolder(int opened, std::shared_ptr<const FileURL> location)
+        : directory(opened), url(std::move(location)), writability(opened) {}
+};
+/// All that an entry says of the child that `stat` describes. Throws FileOperationError::changed when
+/// attributes made a difference and another item has the name by now, PosixError when none has.
+FileEntry readEntry(const OpenFolder& folder, const FileStat& stat, std::string name);
 /// The honest row of an item that cannot be read.
 FileEntry unavailableEntry(std::shared_ptr<const FileURL> folder, std::string name);
 

@@ -3,7 +3,6 @@
 #include "MorvCore/Folders/ChildReading.h"
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
-#include "MorvCore/Platform/ChildWritability.h"
 #include "MorvCore/Platform/FolderPassage.h"
 
 #include <algorithm>
@@ -30,22 +29,13 @@ bool isRealDirectory(int directory, const dirent& item) {
     }
 }
 
-std::optional<FileEntry> readMatch(int directory, const std::shared_ptr<const FileURL>& folder,
-                                   const std::string& name, const ChildWritability& writability) {
+std::optional<FileEntry> readMatch(const OpenFolder& folder, const std::string& name) {
     try {
-        const auto stat = statAt(directory, name);
-        auto entry = entryFromStat(stat, folder, name);
-        addAttributes(entry, readAttributes(stat, name, AttributeTarget::at(directory, name)));
-        entry.isWritable = writability.isWritable(stat, name);
-        // Attributes were asked by name. Where they made a difference, they must be those of the same item.
-        const bool tookAttributes = entry.tagList || entry.availability != FileAvailability::local;
-        if (tookAttributes && !statAt(directory, name).isSameItem(stat))
-            throw FileOperationError::changed("The item changed during metadata loading.");
-        return entry;
+        return readEntry(folder, statAt(folder.directory, name), name);
     } catch (const PosixError& error) {
         if (error.code() == ENOENT)
             return std::nullopt;
-        return unavailableEntry(folder, name);
+        return unavailableEntry(folder.url, name);
     }
 }
 
@@ -143,11 +133,10 @@ void SearchReader::readNames(const SearchFolder& folder, SearchReading& reading)
 }
 
 void SearchReader::readEntries(const SearchFolder& folder, SearchReading& reading) const {
-    const ChildWritability writability(reading.directory.get());
+    const OpenFolder open(reading.directory.get(), folder.url);
     for (auto& match : reading.matches) {
         checkCancelled(stop_);
-        match.entry = readMatch(reading.directory.get(), folder.url, std::string(reading.name(match.item)),
-                                writability);
+        match.entry = readMatch(open, std::string(reading.name(match.item)));
         match.vanished = !match.entry;
         reading.vanished += match.vanished ? 1 : 0;
         if (match.entry && !hasTags(*match.entry))
@@ -157,8 +146,7 @@ void SearchReader::readEntries(const SearchFolder& folder, SearchReading& readin
 
 std::optional<FileEntry> SearchReader::entry(const SearchFolder& folder, const SearchReading& reading,
                                              std::size_t item) const {
-    return readMatch(reading.directory.get(), folder.url, std::string(reading.name(item)),
-                     ChildWritability(reading.directory.get()));
+    return readMatch(OpenFolder(reading.directory.get(), folder.url), std::string(reading.name(item)));
 }
 
 bool SearchReader::hasTags(const FileEntry& entry) const {

@@ -1,6 +1,7 @@
 #include "MorvCore/Foundation/JSONCoding.h"
 
 #include "MorvCore/Foundation/Errors.h"
+#include "MorvCore/Foundation/Unicode.h"
 
 #include <fmt/format.h>
 
@@ -66,6 +67,18 @@ void decode(const Value& value, FileURL& out) {
     if (!url)
         fail("a file URL");
     out = *url;
+}
+
+std::string keyOf(const FileURL& url) {
+    return isValidUTF8(url.path()) ? url.path() : url.absoluteString();
+}
+
+FileURL urlOfKey(std::string_view key) {
+    if (key.starts_with('/'))
+        return FileURL::fromPath(key);
+    if (auto url = FileURL::parse(key))
+        return *url;
+    fail("a path");
 }
 
 const Value& requireArray(const Value& value) {

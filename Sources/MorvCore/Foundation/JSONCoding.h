@@ -54,6 +54,11 @@ void decode(const Value& value, Date& out);
 void decode(const Value& value, UUID& out);
 void decode(const Value& value, FileURL& out);
 
+/// A path as the key of an object: as it is, or as a file URL when it is not UTF-8 and would not come back.
+std::string keyOf(const FileURL& url);
+/// Throws DecodingError for what is neither.
+FileURL urlOfKey(std::string_view key);
+
 template <class T>
 Value encode(const std::vector<T>& list) {
     auto array = Value::array();

@@ -8,6 +8,8 @@ namespace {
 
 constexpr int gridMargin = 12;
 constexpr int listMargin = 8;
+/// "128 items" needs about this much room.
+constexpr int narrowestWithCaption = 84;
 
 } // namespace
 
@@ -16,7 +18,8 @@ CollectionLayout CollectionLayout::grid(std::int64_t count, QSize viewport, int 
     layout.mode_ = CollectionMode::grid;
     layout.count_ = count;
     layout.picture_ = iconSize * 3 / 5 / 4 * 4;
-    layout.cell_ = {iconSize + 8, layout.picture_ + 2 * lineHeight + 28};
+    layout.caption_ = iconSize >= narrowestWithCaption ? lineHeight : 0;
+    layout.cell_ = {iconSize + 8, layout.picture_ + 2 * lineHeight + layout.caption_ + 26};
     layout.margin_ = gridMargin;
     const int width = std::max(viewport.width() - 2 * gridMargin, layout.cell_.width());
     layout.columns_ = std::max(1, width / layout.cell_.width());

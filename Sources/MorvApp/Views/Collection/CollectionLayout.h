@@ -25,6 +25,8 @@ public:
     std::int64_t count() const { return count_; }
     std::int64_t columns() const { return columns_; }
     QSize cell() const { return cell_; }
+    /// The height of the line under a name; 0 when cells are too narrow for one.
+    int caption() const { return caption_; }
     /// The side of the picture in a cell.
     int picture() const { return picture_; }
     /// QScrollBar counts in int: a list of 60 million rows still fits.
@@ -52,6 +54,7 @@ private:
     std::int64_t columns_ = 1;
     QSize cell_{1, 1};
     int picture_ = 16;
+    int caption_ = 0;
     int margin_ = 0;
     double stride_ = 1; ///< from one column's left edge to the next
 };

@@ -1,5 +1,7 @@
 #include "MorvApp/Views/Collection/CollectionPainter.h"
 
+#include "MorvApp/Model/FolderAppearanceStore.h"
+#include "MorvApp/Views/Collection/VisibleInsights.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -14,12 +16,13 @@ namespace {
 constexpr int gridTop = 10;
 constexpr int gridGap = 6;
 constexpr double unavailableOpacity = 0.45;
+constexpr double captionScale = 0.88;
 
 } // namespace
 
-CollectionPainter::CollectionPainter(QPainter& painter, IconCache& icons, const ThemeColours& colours,
-                                     bool hasFocus)
-    : painter_(painter), icons_(icons), colours_(colours), hasFocus_(hasFocus) {
+CollectionPainter::CollectionPainter(QPainter& painter, const CollectionSources& sources,
+                                     const ThemeColours& colours, bool hasFocus)
+    : painter_(painter), sources_(sources), colours_(colours), hasFocus_(hasFocus) {
     painter_.setRenderHint(QPainter::Antialiasing);
 }
 
@@ -45,6 +48,12 @@ void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
     painter_.drawRoundedRect(frame, Space::radius, Space::radius);
 }
 
+QPixmap CollectionPainter::pictureOf(const FileEntry& entry, int size, qreal density) {
+    if (entry.isNavigable())
+        return sources_.folders.folder(sources_.appearances.appearance(entry.url()), size, density);
+    return sources_.icons.file(entry, size, density);
+}
+
 void CollectionPainter::paintPicture(const QRect& rect, const FileEntry& entry) {
     const auto density = painter_.device()->devicePixelRatioF();
     const bool faint = entry.availability == FileAvailability::unavailable;
@@ -56,16 +65,16 @@ void CollectionPainter::paintPicture(const QRect& rect, const FileEntry& entry) 
                                    place.top() + (place.height() - size.height()) / 2),
                             pixmap);
     };
-    draw(rect, icons_.file(entry, rect.width(), density));
+    draw(rect, pictureOf(entry, rect.width(), density));
     if (entry.isSymbolicLink) {
         const int badge = rect.width() > 32 ? 22 : 10;
         draw({rect.left(), rect.bottom() - badge + 1, badge, badge},
-             icons_.named(QStringLiteral("emblem-symbolic-link"), badge, density));
+             sources_.icons.named(QStringLiteral("emblem-symbolic-link"), badge, density));
     }
     painter_.setOpacity(1);
 }
 
-void CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
+int CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
     QTextLayout layout(text, painter_.font());
     QTextOption option(Qt::AlignHCenter);
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -85,16 +94,42 @@ void CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
         // The end of a name tells files apart as often as its beginning.
         painter_.drawText(top.translated(0, height), Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
                           metrics.elidedText(text.mid(split), Qt::ElideMiddle, rect.width()));
+    return second.isValid() ? 2 : 1;
 }
 
-void CollectionPainter::paintGridCell(const QRect& rect, int picture, const FileEntry& entry,
-                                      CellState state) {
+void CollectionPainter::paintCaption(const QRect& rect, const FolderInsight& insight, CellState state) {
+    const auto nameFont = painter_.font();
+    auto font = nameFont;
+    font.setPointSizeF(nameFont.pointSizeF() * captionScale);
+    painter_.setFont(font);
+    const QFontMetrics metrics(font);
+    auto text = ours(insight.countLabel());
+    const auto both = text + QStringLiteral(" · ") + ours(insight.sizeLabel());
+    if (!insight.error && insight.bytes > 0 && metrics.horizontalAdvance(both) <= rect.width())
+        text = both;
+    painter_.setPen(state.isSelected ? colours_.text : colours_.secondaryText);
+    painter_.drawText(rect, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine, text);
+    painter_.setFont(nameFont);
+}
+
+void CollectionPainter::paintGridCell(const QRect& rect, const CollectionLayout& layout,
+                                      const FileEntry& entry, CellState state) {
+    const int picture = layout.picture();
     paintBackground(rect.adjusted(2, 2, -2, -2), state);
     paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + gridTop, picture, picture}, entry);
     if (state.isRenaming)
         return;
     painter_.setPen(colours_.text);
-    paintTwoLines(gridNameRect(rect, picture), shown(entry.name));
+    auto place = gridNameRect(rect, picture);
+    const int lines = paintTwoLines(place, shown(entry.name));
+    const auto* insight = layout.caption() > 0 && FolderInsightCache::hasInsight(entry)
+                              ? sources_.insights.known(entry)
+                              : nullptr;
+    if (insight) {
+        place.setTop(place.top() + lines * QFontMetrics(painter_.font()).height());
+        place.setHeight(layout.caption());
+        paintCaption(place, *insight, state);
+    }
     if (!entry.tags().empty()) {
         painter_.setPen(Qt::NoPen);
         painter_.setBrush(colours_.accent);
@@ -139,8 +174,14 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
     }
     painter_.setPen(colours_.secondaryText);
     const bool isUnavailable = entry.availability == FileAvailability::unavailable;
-    cell(1, isUnavailable || entry.isNavigable() ? QStringLiteral("—") : ours(entry.formattedSize()),
-         Qt::AlignRight);
+    auto size = QStringLiteral("—");
+    if (entry.isNavigable()) {
+        if (const auto* insight = sources_.insights.known(entry))
+            size = ours(insight->sizeLabel());
+    } else if (!isUnavailable) {
+        size = ours(entry.formattedSize());
+    }
+    cell(1, size, Qt::AlignRight);
     cell(2, isUnavailable ? QStringLiteral("Unavailable") : shownKind(entry), Qt::AlignLeft);
     cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeft);
 }

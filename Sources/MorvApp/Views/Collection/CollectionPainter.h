@@ -1,18 +1,23 @@
-// Draws the cells of a collection. Made for one paint event; keeps nothing.
+// Draws the cells of a collection. Made for one paint event; keeps nothing but what it is given.
 #pragma once
 
 #include "MorvApp/Views/Collection/CollectionLayout.h"
+#include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvCore/Folders/FileEntry.h"
 
 #include <QFont>
 #include <QRect>
 #include <array>
+#include <utility>
 
 class QPainter;
 
 namespace morv {
 
+class FolderAppearanceStore;
+struct FolderInsight;
+class VisibleInsights;
 struct ThemeColours;
 
 struct CellState {
@@ -22,14 +27,24 @@ struct CellState {
     bool isRenaming = false; ///< the name is left to the editor
 };
 
+/// Where a painter finds what an entry alone does not say.
+struct CollectionSources {
+    IconCache& icons;
+    FolderArt& folders;
+    const FolderAppearanceStore& appearances;
+    const VisibleInsights& insights;
+};
+
 /// Left edges and widths of the list's columns Name, Size, Kind, Modified, in viewport coordinates.
 using ListColumns = std::array<std::pair<int, int>, 4>;
 
 class CollectionPainter {
 public:
-    CollectionPainter(QPainter& painter, IconCache& icons, const ThemeColours& colours, bool hasFocus);
+    CollectionPainter(QPainter& painter, const CollectionSources& sources, const ThemeColours& colours,
+                      bool hasFocus);
 
-    void paintGridCell(const QRect& rect, int picture, const FileEntry& entry, CellState state);
+    void paintGridCell(const QRect& rect, const CollectionLayout& layout, const FileEntry& entry,
+                       CellState state);
     void paintListRow(const QRect& rect, int picture, const ListColumns& columns, const FileEntry& entry,
                       CellState state);
 
@@ -40,10 +55,13 @@ public:
 private:
     void paintBackground(const QRect& rect, CellState state);
     void paintPicture(const QRect& rect, const FileEntry& entry);
-    void paintTwoLines(const QRect& rect, const QString& text);
+    /// Returns how many of the two it took.
+    int paintTwoLines(const QRect& rect, const QString& text);
+    void paintCaption(const QRect& rect, const FolderInsight& insight, CellState state);
+    QPixmap pictureOf(const FileEntry& entry, int size, qreal density);
 
     QPainter& painter_;
-    IconCache& icons_;
+    CollectionSources sources_;
     const ThemeColours& colours_;
     bool hasFocus_;
 };

@@ -350,7 +350,13 @@ void MorvCollectionView::showContextMenu(QPoint globalPosition) {
     // Its commands are meant for what was there when it came up.
     connect(&pane_, &PaneModel::locationChanged, menu, &QMenu::close);
     actions_.fill(*menu, pane().selection().empty() ? FileManagerCommands::backgroundMenu()
-                                                    : FileManagerCommands::itemMenu());
+                                                    : FileManagerCommands::itemMenu(pane()));
+    if (pane().selection().size() == 1 && pane().selectedFolders() == 1 && menu->actions().size() > 1) {
+        auto* glance = new QAction(QStringLiteral("Folder at a Glance"), menu);
+        glance->setObjectName(QStringLiteral("glanceAction"));
+        connect(glance, &QAction::triggered, &app_, [this] { app_.showSheet(AppSheet::glance); });
+        menu->insertAction(menu->actions().at(1), glance);
+    }
     menu->popup(globalPosition);
 }
 

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 
+#include "MorvApp/Views/Collection/VisibleInsights.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -58,7 +59,9 @@ private:
 
 MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, const WindowActions& actions,
                                        QWidget* parent)
-    : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions) {
+    : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions),
+      insights_(new VisibleInsights(
+          app.services().insights, [this] { return foldersInSight(); }, this)) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -82,8 +85,13 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     });
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
+    connect(insights_, &VisibleInsights::arrived, viewport(), qOverload<>(&QWidget::update));
+    connect(&app_, &AppModel::fileSnapshotRevisionChanged, insights_, &VisibleInsights::changed);
+    connect(&app_.services().appearances, &FolderAppearanceStore::revisionChanged, viewport(),
+            qOverload<>(&QWidget::update));
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
+        folders_.clear();
         viewport()->update();
     });
     locationChanged();
@@ -146,7 +154,37 @@ void MorvCollectionView::relayout() {
     verticalScrollBar()->setRange(0, std::max(0, layout_.contentHeight() - viewport()->height()));
     hovered_ = -1;
     placeEditor();
+    insights_->changed();
     viewport()->update();
+}
+
+std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
+    std::vector<const FileEntry*> found;
+    if (!isVisible() || (mode() == CollectionMode::grid && layout_.caption() == 0))
+        return found;
+    layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
+                      [&](std::int64_t index) {
+                          if (const auto& item = entry(index); FolderInsightCache::hasInsight(item))
+                              found.push_back(&item);
+                      });
+    return found;
+}
+
+void MorvCollectionView::changeEvent(QEvent* event) {
+    QAbstractScrollArea::changeEvent(event);
+    // Whoever comes back from another window has perhaps filled a folder there.
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        insights_->changed();
+}
+
+void MorvCollectionView::showEvent(QShowEvent* event) {
+    QAbstractScrollArea::showEvent(event);
+    insights_->changed();
+}
+
+void MorvCollectionView::hideEvent(QHideEvent* event) {
+    QAbstractScrollArea::hideEvent(event);
+    insights_->changed();
 }
 
 void MorvCollectionView::entriesChanged() {
@@ -260,6 +298,7 @@ void MorvCollectionView::resizeEvent(QResizeEvent*) {
 
 void MorvCollectionView::scrollContentsBy(int, int) {
     placeEditor();
+    insights_->changed();
     viewport()->update();
 }
 
@@ -271,7 +310,8 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     if (count() == 0)
         return paintMessage(painter);
     const bool focused = hasFocus() || editor_;
-    CollectionPainter cells(painter, icons_, colours, focused);
+    CollectionPainter cells(painter, {icons_, folders_, app_.services().appearances, *insights_}, colours,
+                            focused);
     const auto listColumns = columns();
     const auto area = event->rect().translated(0, verticalScrollBar()->value());
     layout_.forEachIn(area, [&](std::int64_t index) {
@@ -284,7 +324,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         if (mode() == CollectionMode::list)
             cells.paintListRow(rect, layout_.picture(), listColumns, item, state);
         else
-            cells.paintGridCell(rect, layout_.picture(), item, state);
+            cells.paintGridCell(rect, layout_, item, state);
     });
     if (band_) {
         auto fill = colours.accent;

@@ -9,6 +9,7 @@
 #include "MorvApp/Model/AppModel.h"
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Collection/CollectionPainter.h"
+#include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
 
 #include <QAbstractScrollArea>
@@ -23,6 +24,7 @@ class QLineEdit;
 
 namespace morv {
 
+class VisibleInsights;
 class WindowActions;
 
 class MorvCollectionView : public QAbstractScrollArea {
@@ -45,6 +47,9 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -96,12 +101,16 @@ private:
     void placeEditor();
     void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
+    /// Folders of the visible cells.
+    std::vector<const FileEntry*> foldersInSight() const;
     void paintMessage(QPainter& painter);
 
     AppModel& app_;
     PaneModel& pane_;
     const WindowActions& actions_;
     IconCache icons_;
+    FolderArt folders_;
+    VisibleInsights* insights_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;

@@ -203,6 +203,7 @@ QTreeView QHeaderView::section { padding: 6px 4px; }
 QProgressBar { border: none; border-radius: 2px; background: $quiet; max-height: 4px; min-height: 4px; }
 QProgressBar::chunk { border-radius: 2px; background: $accent; }
 QFrame#card { background: $window; border: 1px solid $separator; border-radius: 12px; }
+QFrame#lookPreview { background: $content; border: 1px solid $separator; border-radius: 8px; }
 QFrame#bar { background: $window; border: none; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }

@@ -4,6 +4,8 @@
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
+#include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
+#include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
@@ -414,6 +416,19 @@ void MainWindow::updateSheet() {
         break;
     case AppSheet::keyBindings:
         sheet_ = new KeyBindingsSheet(app_, this);
+        break;
+    case AppSheet::appearance:
+        // The command needs the one folder; that it is still there nobody has promised.
+        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
+            sheet_ = new FolderAppearanceSheet(app_, selected.front()->url(), this);
+        else
+            app_.closeSheet();
+        break;
+    case AppSheet::glance:
+        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
+            sheet_ = new FolderGlanceSheet(app_, *selected.front(), this);
+        else
+            app_.closeSheet();
         break;
     default:
         // Not offered by any action of this window.

@@ -59,11 +59,10 @@ bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
         for (const auto without :
-             {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::compress,
-              FileCommand::extract, FileCommand::appearance, FileCommand::tidy, FileCommand::smartClean,
-              FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
-              FileCommand::connect, FileCommand::toggleInspector, FileCommand::viewAsColumns,
-              FileCommand::viewAsGallery})
+             {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::tidy,
+              FileCommand::smartClean, FileCommand::spaceReview, FileCommand::creativeTools,
+              FileCommand::viewOptions, FileCommand::connect, FileCommand::toggleInspector,
+              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
             set.insert(static_cast<int>(without));
         return set;
     }();
