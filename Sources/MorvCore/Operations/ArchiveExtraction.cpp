@@ -15,6 +15,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -78,15 +79,15 @@ public:
 
     void run() {
         {
-            ExtractionCrew crew(archive_, staging_, work_.staging);
+            ExtractionCrew crew(archive_, staging_, work_.staging, work_.mostItems);
             forEachMember(crew, [this](auto& worker, const auto& member) { write(worker, member); });
             restoreAttributes(crew.first());
             forEachMember(crew, [this](auto& worker, const auto& member) { finishFolder(worker, member); });
         }
-        ExtractedTree::inspect(staging_, work_.stop);
+        ExtractedTree::inspect(staging_, work_.mostItems, work_.stop);
         {
             // From staging itself again: nothing that was open during the writing is believed.
-            ExtractionCrew crew(archive_, staging_, work_.staging);
+            ExtractionCrew crew(archive_, staging_, work_.staging, work_.mostItems);
             forEachMember(crew, [this](auto& worker, const auto& member) { compare(worker, member); });
         }
         QuarantineMarks::of(archive_.descriptor()).setOnTree(staging_, work_.stop);
@@ -110,7 +111,7 @@ private:
             else
                 writeFile(worker, member, path);
         } else if (!member.isDirectory && member.size <= AppleDouble::largest &&
-                   AppleDouble::memberOf(std::string(path))) {
+                   AppleDouble::memberOf(path)) {
             const MutexLock lock(mutex_);
             sidecars_.push_back(static_cast<std::size_t>(&member - archive_.members().data()));
         } else if (!member.isDirectory) {
@@ -259,6 +260,7 @@ private:
 Descriptor extract(const Work& work) {
     const CheckedArchive archive(work.source, work.stop);
     auto staging = makeStaging(work);
+    tzset(); // The zone of the members' times may be another one since the last look.
     Extraction(archive, work, staging.get()).run();
     return staging;
 }

@@ -73,8 +73,9 @@ private:
 
 } // namespace
 
-ExtractionCrew::ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown)
-    : archive_(archive) {
+ExtractionCrew::ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown,
+                               std::int64_t mostItems)
+    : archive_(archive), budget_(mostItems) {
     const auto count = std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
     for (unsigned i = 0; i < count; ++i)
         workers_.push_back(std::make_unique<ExtractionWorker>(

@@ -19,7 +19,7 @@ constexpr std::size_t mostKeptOpen = 32;
 } // namespace
 
 void ExtractionBudget::take() {
-    if (++items_ > mostItems)
+    if (--left_ < 0)
         throw FileOperationError::unsupported(exceeded);
 }
 

@@ -21,17 +21,18 @@ namespace morv {
 /// How many items may still be made below one staging folder.
 class ExtractionBudget {
 public:
-    static constexpr std::int64_t mostItems = 200'000;
     static constexpr const char* exceeded = "The extracted archive exceeded Morv's safety limits.";
+
+    explicit ExtractionBudget(std::int64_t items) : left_(items) {}
 
     /// Counts one item that is about to be made. Throws FileOperationError::unsupported when it is one too
     /// many.
     void take();
     /// The item was there already.
-    void giveBack() { --items_; }
+    void giveBack() { ++left_; }
 
 private:
-    std::atomic<std::int64_t> items_ = 0;
+    std::atomic<std::int64_t> left_;
 };
 
 class ExtractionFolders {
