@@ -142,7 +142,7 @@ private:
                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                member.mode != 0 ? 0600 : 0666));
         if (!file)
-            refuseToCreate(path);
+            worker.folders.refuse(errno, path);
         return file;
     }
 
@@ -189,16 +189,6 @@ private:
             return false;
         }
         return true;
-    }
-
-    [[noreturn]] void refuseToCreate(std::string_view path) const {
-        const int code = errno;
-        if (code == EEXIST || code == ELOOP)
-            ExtractionFolders::refuseOccupied(path);
-        if (code == EINVAL)
-            throw FileOperationError::unsupported(
-                fmt::format("The destination volume does not accept the name “{}”.", displayText(path)));
-        throw PosixError(code, shown_.path());
     }
 
     [[noreturn]] void refuseDamage(std::string_view path) const {

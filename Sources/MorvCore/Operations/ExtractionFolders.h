@@ -50,8 +50,10 @@ public:
     /// Counts a file that is about to be made; throws as ExtractionBudget::take.
     void takeItem() { budget_.take(); }
 
-    /// Something that the archive does not have stands where `name` belongs.
-    [[noreturn]] static void refuseOccupied(std::string_view name);
+    /// Tells why the archive's item `name` could not be made, by `code` of errno: FileOperationError::collision
+    /// (something that the archive does not have stands there), unsupported (the volume has no such names), or
+    /// PosixError.
+    [[noreturn]] void refuse(int code, std::string_view name) const;
 
 private:
     enum class Missing : std::uint8_t { make, refuse };
