@@ -88,7 +88,7 @@ public:
         {
             // From staging itself again: nothing that was open during the writing is believed.
             ExtractionCrew crew(archive_, staging_, work_.staging, work_.mostItems);
-            forEachMember(crew, [this](auto& worker, const auto& member) { compare(worker, member); });
+            forEachMember(crew, [](auto& worker, const auto& member) { compare(worker, member); });
         }
         QuarantineMarks::of(archive_.descriptor()).setOnTree(staging_, work_.stop);
         done(archive_.size() - done_);
