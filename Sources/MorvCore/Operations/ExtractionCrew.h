@@ -20,6 +20,9 @@ namespace morv {
 
 /// What a thread needs to read members and to find their places.
 struct ExtractionWorker {
+    ExtractionWorker(const CheckedArchive& archive, int staging, const FileURL& shown,
+                     ExtractionBudget& budget);
+
     CheckedArchive::Reader reader;
     ExtractionFolders folders;
     MemberData data;
