@@ -179,6 +179,13 @@ TEST_F(ArchiveExtraction, tellsDamagedMembersFromSoundOnes) {
     }
 }
 
+TEST_F(ArchiveExtraction, expandsWhatEndsJustBehindAChunk) {
+    ArchivePlan plan;
+    for (std::size_t size = 262'140; size < 262'700; size += 7)
+        plan.members.push_back(deflated(std::to_string(size), std::string(size, 'x')));
+    EXPECT_EQ(extract(archiveBytes(plan)), "");
+}
+
 TEST_F(ArchiveExtraction, makesWhatTheDirectorySaysAndNothingElse) {
     std::string deep;
     for (int i = 0; i < 127; ++i)
