@@ -15,8 +15,6 @@
 
 namespace morv::fuzz {
 
-namespace {
-
 void require(bool holds, const char* promise) {
     if (holds)
         return;
@@ -24,7 +22,8 @@ void require(bool holds, const char* promise) {
     std::abort();
 }
 
-/// One file in memory for the whole run, gone with the process.
+namespace {
+
 class Scratch {
 public:
     Scratch() : path_("/dev/shm/MorvFuzzXXXXXX"), file_(::mkostemp(path_.data(), O_CLOEXEC)) {
@@ -64,9 +63,13 @@ void requireSafe(const std::string& name) {
 
 } // namespace
 
-void judgeArchive(std::string_view bytes) {
+FileURL fileHolding(std::string_view bytes) {
     static const Scratch scratch;
-    const auto url = scratch.holding(bytes);
+    return scratch.holding(bytes);
+}
+
+void judgeArchive(std::string_view bytes) {
+    const auto url = fileHolding(bytes);
     std::vector<SafeArchiveService::Entry> entries;
     try {
         SafeArchiveService::entries(url, {}, [&](const auto& entry) { entries.push_back(entry); });

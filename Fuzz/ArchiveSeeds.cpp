@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -37,14 +38,28 @@ std::vector<std::string> attributeFiles() {
                                  {"user.com.apple.ResourceFork", "fork"}})};
 }
 
+/// Three bytes that say which method and which lies, then the data.
+std::vector<std::string> members() {
+    std::vector<std::string> result = {std::string("\1\0\0", 3) + "stored",
+                                       std::string("\1\1\0", 3) + "stored"};
+    for (const auto& content : {std::string(), std::string("text text text"), std::string(600'000, 'x')})
+        result.push_back(std::string(3, '\0') + deflated("m", content).data);
+    return result;
+}
+
+std::vector<std::string> seedsFor(std::string_view target) {
+    return target == "AppleDoubleBytes" ? attributeFiles()
+           : target == "ArchiveMembers" ? members()
+                                        : archives();
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
     if (count != 3)
         return 2;
     int number = 0;
-    for (const auto& bytes :
-         arguments[1] == std::string("AppleDoubleBytes") ? attributeFiles() : archives()) {
+    for (const auto& bytes : seedsFor(arguments[1])) {
         std::ofstream file(std::string(arguments[2]) + "/seed" + std::to_string(++number), std::ios::binary);
         file << bytes;
         if (!file.flush())

@@ -119,6 +119,26 @@ TEST_F(Extraction, isCompleteOrStagedWhereverItIsKilled) {
     EXPECT_GE(killed + 5, calls / stride);
 }
 
+TEST_F(Extraction, namesWhatTheVolumeHasNoNameFor) {
+    if (!canInjectFaults())
+        GTEST_SKIP() << "The sanitizer's runtime does not share its place with a preloaded library.";
+    RunOptions options;
+    options.fault = "none=0:kill";
+    options.environment["MORV_FAULT_POOR"] = to;
+    for (const auto& [member, named] :
+         {std::pair("a?b", "a?b"), std::pair("a?b/", "a?b"), std::pair("inner/a?b/file", "inner/a?b")}) {
+        SCOPED_TRACE(member);
+        writeFile(archive(), archiveBytes({.members = {{.name = member, .data = ""}}}));
+        const auto failed = extract(to, options);
+        EXPECT_EQ(failed.status, 1);
+        EXPECT_NE((failed.out + failed.err)
+                      .find(std::string("The destination volume does not accept the name “") + named + "”."),
+                  std::string::npos)
+            << failed.out << failed.err;
+    }
+    expectRecordedStagingOnly(to);
+}
+
 TEST_F(Extraction, aFullVolumeFailsTheItemAndKeepsWhatIsThere) {
     if (!mountMemory())
         GTEST_SKIP() << "This user may not mount.";

@@ -28,6 +28,7 @@ constexpr std::string_view prefix = "user.";
 constexpr std::string_view finderInfo = "user.com.apple.FinderInfo";
 constexpr std::string_view resourceFork = "user.com.apple.ResourceFork";
 constexpr std::size_t longestName = 255;
+constexpr std::size_t longestNameList = 65'536;
 constexpr std::string_view sidecarFolder = "__MACOSX/";
 constexpr std::string_view sidecarPrefix = "._";
 
@@ -123,9 +124,11 @@ private:
 
     bool add(std::string name, std::string_view value) {
         total_ += value.size();
-        // Values that share their bytes would let a small file ask for a lot of memory.
-        if (total_ > bytes_.size() || name.size() > longestName || name.find('\0') != std::string::npos ||
-            !isValidUTF8(name) || !names_.insert(name).second)
+        namesTotal_ += name.size() + 1;
+        // Values that share their bytes would let a small file ask for a lot of memory, and a million names
+        // without values for seconds of work on attributes that the kernel could never list.
+        if (total_ > bytes_.size() || namesTotal_ > longestNameList || name.size() > longestName ||
+            name.find('\0') != std::string::npos || !isValidUTF8(name) || !names_.insert(name).second)
             return false;
         found_.emplace_back(std::move(name), value);
         return true;
@@ -135,6 +138,7 @@ private:
     Attributes found_;
     std::set<std::string> names_;
     std::size_t total_ = 0;
+    std::size_t namesTotal_ = 0;
 };
 
 } // namespace

@@ -26,12 +26,12 @@ using Attributes = std::vector<std::pair<std::string, std::string>>;
 /// More than this is neither packed nor restored: it is held in memory as a whole.
 inline constexpr std::size_t largest = 16'777'216;
 
-/// Every name begins with "user." and is no longer than the kernel allows (255 bytes); together they are
-/// shorter than 4 GiB.
+/// Every name begins with "user." and is no longer than the kernel allows (255 bytes, and 64 KiB for the list of
+/// all names); together with the values they are shorter than 4 GiB.
 std::string encode(const Attributes& attributes);
 
 /// Nothing when `bytes` are not a well-formed file of this kind: an offset or a length leaves them, a name is
-/// twice there, not UTF-8 or too long for the kernel. What comes out is never longer than what went in.
+/// twice there, not UTF-8 or too long for the kernel, or there are more names than it lists. What comes out is never longer than what went in.
 std::optional<Attributes> decode(std::string_view bytes);
 
 /// Where the attributes of the member "a/b" stand: "__MACOSX/a/._b". A folder's name comes without "/".

@@ -15,6 +15,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -78,16 +79,16 @@ public:
 
     void run() {
         {
-            ExtractionCrew crew(archive_, staging_, work_.staging);
+            ExtractionCrew crew(archive_, staging_, work_.staging, work_.mostItems);
             forEachMember(crew, [this](auto& worker, const auto& member) { write(worker, member); });
             restoreAttributes(crew.first());
             forEachMember(crew, [this](auto& worker, const auto& member) { finishFolder(worker, member); });
         }
-        ExtractedTree::inspect(staging_, work_.stop);
+        ExtractedTree::inspect(staging_, work_.mostItems, work_.stop);
         {
             // From staging itself again: nothing that was open during the writing is believed.
-            ExtractionCrew crew(archive_, staging_, work_.staging);
-            forEachMember(crew, [this](auto& worker, const auto& member) { compare(worker, member); });
+            ExtractionCrew crew(archive_, staging_, work_.staging, work_.mostItems);
+            forEachMember(crew, [](auto& worker, const auto& member) { compare(worker, member); });
         }
         QuarantineMarks::of(archive_.descriptor()).setOnTree(staging_, work_.stop);
         done(archive_.size() - done_);
@@ -110,7 +111,7 @@ private:
             else
                 writeFile(worker, member, path);
         } else if (!member.isDirectory && member.size <= AppleDouble::largest &&
-                   AppleDouble::memberOf(std::string(path))) {
+                   AppleDouble::memberOf(path)) {
             const MutexLock lock(mutex_);
             sidecars_.push_back(static_cast<std::size_t>(&member - archive_.members().data()));
         } else if (!member.isDirectory) {
@@ -141,7 +142,7 @@ private:
                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                member.mode != 0 ? 0600 : 0666));
         if (!file)
-            refuseToCreate(path);
+            worker.folders.refuse(errno, path);
         return file;
     }
 
@@ -188,16 +189,6 @@ private:
             return false;
         }
         return true;
-    }
-
-    [[noreturn]] void refuseToCreate(std::string_view path) const {
-        const int code = errno;
-        if (code == EEXIST || code == ELOOP)
-            ExtractionFolders::refuseOccupied(path);
-        if (code == EINVAL)
-            throw FileOperationError::unsupported(
-                fmt::format("The destination volume does not accept the name “{}”.", displayText(path)));
-        throw PosixError(code, shown_.path());
     }
 
     [[noreturn]] void refuseDamage(std::string_view path) const {
@@ -259,6 +250,7 @@ private:
 Descriptor extract(const Work& work) {
     const CheckedArchive archive(work.source, work.stop);
     auto staging = makeStaging(work);
+    tzset(); // The zone of the members' times may be another one since the last look.
     Extraction(archive, work, staging.get()).run();
     return staging;
 }

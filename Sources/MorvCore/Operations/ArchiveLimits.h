@@ -13,6 +13,7 @@ inline constexpr std::uint64_t largestRatio = 1000;                ///< of a mem
 inline constexpr std::size_t mostComponents = 128;                 ///< of one name
 inline constexpr std::size_t longestComponent = 255;               ///< bytes
 inline constexpr std::size_t mostMembers = 65'534;
+inline constexpr std::int64_t mostExtractedItems = 200'000;   ///< with the folders that only paths name
 inline constexpr std::uint64_t largestMember = 4'294'967'294; ///< bytes; one more means "see elsewhere"
 
 } // namespace morv::ArchiveLimits

@@ -76,7 +76,7 @@ void forEachItem(int staging, const char* unreadable, const std::stop_token& sto
     }
 }
 
-void inspect(int staging, const std::stop_token& stop) {
+void inspect(int staging, std::int64_t mostItems, const std::stop_token& stop) {
     std::int64_t items = 0, bytes = 0;
     forEachItem(staging, "The extracted folder could not be inspected.", stop,
                 [&](int, const std::string&, const FileStat& info) {
@@ -86,7 +86,7 @@ void inspect(int staging, const std::stop_token& stop) {
                             "for inspection.");
                     ++items;
                     bytes += info.isRegular() ? info.size : 0;
-                    if (items > ExtractionBudget::mostItems || bytes > mostBytes)
+                    if (items > mostItems || bytes > mostBytes)
                         throw FileOperationError::unsupported(ExtractionBudget::exceeded);
                 });
 }

@@ -8,6 +8,7 @@
 
 #include "MorvCore/Platform/FileStat.h"
 
+#include <cstdint>
 #include <functional>
 #include <stop_token>
 #include <string>
@@ -21,9 +22,9 @@ using Visit = std::function<void(int folder, const std::string& name, const File
 /// cannot be read, FileOperationError::changed for one that is too deep, CancellationError before any item.
 void forEachItem(int staging, const char* unreadable, const std::stop_token& stop, const Visit& visit);
 
-/// Throws FileOperationError unless everything below `staging` is a folder or a file with one name, and no
-/// more than an archive may make. Otherwise as forEachItem.
-void inspect(int staging, const std::stop_token& stop);
+/// Throws FileOperationError unless everything below `staging` is a folder or a file with one name, at most
+/// `mostItems` of them, and no more bytes than an archive may make. Otherwise as forEachItem.
+void inspect(int staging, std::int64_t mostItems, const std::stop_token& stop);
 
 [[noreturn]] void refuseMismatch();
 

@@ -73,12 +73,16 @@ private:
 
 } // namespace
 
-ExtractionCrew::ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown)
-    : archive_(archive) {
+ExtractionWorker::ExtractionWorker(const CheckedArchive& archive, int staging, const FileURL& shown,
+                                   ExtractionBudget& budget)
+    : reader(archive, ExtractionCrew::changedSentence), folders(staging, shown, budget) {}
+
+ExtractionCrew::ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown,
+                               std::int64_t mostItems)
+    : archive_(archive), budget_(mostItems) {
     const auto count = std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
     for (unsigned i = 0; i < count; ++i)
-        workers_.push_back(std::make_unique<ExtractionWorker>(
-            CheckedArchive::Reader(archive, changedSentence), ExtractionFolders(staging, shown, budget_)));
+        workers_.push_back(std::make_unique<ExtractionWorker>(archive, staging, shown, budget_));
 }
 
 void ExtractionCrew::run(const Work& work) {

@@ -20,6 +20,9 @@ namespace morv {
 
 /// What a thread needs to read members and to find their places.
 struct ExtractionWorker {
+    ExtractionWorker(const CheckedArchive& archive, int staging, const FileURL& shown,
+                     ExtractionBudget& budget);
+
     CheckedArchive::Reader reader;
     ExtractionFolders folders;
     MemberData data;
@@ -32,8 +35,9 @@ public:
     static constexpr const char* changedSentence =
         "The archive changed during extraction. The staged files were retained for inspection.";
 
-    /// All three must outlive it. `staging` is open, and `shown` where it is.
-    ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown);
+    /// The archive and `shown` must outlive it. `staging` is open, and `shown` where it is; at most `mostItems`
+    /// are made there.
+    ExtractionCrew(const CheckedArchive& archive, int staging, const FileURL& shown, std::int64_t mostItems);
 
     /// Calls `work` with the index of each member and waits. After a failure what comes behind it is left out.
     void run(const Work& work);

@@ -19,7 +19,7 @@ constexpr std::size_t mostKeptOpen = 32;
 } // namespace
 
 void ExtractionBudget::take() {
-    if (++items_ > mostItems)
+    if (--left_ < 0)
         throw FileOperationError::unsupported(exceeded);
 }
 
@@ -34,10 +34,15 @@ int ExtractionFolders::make(std::string_view path) {
     return reach(path, Missing::make);
 }
 
-void ExtractionFolders::refuseOccupied(std::string_view name) {
-    throw FileOperationError::collision(
-        fmt::format("Another item stands where “{}” of this ZIP belongs. Extracted files remain in staging.",
-                    displayText(name)));
+void ExtractionFolders::refuse(int code, std::string_view name) const {
+    if (code == EEXIST || code == ENOTDIR || code == ELOOP)
+        throw FileOperationError::collision(fmt::format(
+            "Another item stands where “{}” of this ZIP belongs. Extracted files remain in staging.",
+            displayText(name)));
+    if (code == EINVAL || code == ENAMETOOLONG)
+        throw FileOperationError::unsupported(
+            fmt::format("The destination volume does not accept the name “{}”.", displayText(name)));
+    throw PosixError(code, shown_.parent().path());
 }
 
 int ExtractionFolders::reach(std::string_view path, Missing missing) {
@@ -70,17 +75,16 @@ Descriptor ExtractionFolders::enter(const std::string& name, std::string_view pa
         if (mkdirat(current(), name.c_str(), 0777) != 0) {
             // Another worker was faster; or something else stands there, which opening it will tell.
             if (errno != EEXIST)
-                throw PosixError(errno, shown_.parent().path());
+                refuse(errno, path);
             budget_.giveBack();
         }
         folder = Descriptor(openat(current(), name.c_str(), folderFlags));
     }
     if (folder)
         return folder;
-    if (missing == Missing::make && (errno == ENOTDIR || errno == ELOOP))
-        refuseOccupied(path);
-    throw PosixError(errno, missing == Missing::make ? shown_.parent().path()
-                                                     : shown_.path() + '/' + std::string(path));
+    if (missing == Missing::make)
+        refuse(errno, path);
+    throw PosixError(errno, shown_.path() + '/' + std::string(path));
 }
 
 } // namespace morv

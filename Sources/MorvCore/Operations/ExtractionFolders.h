@@ -21,17 +21,18 @@ namespace morv {
 /// How many items may still be made below one staging folder.
 class ExtractionBudget {
 public:
-    static constexpr std::int64_t mostItems = 200'000;
     static constexpr const char* exceeded = "The extracted archive exceeded Morv's safety limits.";
+
+    explicit ExtractionBudget(std::int64_t items) : left_(items) {}
 
     /// Counts one item that is about to be made. Throws FileOperationError::unsupported when it is one too
     /// many.
     void take();
     /// The item was there already.
-    void giveBack() { --items_; }
+    void giveBack() { ++left_; }
 
 private:
-    std::atomic<std::int64_t> items_ = 0;
+    std::atomic<std::int64_t> left_;
 };
 
 class ExtractionFolders {
@@ -49,8 +50,10 @@ public:
     /// Counts a file that is about to be made; throws as ExtractionBudget::take.
     void takeItem() { budget_.take(); }
 
-    /// Something that the archive does not have stands where `name` belongs.
-    [[noreturn]] static void refuseOccupied(std::string_view name);
+    /// Tells why the archive's item `name` could not be made, by `code` of errno: FileOperationError::collision
+    /// (something that the archive does not have stands there), unsupported (the volume has no such names), or
+    /// PosixError.
+    [[noreturn]] void refuse(int code, std::string_view name) const;
 
 private:
     enum class Missing : std::uint8_t { make, refuse };

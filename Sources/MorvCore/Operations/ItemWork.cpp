@@ -415,6 +415,11 @@ void ItemWork::flushWhileSourceIsProved(const Descriptor& written, const char* c
         throw FileOperationError::changed(changedSentence);
     flush.wait();
     checkpoint();
+    // Publication goes by name, and what was proved is the open item.
+    if (!statAt(folder_.get(), std::string(request_.staging->lastComponent()))
+             .isSameItem(statDescriptor(written.get())))
+        throw FileOperationError::changed(
+            "The staged item was replaced before it could be published. Both were left where they are.");
 }
 
 // MARK: Moves

@@ -95,9 +95,9 @@ bool MemberData::inflate(Expansion& expansion) {
         int status = Z_OK;
         while (status == Z_OK && stream.avail_out > 0) {
             if (stream.avail_in == 0) {
+                // At their end zlib may still hold what had no room in the last chunk; with nothing left to
+                // give it answers with an error.
                 const auto bytes = expansion.next(storedPiece);
-                if (bytes.empty())
-                    return false;
                 stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
                 stream.avail_in = static_cast<uInt>(bytes.size());
             }

@@ -20,6 +20,7 @@
 #pragma once
 
 #include "MorvCore/Foundation/FileURL.h"
+#include "MorvCore/Operations/ArchiveLimits.h"
 #include "MorvCore/Platform/Descriptor.h"
 
 #include <cstdint>
@@ -65,6 +66,7 @@ struct Work {
     int stagingFolder = -1; ///< its folder, open: everything is made relative to it
     std::stop_token stop = {};
     ProgressMeter* progress = nullptr; ///< counts the bytes of the source that are done
+    std::int64_t mostItems = ArchiveLimits::mostExtractedItems; ///< that an archive may become on disk
 };
 
 /// Writes `source`, a file or a folder with everything below it, as a ZIP archive that passes validate().

@@ -17,6 +17,12 @@ std::uint32_t number32(std::string_view bytes, std::size_t at) {
     return number16(bytes, at) | static_cast<std::uint32_t>(number16(bytes, at + 2)) << 16U;
 }
 
+std::int64_t offsetFromUTC(std::int64_t seconds) {
+    const std::time_t time = seconds;
+    std::tm local{};
+    return localtime_r(&time, &local) ? local.tm_gmtoff : 0;
+}
+
 } // namespace
 
 EndRecord EndRecord::from(std::string_view bytes) {
@@ -103,8 +109,9 @@ std::int64_t secondsOf(const StoredTime& time) {
     day.tm_hour = field(11, 5);
     day.tm_min = field(5, 6);
     day.tm_sec = field(0, 5) * 2;
-    day.tm_isdst = -1;
-    return std::mktime(&day);
+    // mktime would look for the zone's file again with every call, one thread after the other.
+    const std::int64_t asUTC = timegm(&day);
+    return asUTC - offsetFromUTC(asUTC - offsetFromUTC(asUTC));
 }
 
 } // namespace morv::ZIPFormat

@@ -83,7 +83,8 @@ struct StoredTime {
 /// 0x5855), else that of the header itself.
 StoredTime storedTime(const LocalHeader& header, std::string_view extra);
 
-/// Seconds since 1970-01-01 UTC. Days and hours that no calendar has count on from the last one that it has.
+/// Seconds since 1970-01-01 UTC, in the time zone of the last tzset(). Days and hours that no calendar has count
+/// on from the last one that it has.
 std::int64_t secondsOf(const StoredTime& time);
 
 } // namespace morv::ZIPFormat

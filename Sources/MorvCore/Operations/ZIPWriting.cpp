@@ -2,7 +2,10 @@
 
 #include "MorvCore/Operations/ZIPFormat.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <ctime>
+#include <limits>
 #include <sys/stat.h>
 
 namespace morv::ZIPFormat {
@@ -18,6 +21,9 @@ constexpr std::uint16_t extendedTimestamp = 0x5455;
 constexpr std::uint16_t timestampLength = 5;
 constexpr std::uint8_t modificationTimeOnly = 1;
 constexpr std::size_t extraLength = 4 + timestampLength;
+// Where DOS has years that are too late for a sign, or its first moment, readers tell which of both this is.
+constexpr std::int64_t firstStamp = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t lastStamp = std::numeric_limits<std::uint32_t>::max();
 
 void append16(std::string& bytes, std::uint64_t value) {
     bytes.push_back(static_cast<char>(value));
@@ -61,7 +67,7 @@ void appendNameAndExtra(std::string& bytes, const NewMember& member) {
     append16(bytes, extendedTimestamp);
     append16(bytes, timestampLength);
     bytes.push_back(modificationTimeOnly);
-    append32(bytes, static_cast<std::uint64_t>(member.modified.seconds));
+    append32(bytes, static_cast<std::uint64_t>(std::clamp(member.modified.seconds, firstStamp, lastStamp)));
 }
 
 } // namespace

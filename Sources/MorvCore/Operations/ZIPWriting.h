@@ -3,7 +3,7 @@
 //
 // Every member    name in UTF-8 and said to be so, version 2.0, made by Unix; its time of modification as DOS
 //                 has it (local time, even seconds, 1980 to 2107) and in the "extended timestamp" field
-//                 0x5455, with whole seconds since 1970
+//                 0x5455, with whole seconds since 1970 (1901 to 2106; times beyond are the nearest of these)
 // Threading       stateless
 #pragma once
 

@@ -113,6 +113,15 @@ TEST(AppleDouble, whatIsNotWellFormedIsNothing) {
     EXPECT_FALSE(AppleDouble::decode(AppleDouble::encode(twice)));
 }
 
+TEST(AppleDouble, noMoreNamesThanTheKernelLists) {
+    Attributes attributes;
+    for (int i = 0; i < 256; ++i) // 256 bytes each with their zero byte
+        attributes.emplace_back("user." + std::to_string(1000 + i) + std::string(246, 'n'), "");
+    EXPECT_EQ(AppleDouble::decode(AppleDouble::encode(attributes)), attributes);
+    attributes.emplace_back("user.m", "");
+    EXPECT_FALSE(AppleDouble::decode(AppleDouble::encode(attributes)));
+}
+
 TEST(AppleDouble, flippedBitsReadNothingBeyondTheFile) {
     for (std::size_t at = 0; at < byHand().size(); ++at) {
         for (unsigned bit = 0; bit < 8; ++bit) {

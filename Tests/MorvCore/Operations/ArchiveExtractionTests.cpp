@@ -56,7 +56,7 @@ protected:
         const Descriptor place(
             ::open(folder.path("around/place").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         try {
-            SafeArchiveService::extract({archive(), staging(), place.get(), stop, progress});
+            SafeArchiveService::extract({archive(), staging(), place.get(), stop, progress, mostItems});
         } catch (const FileOperationError& error) {
             using Case = FileOperationError::Case;
             const std::string kind = error.kind() == Case::invalid       ? "invalid: "
@@ -105,6 +105,7 @@ protected:
     }
 
     TemporaryFolder folder{Disk::memory};
+    std::int64_t mostItems = ArchiveLimits::mostExtractedItems;
 
 private:
     TreeSnapshot around() const {
@@ -178,6 +179,13 @@ TEST_F(ArchiveExtraction, tellsDamagedMembersFromSoundOnes) {
     }
 }
 
+TEST_F(ArchiveExtraction, expandsWhatEndsJustBehindAChunk) {
+    ArchivePlan plan;
+    for (std::size_t size = 262'140; size < 262'700; size += 7)
+        plan.members.push_back(deflated(std::to_string(size), std::string(size, 'x')));
+    EXPECT_EQ(extract(archiveBytes(plan)), "");
+}
+
 TEST_F(ArchiveExtraction, makesWhatTheDirectorySaysAndNothingElse) {
     std::string deep;
     for (int i = 0; i < 127; ++i)
@@ -239,23 +247,32 @@ TEST_F(ArchiveExtraction, namesTheFirstDamagedMemberWhoeverFindsIt) {
 }
 
 TEST_F(ArchiveExtraction, countsItemsBeforeItMakesThem) {
-    // 1,562 chains of 127 folders and a file, and folders for the rest of 200,000.
+    // Chains of 127 folders and a file, into folders that the workers meet in, and folders of their own.
     std::string chain;
-    for (int i = 0; i < 126; ++i)
+    for (int i = 0; i < 125; ++i)
         chain += "/d";
     ArchivePlan plan;
-    for (int i = 0; i < 1562; ++i)
-        plan.members.push_back({.name = std::to_string(i) + chain + "/f", .data = ""});
-    for (int i = 0; i < 200'000 - 1562 * 128; ++i)
+    for (int i = 0; i < 20; ++i)
+        plan.members.push_back({.name = "shared/" + std::to_string(i) + chain + "/f", .data = ""});
+    for (int i = 0; i < 300; ++i)
         plan.members.push_back({.name = "folder " + std::to_string(i) + "/", .data = "", .mode = 040755});
-    plan.members.push_back({.name = "one more", .data = ""});
     folder.write("archive.zip", archiveBytes(plan));
+    mostItems = 1 + 20 * 127 + 300;
+    EXPECT_EQ(verdict(), "");
+
+    --mostItems;
+    std::filesystem::remove_all(staging().path());
     EXPECT_EQ(verdict(), limit);
-    std::size_t count = 0;
+    std::int64_t count = 0;
     for (auto item = std::filesystem::recursive_directory_iterator(staging().path());
          item != std::filesystem::recursive_directory_iterator(); ++item)
         ++count;
-    EXPECT_EQ(count, 200'000U) << "all that may be, and not one more";
+    EXPECT_EQ(count, mostItems) << "all that may be, and not one more";
+
+    mostItems = 1;
+    std::filesystem::remove_all(staging().path());
+    folder.write("archive.zip", archiveBytes({.members = {{}}}));
+    EXPECT_EQ(extractWhile([this] { folder.makeFolder("around/place/staging/another"); }), limit);
 }
 
 TEST_F(ArchiveExtraction, leavesWhatStandsInItsPlace) {

@@ -202,6 +202,33 @@ TEST_F(Packing, attributesTravelBesideTheirItems) {
     }
 }
 
+TEST_F(Packing, timesComeBackOrAreTheNearestThatTheFormatHas) {
+    const TemporaryFolder folder(Disk::memory); // which keeps all of these
+    constexpr std::int64_t first = -2'147'483'648, last = 4'294'967'295;
+    const struct {
+        const char* name;
+        std::int64_t modified;
+        std::int64_t expected;
+    } rows[] = {{"1901", first - 1, first},
+                {"first", first, first},
+                {"1969", -1, -1},
+                {"1970", 0, 0},
+                {"2050", 2'524'608'001, 2'524'608'001},
+                {"last", last, last},
+                {"2106", last + 1, last},
+                {"2200", 7'258'118'400, last}};
+    folder.makeFolder("tree");
+    for (const auto& row : rows)
+        setTime(folder.write("tree/" + std::string(row.name)).path(), row.modified);
+    pack(folder.url("tree"));
+    const Descriptor around(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto source = archive(), staging = folder.url("out");
+    SafeArchiveService::extract({source, staging, around.get()});
+    for (const auto& row : rows)
+        EXPECT_EQ(statItem(folder.url("out/tree/" + std::string(row.name))).modified.seconds, row.expected)
+            << row.name;
+}
+
 TEST_F(Packing, whatCouldNotBeExtractedIsRefusedBeforeAnythingIsWritten) {
     const std::string deep = [] {
         std::string path = "tree";

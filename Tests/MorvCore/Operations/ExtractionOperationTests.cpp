@@ -85,6 +85,26 @@ TEST_F(ExtractionOperation, keepsAnArchiveThatChangedMeanwhileOutOfItsPlace) {
     EXPECT_EQ(inDestination(), (std::vector<std::string>{std::string(item.stagingURL->lastComponent())}));
 }
 
+TEST_F(ExtractionOperation, publishesNothingThatAnotherProgramPutInThePlaceOfStaging) {
+    const auto archive = write("from/a.zip", archiveBytes({.members = {{}}}));
+    for (const auto kind : {Kind::extractZIP, Kind::compressZIP}) {
+        const auto mine = at(kind == Kind::extractZIP ? "to/mine" : "to/mine.zip");
+        EngineObservers observers;
+        observers.staging = [&](const FileURL& staging) {
+            std::filesystem::rename(staging.path(), mine.path());
+            std::filesystem::create_directory(staging.path());
+        };
+        useEngine(std::move(observers));
+        const auto receipt = run({.kind = kind, .sources = {archive}, .destination = at("to")});
+        EXPECT_EQ(receipt.status, OperationStatus::failed);
+        EXPECT_EQ(
+            receipt.items[0].error.value_or(""),
+            "The staged item was replaced before it could be published. Both were left where they are.");
+        EXPECT_FALSE(std::filesystem::exists(receipt.items[0].destination->path()));
+        EXPECT_TRUE(std::filesystem::exists(mine.path()));
+    }
+}
+
 TEST_F(ExtractionOperation, aDamagedMemberFailsByNameAndItsNeighboursStayInStaging) {
     auto damaged = deflated("folder/damaged", std::string(1000, 'x'));
     damaged.checksum = 1;
