@@ -11,6 +11,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -135,14 +136,17 @@ TEST_F(TrashWindow, emptyingIsConfirmedShownAndAcknowledged) {
 /// Desktops lay out the buttons of an alert each in an order of its own.
 TEST_F(TrashWindow, cancelIsFirstAndHasTheKeyboardOnEveryDesktop) {
     open();
+    const auto theme = qApp->styleSheet();
+    const auto restore = qScopeGuard([&] { qApp->setStyleSheet(theme); });
     for (int layout = 0; layout < 4; ++layout) {
         SCOPED_TRACE(layout);
-        window->setStyleSheet(QStringLiteral("QDialogButtonBox { button-layout: %1; }").arg(layout));
+        qApp->setStyleSheet(theme + QStringLiteral("QDialogButtonBox { button-layout: %1; }").arg(layout));
         chooseFromFilesMenu();
         auto* box = alert();
         ASSERT_TRUE(box);
         ASSERT_EQ(box->buttons().size(), 2);
         auto* cancel = box->buttons()[0];
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(box));
         EXPECT_LT(cancel->x(), box->buttons()[1]->x());
         EXPECT_TRUE(eventually([&] { return box->focusWidget() == cancel; }));
         QTest::keyClick(box->focusWidget(), Qt::Key_Space);
