@@ -94,5 +94,19 @@ TEST_F(ProcessLifeTest, whatWasHandedToTheSystemKeepsTheProcessButNotFromASignal
         std::signal(number, SIG_DFL);
 }
 
+TEST_F(ProcessLifeTest, aHandoffThatCannotBeReadKeepsNoGhost) {
+    const std::string key = "systemOperations/" + UUID::random().text();
+    SQLiteStore(MorvServices::dataDirectory(environment()).child("Morv.sqlite")).saveBytes("{}", key);
+    MorvServices services(environment());
+    ProcessLife life(services.windows, services.engine, {1h, 0ms});
+    EXPECT_EQ(services.windows.applicationShouldTerminate().verdict, QuitAnswer::Verdict::refuse);
+    EXPECT_TRUE(services.windows.mayCloseWindow()) << "nothing has begun, and nothing can";
+    life.review();
+    EXPECT_TRUE(ends());
+    EXPECT_EQ(services.store.loadBytes(key), "{}");
+    for (const int number : {SIGTERM, SIGHUP, SIGINT})
+        std::signal(number, SIG_DFL);
+}
+
 } // namespace
 } // namespace morv

@@ -11,6 +11,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -90,7 +91,7 @@ TEST_F(TrashWindow, emptyingIsConfirmedShownAndAcknowledged) {
             "cancelled."));
     ASSERT_EQ(box->buttons().size(), 2);
     EXPECT_EQ(box->buttons()[1]->text(), QStringLiteral("Empty Trash Permanently"));
-    EXPECT_LT(box->buttons()[0]->x(), box->buttons()[1]->x()) << "Cancel comes first";
+    EXPECT_EQ(box->buttons()[1]->objectName(), QStringLiteral("destructive"));
     QTest::keyClick(box, Qt::Key_Return);
     ASSERT_TRUE(alertIsGone());
     EXPECT_TRUE(says("Cancelled. No Empty Trash command was sent."));
@@ -120,6 +121,7 @@ TEST_F(TrashWindow, emptyingIsConfirmedShownAndAcknowledged) {
                        "Continuing releases Morv’s paused file operations. It does not resend Empty "
                        "Trash or make permanently removed items recoverable."));
     EXPECT_EQ(box->buttons()[1]->text(), QStringLiteral("The Trash Service Has Finished"));
+    EXPECT_NE(box->buttons()[1]->objectName(), QStringLiteral("destructive")) << "it removes nothing";
     QTest::keyClick(box, Qt::Key_Escape);
     ASSERT_TRUE(alertIsGone());
     EXPECT_TRUE(services->trash.awaitingFinderCompletion());
@@ -129,6 +131,68 @@ TEST_F(TrashWindow, emptyingIsConfirmedShownAndAcknowledged) {
     EXPECT_TRUE(says("Trash handoff acknowledged."));
     EXPECT_EQ(services->windows.applicationShouldTerminate().verdict, QuitAnswer::Verdict::quit);
     EXPECT_EQ(sent, 1);
+}
+
+/// Desktops lay out the buttons of an alert each in an order of its own.
+TEST_F(TrashWindow, cancelIsFirstAndHasTheKeyboardOnEveryDesktop) {
+    open();
+    const auto theme = qApp->styleSheet();
+    const auto restore = qScopeGuard([&] { qApp->setStyleSheet(theme); });
+    for (int layout = 0; layout < 4; ++layout) {
+        SCOPED_TRACE(layout);
+        qApp->setStyleSheet(theme + QStringLiteral("QDialogButtonBox { button-layout: %1; }").arg(layout));
+        chooseFromFilesMenu();
+        auto* box = alert();
+        ASSERT_TRUE(box);
+        ASSERT_EQ(box->buttons().size(), 2);
+        auto* cancel = box->buttons()[0];
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(box));
+        EXPECT_LT(cancel->x(), box->buttons()[1]->x());
+        EXPECT_TRUE(eventually([&] { return box->focusWidget() == cancel; }));
+        QTest::keyClick(box->focusWidget(), Qt::Key_Space);
+        ASSERT_TRUE(alertIsGone());
+        EXPECT_TRUE(says("Cancelled."));
+    }
+    EXPECT_EQ(sent, 0);
+}
+
+TEST_F(TrashWindow, theSameAnswerIsShownAgainAfterItWasPutAway) {
+    open();
+    const auto turn = services->engine.admit(services->engine.plan(
+        {.kind = OperationKind::newFolder, .destination = work, .newName = std::string("waits")}, {}));
+    for (int time = 0; time < 2; ++time) {
+        SCOPED_TRACE(time);
+        chooseFromFilesMenu();
+        ASSERT_TRUE(eventually([&] { return !services->trash.isWorking(); }));
+        ASSERT_TRUE(says("Finish Morv’s active or queued file operations"));
+        click(find<QToolButton>("trashClose"));
+        EXPECT_FALSE(find<TrashBand>("trashBand")->isVisible());
+    }
+}
+
+TEST_F(TrashWindow, everyWindowShowsWhatWaitsAndAsksForItself) {
+    open();
+    MainWindow other(*services, board, work);
+    chooseFromFilesMenu();
+    click(alert()->buttons()[1]);
+    ASSERT_TRUE(says("The Trash service replied."));
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(eventually([&] { return other.isActiveWindow(); }));
+    auto* finished = find<QPushButton>("trashFinished", &other);
+    // From the files to the acknowledgement by the keyboard alone.
+    for (int step = 0; step < 100 && !finished->hasFocus(); ++step)
+        QTest::keyClick(other.focusWidget(), Qt::Key_Tab);
+    ASSERT_TRUE(finished->hasFocus());
+    QTest::keyClick(finished, Qt::Key_Space);
+    ASSERT_TRUE(eventually([&] { return find<QMessageBox>("trashAlert", &other); }));
+    EXPECT_FALSE(find<QPushButton>("trashFinished")->isEnabled()) << "asked once, wherever";
+    QTest::keyClick(find<QMessageBox>("trashAlert", &other), Qt::Key_Tab);
+    QTest::keyClick(find<QMessageBox>("trashAlert", &other)->focusWidget(), Qt::Key_Return);
+    EXPECT_TRUE(says("Trash handoff acknowledged."));
+    EXPECT_TRUE(says("Trash handoff acknowledged.", &other));
+    click(find<QToolButton>("trashClose"));
+    EXPECT_TRUE(find<TrashBand>("trashBand", &other)->isVisible()) << "put away in one window only";
 }
 
 TEST_F(TrashWindow, theSidebarsTrashIsOpenedAndEmptied) {

@@ -75,15 +75,16 @@ void ProcessLife::awaitRequest() {
     QTimer::singleShot(limits_.idle, this, &ProcessLife::review);
 }
 
+/// After a signal.
 bool ProcessLife::mayEnd() const {
     if (!engine_.hasActiveOperation())
         return true;
     try {
         // While a lease holds the turn nothing changes files, and it could hold it for ever.
-        return ending_ && engine_.activeExternalMaintenance().has_value();
+        return engine_.activeExternalMaintenance().has_value();
     } catch (const std::exception&) {
         // Until it is known what was left nothing can begin.
-        return ending_;
+        return true;
     }
 }
 
@@ -93,7 +94,7 @@ void ProcessLife::look() {
             looking_.stop();
         return;
     }
-    if (mayEnd())
+    if (!ending_ || mayEnd())
         return QCoreApplication::quit();
     // What waited behind the operation that was stopped comes to its turn, and is stopped in turn.
     if (std::chrono::steady_clock::now() >= deadline_)

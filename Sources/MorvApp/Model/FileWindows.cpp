@@ -325,12 +325,22 @@ QuitAnswer FileWindows::applicationShouldTerminate() const {
     return {};
 }
 
+bool FileWindows::isProcessing() const {
+    try {
+        engine_.activeExternalMaintenance();
+    } catch (const std::exception&) {
+        // What an earlier process left cannot be read: this one has never begun anything.
+        return false;
+    }
+    return engine_.hasActiveOperation();
+}
+
 bool FileWindows::mayCloseWindow() const {
-    return !engine_.hasActiveOperation() || reachable_ || visibleCount() > 1;
+    return !isProcessing() || reachable_ || visibleCount() > 1;
 }
 
 bool FileWindows::keepsProcess() const {
-    return anyVisible() || readings_ > 0 || engine_.hasActiveOperation() ||
+    return anyVisible() || readings_ > 0 || isProcessing() ||
            std::ranges::any_of(anchors_, [](const auto& isThere) { return isThere(); });
 }
 

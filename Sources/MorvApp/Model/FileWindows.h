@@ -135,6 +135,9 @@ Q_SIGNALS:
     void settingsSelectionChanged();
 
 private:
+    /// Whether there is anything that an end would interrupt. A handoff that cannot be read only looks so.
+    bool isProcessing() const;
+
     struct ManagerWindow {
         QPointer<AppModel> model;
         std::weak_ptr<FileWindow> window;

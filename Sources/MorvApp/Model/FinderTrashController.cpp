@@ -83,7 +83,9 @@ void FinderTrashController::set(Value& field, Value value, void (FinderTrashCont
 
 void FinderTrashController::say(std::string message, Tone tone) {
     set(hasError_, tone == Tone::problem, &FinderTrashController::hasErrorChanged);
-    set(message_, std::optional(std::move(message)), &FinderTrashController::messageChanged);
+    message_ = std::move(message);
+    // Also when it says the same again: whoever has put it away is told anew.
+    Q_EMIT messageChanged();
 }
 
 void FinderTrashController::ask(const TrashOperations::Confirmation& confirmation,

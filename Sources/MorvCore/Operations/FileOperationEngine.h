@@ -7,11 +7,11 @@
 //             destination. "systemOperations/" + id: what was handed to the system.
 // Invariants  I1  one execution, undo or handoff changes files at a time; turns come in the order of admit()
 //             I2  an item is acted on only while it is exactly what the plan saw
-//             I3  a final name is only reached by a rename that refuses to replace, and only by verified
-//             bytes I4  nothing is deleted: originals and undone results go to the Trash, staging stays and
-//             is recorded I5  the journal is durable before and after every item and never claims more than
-//             the disk holds I6  what a dead process left running reads as interrupted, once, and is never
-//             replayed
+//             I3  a final name is only reached by a rename that refuses to replace, and only by verified bytes
+//             I4  nothing is deleted: originals and undone results go to the Trash, staging stays and is
+//                 recorded
+//             I5  the journal is durable before and after every item and never claims more than the disk holds
+//             I6  what a dead process left running reads as interrupted, once, and is never replayed
 // Threading   safe to share. plan(), execute(), undo() and history() block: call them from worker threads.
 //             No lock is held during file work, store access or a callback.
 //

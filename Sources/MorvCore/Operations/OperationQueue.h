@@ -1,7 +1,8 @@
 // Turns: one operation at a time changes the file system, in the order in which they were admitted.
 //
 // An id goes through: admitted -> parked -> active -> released. cancel() may take it out while it waits; a
-// release by an operation that never got its turn is harmless. Invariants  I1  at most one id is active
+// release by an operation that never got its turn is harmless.
+// Invariants  I1  at most one id is active
 //             I2  turns are given in the order of admit(), whatever thread asks first
 //             I3  a cancelled id never gets a turn that it had not got before
 // Threading   safe to share; waitForTurn() blocks

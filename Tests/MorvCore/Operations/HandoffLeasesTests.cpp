@@ -6,6 +6,8 @@
 #include <atomic>
 #include <csignal>
 #include <future>
+#include <latch>
+#include <span>
 
 namespace morv::test {
 namespace {
@@ -99,6 +101,28 @@ TEST_F(HandoffLeasesTest, aLeaseHoldsEverythingBackUntilItsEndIsRecorded) {
     EXPECT_EQ(sentenceOf<FileOperationError>([&] { begin(); }), busySentence) << "somebody is in the queue";
 }
 
+TEST_F(HandoffLeasesTest, cancellingTakesOnlyWhatWaits) {
+    for (const bool isRecovered : {false, true}) {
+        SCOPED_TRACE(isRecovered);
+        const auto token = isRecovered ? store(SystemOperationStatus::pending, 10).id : begin();
+        if (isRecovered)
+            useEngine();
+        const auto first = folderPlan("first"), second = folderPlan("second");
+        auto cancelled = executeElsewhere(first);
+        ASSERT_TRUE(isQueued(first.id));
+        auto waiting = executeElsewhere(second);
+        ASSERT_TRUE(isQueued(second.id));
+        engine().cancel();
+        engine().cancel(token);
+        engine().cancel(first.id);
+        EXPECT_EQ(cancelled.get().status, OperationStatus::cancelled);
+        EXPECT_EQ(engine().activeExternalMaintenance()->id, token);
+        engine().endExternalMaintenance(token, "Checked.");
+        EXPECT_EQ(waiting.get().status, OperationStatus::completed) << "not born cancelled";
+        EXPECT_FALSE(engine().hasActiveOperation());
+    }
+}
+
 TEST_F(HandoffLeasesTest, labelsAndOutcomesAreShortTexts) {
     const std::string blanks = "\n \xE2\x80\xA8";
     const std::vector<std::string> refused = {"", blanks, std::string("a\0b", 3)};
@@ -150,7 +174,7 @@ TEST_F(HandoffLeasesTest, whatIsLeftIsPresentedOneAfterTheOtherTheOldestFirst) {
         EXPECT_EQ(handoffs[0].id, expected.id) << "the one in force, then the newest first";
         EXPECT_TRUE(std::ranges::is_sorted(handoffs.begin() + 1, handoffs.end(), std::greater(),
                                            [](const auto& each) { return each.createdAt; }));
-        EXPECT_EQ(handoffs[3].id, expected.id == done.id ? oldest.id : done.id);
+        EXPECT_EQ(handoffs[3].id, done.id);
         EXPECT_FALSE(std::filesystem::exists(at("waiting").path()));
         engine().endExternalMaintenance(expected.id, "Checked.");
     }
@@ -251,6 +275,41 @@ TEST_F(HandoffLeasesTest, recoveryRunsOnceHoweverManyAskMeanwhile) {
     EXPECT_EQ(reads, 1);
     engine().endExternalMaintenance(left.id, "Checked.");
     EXPECT_EQ(executed.get().status, OperationStatus::completed);
+}
+
+/// Whatever comes first: what was left is held before anything runs, and everybody learns of it.
+TEST_F(HandoffLeasesTest, nothingRunsAheadOfWhatWasLeftHoweverManyBeginAtOnce) {
+    for (int round = 0; round < 20; ++round) {
+        SCOPED_TRACE(round);
+        const auto left = store(SystemOperationStatus::pending, 10);
+        useEngine();
+        std::atomic<bool> isHeld = true;
+        const auto name = "made " + std::to_string(round);
+        std::latch start(6);
+        std::vector<std::future<void>> all;
+        const auto together = [&](auto work) {
+            all.push_back(std::async(std::launch::async, [&, work] {
+                start.arrive_and_wait();
+                work();
+            }));
+        };
+        together([&] {
+            EXPECT_EQ(engine().execute(folderPlan(name), {}).status, OperationStatus::completed);
+            EXPECT_FALSE(isHeld);
+        });
+        together([&] { EXPECT_THROW(engine().undo(UUID::random(), {}), FileOperationError); });
+        together([&] { EXPECT_THROW(begin(), FileOperationError); });
+        together([&] { EXPECT_TRUE(engine().hasActiveOperation()); });
+        together([&] { engine().cancel(); });
+        together([&] { EXPECT_EQ(engine().externalHistory().at(0).id, left.id); });
+        for (auto& each : std::span(all).subspan(1))
+            each.get();
+        EXPECT_EQ(engine().activeExternalMaintenance()->id, left.id);
+        EXPECT_FALSE(std::filesystem::exists(at(name).path()));
+        isHeld = false;
+        engine().endExternalMaintenance(left.id, "Checked.");
+        all.front().get();
+    }
 }
 
 TEST_F(HandoffLeasesTest, aReaderNeverGetsAReceiptThatIsBeingReplaced) {

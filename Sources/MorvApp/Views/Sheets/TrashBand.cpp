@@ -25,6 +25,7 @@ struct Alert {
     std::string_view title;
     std::string_view text;
     std::string_view button;
+    bool isDestructive = false;
 };
 
 QWidget* frontWindow() {
@@ -46,13 +47,16 @@ void show(const Alert& alert, std::function<void(bool)> answer) {
     box->setObjectName(QStringLiteral("trashAlert"));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(ours(alert.text));
-    // Of one role: by their roles the desktop would put the destructive one first.
-    auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::AcceptRole);
-    auto* go = box->addButton(ours(alert.button), QMessageBox::AcceptRole);
-    go->setObjectName(QStringLiteral("destructive"));
-    // The box has given it its look already, under no name.
-    go->style()->unpolish(go);
-    go->style()->polish(go);
+    // Of the one role that every desktop lays out in this order: by any other some put the destructive one
+    // first.
+    auto* cancel = box->addButton(QStringLiteral("Cancel"), QMessageBox::ActionRole);
+    auto* go = box->addButton(ours(alert.button), QMessageBox::ActionRole);
+    if (alert.isDestructive) {
+        go->setObjectName(QStringLiteral("destructive"));
+        // The box has given it its look already, under no name.
+        go->style()->unpolish(go);
+        go->style()->polish(go);
+    }
     box->setDefaultButton(cancel);
     box->setEscapeButton(cancel);
     const auto once = std::make_shared<std::function<void(bool)>>(std::move(answer));
@@ -69,7 +73,8 @@ void show(const Alert& alert, std::function<void(bool)> answer) {
 
 TrashOperations::Confirmation emptyTrashAlert() {
     return [](std::function<void(bool)> answer) {
-        show({words::emptyTrashTitle, words::emptyTrashText, "Empty Trash Permanently"}, std::move(answer));
+        show({words::emptyTrashTitle, words::emptyTrashText, "Empty Trash Permanently", true},
+             std::move(answer));
     };
 }
 
@@ -113,6 +118,7 @@ TrashBand::TrashBand(MorvServices& services, QWidget* parent) : QFrame(parent), 
     progress_ = new QProgressBar(this);
     progress_->setRange(0, 0);
     progress_->setTextVisible(false);
+    progress_->setAccessibleName(QStringLiteral("Empty Trash"));
     column->addWidget(progress_);
 
     connect(open_, &QPushButton::clicked, &trash_, &FinderTrashController::openTrash);
