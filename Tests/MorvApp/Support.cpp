@@ -7,10 +7,12 @@
 #include <QSettings>
 #include <QTimer>
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <system_error>
 
 namespace morv::test {
 
@@ -37,10 +39,20 @@ void usePrivateHome() {
     setenv("LC_ALL", "C.UTF-8", 1);
 }
 
+void removeWhole(const std::string& folder) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::error_code failure;
+    do
+        fs::remove_all(folder, failure);
+    while (failure && std::chrono::steady_clock::now() < deadline);
+    if (failure)
+        std::cerr << "left: " << folder << ": " << failure.message() << '\n';
+}
+
 int runTests() {
     const int result = RUN_ALL_TESTS();
     if (result == 0)
-        fs::remove_all(std::getenv("MORV_TEST_ROOT"));
+        removeWhole(std::getenv("MORV_TEST_ROOT"));
     return result;
 }
 
@@ -60,7 +72,7 @@ FolderTest::~FolderTest() {
     if (HasFailure())
         std::cerr << "kept: " << root.path() << '\n';
     else
-        fs::remove_all(root.path());
+        removeWhole(root.path());
 }
 
 FileURL FolderTest::folder(const std::string& name) {

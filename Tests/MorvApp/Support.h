@@ -17,6 +17,9 @@ namespace morv::test {
 /// Points HOME and the XDG folders of this process at a new temporary folder; called before Qt starts.
 void usePrivateHome();
 
+/// Removes a folder in which a service may still be removing, or making, something: its own end comes first.
+void removeWhole(const std::string& folder);
+
 /// Runs the tests and, when none failed, removes the temporary folder.
 int runTests();
 

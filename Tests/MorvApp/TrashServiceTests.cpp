@@ -120,7 +120,7 @@ TEST_F(TrashService, anItemThatIsRefusedDoesNotStopTheOthers) {
     const std::string refusal = "The Trash service did not confirm Empty Trash (error 0). ";
     // The service moves an item aside before it deletes it, and never to another volume.
     const test::TemporaryFolder elsewhere(test::Disk::memory);
-    fs::remove_all(trash() / "expunged");
+    test::removeWhole(trash() / "expunged");
     fs::create_directory_symlink(elsewhere.path(), trash() / "expunged");
     const auto all = sentence();
     EXPECT_TRUE(all.starts_with(refusal + "3 of 3 items were refused, first “")) << all;

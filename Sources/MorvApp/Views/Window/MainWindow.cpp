@@ -35,6 +35,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
 #include <QSplitter>
@@ -464,8 +465,10 @@ QMessageBox* MainWindow::messageOf(const QuitAnswer& answer) {
     auto* box = new QMessageBox(QMessageBox::Information, title, title, QMessageBox::NoButton, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(ours(answer.text));
+    // Of the one role that every desktop lays out in this order.
     for (const auto& button : answer.buttons)
-        box->addButton(ours(button), QMessageBox::AcceptRole);
+        box->addButton(ours(button), QMessageBox::ActionRole);
+    box->setDefaultButton(qobject_cast<QPushButton*>(box->buttons().front()));
     box->setEscapeButton(box->buttons().front());
     return box;
 }
