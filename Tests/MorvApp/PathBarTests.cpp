@@ -2,7 +2,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Window/MainWindow.h"
 #include "MorvApp/Views/Window/PathBar.h"
-#include "Tests/MorvApp/Support.h"
+#include "Tests/MorvApp/WindowFixture.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -19,7 +19,7 @@ namespace {
 using test::eventually;
 using test::RecordingLauncher;
 
-class PathBarTest : public test::FolderTest {
+class PathBarTest : public test::WindowTest {
 protected:
     void open() {
         services.emplace(environment(), [items = itemsOpened](const FileURL&) { ++*items; });
@@ -30,17 +30,11 @@ protected:
         ASSERT_TRUE(eventually([&] { return window->isActiveWindow() && window->collection().hasFocus(); }));
         ASSERT_TRUE(isAt(work));
     }
-    AppModel& app() { return window->model(); }
     bool isAt(const FileURL& folder) {
         return eventually([&] {
             const auto& pane = app().activePane();
             return pane.location() == folder && !pane.isLoading() && pane.loadedLocation();
         });
-    }
-    static void key(int code, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        auto* target = QApplication::focusWidget();
-        ASSERT_TRUE(target);
-        QTest::keyClick(target, static_cast<Qt::Key>(code), modifiers);
     }
     /// Opens the field and types over what stands there.
     QLineEdit* typeInto(const QString& text) {
@@ -53,11 +47,8 @@ protected:
     }
     QWidget* badge() { return window->findChild<QWidget*>(QStringLiteral("gitBadge")); }
 
-    test::MemoryBoard board;
     std::shared_ptr<RecordingLauncher> launcher = std::make_shared<RecordingLauncher>();
     std::shared_ptr<std::atomic<int>> itemsOpened = std::make_shared<std::atomic<int>>(0);
-    std::optional<MorvServices> services;
-    std::optional<MainWindow> window;
 };
 
 TEST_F(PathBarTest, tabCompletesAndReturnGoesThere) {

@@ -24,7 +24,7 @@ class PathBar : public QFrame {
     Q_OBJECT
 
 public:
-    /// At the place of the active pane, for now. `app` outlives it.
+    /// At the place of the pane that is active then. `app` outlives it.
     explicit PathBar(AppModel& app, QWidget* parent = nullptr);
 
     /// Shows another pane's place; the one before may go afterwards.

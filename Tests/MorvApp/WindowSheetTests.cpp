@@ -1,0 +1,252 @@
+// Reviews, tags, workspaces, quick actions, keys: what a hand does in a sheet over the window.
+#include "MorvCore/Folders/FileTagMetadata.h"
+#include "Tests/MorvApp/WindowFixture.h"
+
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTreeView>
+#include <QTreeWidget>
+
+namespace morv {
+namespace {
+
+using test::eventually;
+using test::WindowTest;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST_F(WindowTest, aReviewIsCancelledOrNarrowedBeforeAnythingChanges) {
+    file("a.txt");
+    file("b.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    key(Qt::Key_Z, Qt::ControlModifier);
+    key(Qt::Key_Delete);
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(window->sheet());
+    EXPECT_TRUE(window->collection().hasFocus());
+    EXPECT_THAT(names(work), ElementsAre("a.txt", "b.txt"));
+    EXPECT_THAT(services->engine.history(), IsEmpty()) << "keys do not reach the files behind a sheet";
+
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    auto* items = find<QTreeView>("reviewItems")->model();
+    auto* confirm = find<QPushButton>("reviewConfirm");
+    EXPECT_TRUE(items->setData(items->index(0, 0), Qt::Unchecked, Qt::CheckStateRole));
+    EXPECT_TRUE(items->setData(items->index(1, 0), Qt::Unchecked, Qt::CheckStateRole));
+    EXPECT_FALSE(confirm->isEnabled()) << "nothing would be left to do";
+    items->setData(items->index(1, 0), Qt::Checked, Qt::CheckStateRole);
+    confirm->click();
+    EXPECT_TRUE(becomes(work, {"a.txt", "b 2.txt", "b.txt"}));
+    EXPECT_FALSE(window->sheet());
+}
+
+TEST_F(WindowTest, tagsAreReplacedAndTakenBack) {
+    const auto item = file("a.txt");
+    FileTagMetadata::setNames(item, {"Old", "Red"});
+    open();
+    key(Qt::Key_Down);
+    app().perform(FileCommand::tags);
+    auto* field = find<QLineEdit>("tagNames");
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->text(), QStringLiteral("Old, Red"));
+    field->setText(QStringLiteral(" Blue ,, Green"));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([&] {
+        return FileTagMetadata::names(item) == std::vector<std::string>{"Blue", "Green"};
+    }));
+    ASSERT_TRUE(settled());
+    key(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] {
+        return FileTagMetadata::names(item) == std::vector<std::string>{"Old", "Red"};
+    }));
+    settled();
+}
+
+TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
+    const auto original = file("plan.txt");
+    folder("work/sub");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_N, Qt::ControlModifier | Qt::AltModifier);
+    ASSERT_TRUE(window->sheet());
+    key(Qt::Key_Return);
+    EXPECT_TRUE(window->sheet()) << "a workspace has a name";
+    type(QStringLiteral("Harbour"));
+    key(Qt::Key_Return);
+    EXPECT_FALSE(window->sheet());
+    auto* sidebar = find<QTreeWidget>("sidebar");
+    auto* list = find<QTreeWidget>("references");
+    ASSERT_TRUE(eventually(
+        [&] { return !sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).isEmpty(); }));
+    auto* row = sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front();
+    QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, sidebar->visualItemRect(row).center());
+    ASSERT_TRUE(list->isVisible());
+    EXPECT_TRUE(list->hasFocus());
+    ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 4; })) << "two sections, two references";
+    EXPECT_EQ(list->topLevelItem(3)->text(0), QStringLiteral("plan.txt"));
+    EXPECT_EQ(list->topLevelItem(3)->text(1), QStringLiteral("On this computer"));
+
+    key(Qt::Key_Delete);
+    app().perform(FileCommand::trash);
+    EXPECT_FALSE(app().isOperating()) << "what is selected behind the workspace is not acted on";
+    list->setCurrentItem(list->topLevelItem(1));
+    app().refresh();
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(eventually([&] {
+        return list->topLevelItemCount() == 4 && list->currentItem() == list->topLevelItem(1);
+    })) << "a check leaves the row that has the keyboard";
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work.child("sub"); }));
+    EXPECT_FALSE(list->isVisible());
+    EXPECT_TRUE(window->collection().hasFocus());
+    ASSERT_TRUE(settled());
+    app().openWorkspace(0);
+    ASSERT_TRUE(list->isVisible());
+    app().library().removeWorkspace(*app().selectedWorkspaceID());
+    EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
+    EXPECT_TRUE(exists(original));
+}
+
+TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
+    file("a.txt");
+    open();
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    ASSERT_TRUE(window->sheet());
+    type(QStringLiteral("split"));
+    key(Qt::Key_Return);
+    EXPECT_FALSE(app().sheet());
+    EXPECT_TRUE(app().isSplit());
+    services->keys.setKeys(FileCommand::toggleSplit, {"F7"});
+    key(Qt::Key_F3);
+    EXPECT_TRUE(app().isSplit()) << "the old key does nothing";
+    key(Qt::Key_F7);
+    EXPECT_FALSE(app().isSplit());
+
+    // Who wants Return to open gives it to that command.
+    folder("work/sub");
+    app().refresh();
+    ASSERT_TRUE(settled());
+    services->keys.setKeys(FileCommand::rename, {"F2"});
+    services->keys.setKeys(FileCommand::open, {"Ctrl+O", "Return"});
+    key(Qt::Key_Home);
+    ASSERT_THAT(selected(), ElementsAre("sub"));
+    key(Qt::Key_Return);
+    EXPECT_EQ(app().activePane().location(), work.child("sub"));
+    ASSERT_TRUE(settled());
+    key(Qt::Key_L, Qt::ControlModifier);
+    type(QStringLiteral(".."));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work; }))
+        << "in a field Return belongs to the field";
+    services->keys.resetAll();
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aReviewKeepsWhatTheUserUncheckedWhateverComesMeanwhile) {
+    file("a.txt");
+    file("b.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    auto* items = find<QTreeView>("reviewItems")->model();
+    ASSERT_TRUE(items->setData(items->index(0, 0), Qt::Unchecked, Qt::CheckStateRole));
+    app().showActivity();
+    auto* confirm = find<QPushButton>("reviewConfirm");
+    ASSERT_TRUE(confirm);
+    confirm->click();
+    ASSERT_TRUE(becomes(work, {"a.txt", "b 2.txt", "b.txt"}));
+    EXPECT_TRUE(find<QListView>("activityReceipts")) << "what waited behind the review is shown after it";
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(window->sheet());
+}
+
+TEST_F(WindowTest, returnPressesTheButtonThatHasTheKeyboard) {
+    file("a.txt");
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return window->sheet() != nullptr; }));
+    find<QPushButton>("reviewCancel")->setFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    EXPECT_FALSE(window->sheet());
+    ASSERT_TRUE(settled());
+    EXPECT_THAT(names(work), ElementsAre("a.txt")) << "Cancel never confirms";
+    EXPECT_THAT(services->engine.history(), IsEmpty());
+
+    // In the palette Return reaches the list and the sheet; the action runs once.
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    type(QStringLiteral("split"));
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(qobject_cast<QListWidget*>(QApplication::focusWidget()));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(app().isSplit());
+    ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aSheetThatFollowsAnotherKeepsTheKeyboard) {
+    open();
+    key(Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    type(QStringLiteral("new folder"));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([&] { return window->findChildren<Sheet*>().size() == 1; }));
+    type(QStringLiteral("Made"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(becomes(work, {"Made"}));
+    EXPECT_TRUE(window->collection().hasFocus());
+}
+
+TEST_F(WindowTest, aSheetActsOnWhatItNamesAlsoWhenTheWindowHasGoneOn) {
+    const auto item = file("a.txt");
+    const auto elsewhere = folder("elsewhere");
+    open();
+    key(Qt::Key_Down);
+    app().perform(FileCommand::tags);
+    app().showFolder(elsewhere);
+    ASSERT_TRUE(settled());
+    type(QStringLiteral("Blue"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return FileTagMetadata::names(item) == std::vector<std::string>{"Blue"}; }));
+    ASSERT_TRUE(settled());
+
+    app().perform(FileCommand::newFolder);
+    app().showFolder(work);
+    ASSERT_TRUE(settled());
+    type(QStringLiteral("Made"));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(becomes(elsewhere, {"Made"}));
+    EXPECT_THAT(names(work), ElementsAre("a.txt"));
+}
+
+TEST_F(WindowTest, aReviewOfThousandsOpensAtOnce) {
+    open();
+    FileOperationPlan plan;
+    plan.kind = OperationKind::copy;
+    for (int i = 0; i < 20'000; ++i) {
+        FileOperationItem item;
+        item.id = UUID::random();
+        item.source = work.child("item " + std::to_string(i));
+        item.destination = work.child("item " + std::to_string(i) + " 2");
+        plan.items.push_back(item);
+        plan.warnings.push_back("Keep both: item " + std::to_string(i) + ".");
+    }
+    QElapsedTimer timer;
+    timer.start();
+    app().offer(plan, {});
+    QCoreApplication::processEvents();
+    EXPECT_LT(timer.elapsed(), 1000);
+    ASSERT_TRUE(window->sheet());
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(app().reviewPlan());
+}
+
+} // namespace
+} // namespace morv
