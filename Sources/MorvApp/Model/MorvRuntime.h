@@ -13,6 +13,7 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/UserDefaults.h"
@@ -61,6 +62,8 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null: pictures and documents are shown by the icon of their type.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
