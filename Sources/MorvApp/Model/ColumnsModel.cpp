@@ -46,15 +46,14 @@ void ColumnsModel::follow(const PaneModel& pane) {
             column(index).setSelection({});
         return;
     }
-    if (index + 1 < count()) {
-        const auto& selection = pane.selection();
-        const bool isShown = selection.size() == 1 && selection.contains(children_[index].folder);
-        if (isShown && index < focused_)
-            return;
-        if (!isShown)
-            dropFrom(index + 1);
-    }
+    const auto& selection = pane.selection();
+    const bool isShown =
+        index + 1 < count() && selection.size() == 1 && selection.contains(children_[index].folder);
+    if (isShown && index < focused_)
+        return;
     rest_.start();
+    if (!isShown)
+        dropFrom(index + 1);
 }
 
 const FileEntry* ColumnsModel::onlySelected() const {
@@ -146,12 +145,11 @@ void ColumnsModel::focus(std::size_t index) {
     takeCurrent();
     if (!isOther)
         return;
-    dropFrom(index + 2);
-    if (index + 1 < count()) {
-        column(index + 1).setSelection({});
-        setPreview(nullptr);
-    }
     rest_.start();
+    setPreview(nullptr);
+    dropFrom(index + 2);
+    if (index + 1 < count())
+        column(index + 1).setSelection({});
     Q_EMIT focusedChanged();
 }
 
@@ -183,6 +181,7 @@ void ColumnsModel::selectFirst() {
     if (!std::exchange(awaitsFirst_, false) || !pane.selection().empty() || pane.displayedEntries().empty())
         return;
     pane.setSelection({EntryKey(pane.displayedEntry(0))});
+    Q_EMIT entered();
 }
 
 bool ColumnsModel::leave() {

@@ -58,6 +58,8 @@ Q_SIGNALS:
     /// The columns from `first` on are about to go: whoever refers to their panes lets go now.
     void dropping(std::size_t first);
     void focusedChanged();
+    /// enter() has led to a column whose items are there, and its first item was selected.
+    void entered();
     void previewChanged();
     /// What stands behind the focused column is decided.
     void settled();

@@ -58,6 +58,10 @@ public:
     /// The item that has the keyboard; -1: none.
     std::int64_t current() const { return current_; }
     void setOverrideEntries(std::optional<EntryList> entries);
+    /// In place of the pane's.
+    void setIconSize(int size);
+    /// The keyboard goes to the one item that the model has selected.
+    void takeUpSelection();
     /// The cell of a displayed entry, in viewport coordinates.
     QRect visualRect(std::int64_t index) const;
     /// Edits the name of the one selected item, with the part before its extension selected.

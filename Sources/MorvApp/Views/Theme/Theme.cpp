@@ -174,6 +174,7 @@ QLabel#paneTitle { background: $window; color: $secondary; padding: 6px 16px;
 QLabel#paneTitle[active="true"] { color: $text; font-weight: 600; border-bottom: 2px solid $accent; }
 QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
+QScrollArea#columnsView, QWidget#columnsContent { background: $content; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: $handle; border-radius: 4px; margin: 2px; }
