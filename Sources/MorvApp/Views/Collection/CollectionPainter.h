@@ -18,6 +18,7 @@ namespace morv {
 class FolderAppearanceStore;
 struct FolderInsight;
 class VisibleInsights;
+class VisibleThumbnails;
 struct ThemeColours;
 
 struct CellState {
@@ -33,6 +34,7 @@ struct CollectionSources {
     FolderArt& folders;
     const FolderAppearanceStore& appearances;
     const VisibleInsights& insights;
+    VisibleThumbnails& thumbnails;
 };
 
 /// Left edges and widths of the list's columns Name, Size, Kind, Modified, in viewport coordinates.

@@ -25,6 +25,7 @@ class QLineEdit;
 namespace morv {
 
 class VisibleInsights;
+class VisibleThumbnails;
 class WindowActions;
 
 class MorvCollectionView : public QAbstractScrollArea {
@@ -103,6 +104,9 @@ private:
     void showContextMenu(QPoint globalPosition);
     /// Folders of the visible cells.
     std::vector<const FileEntry*> foldersInSight() const;
+    /// Files of the visible cells.
+    std::vector<const FileEntry*> filesInSight() const;
+    void showThumbnails();
     void paintMessage(QPainter& painter);
 
     AppModel& app_;
@@ -111,6 +115,7 @@ private:
     IconCache icons_;
     FolderArt folders_;
     VisibleInsights* insights_;
+    VisibleThumbnails* thumbnails_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
