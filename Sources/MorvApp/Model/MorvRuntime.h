@@ -13,8 +13,10 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
@@ -61,11 +63,14 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Of windows that are made from now on; null where nothing is decoded.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
     FolderInsightCache insights;
+    ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;

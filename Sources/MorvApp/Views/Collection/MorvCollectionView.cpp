@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 
 #include "MorvApp/Views/Collection/VisibleInsights.h"
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -63,7 +64,10 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions),
       options_(std::move(options)), display_(shownPane, options_.now),
       insights_(new VisibleInsights(
-          app.services().insights, [this] { return foldersInSight(); }, this)) {
+          app.services().insights, [this] { return foldersInSight(); }, this)),
+      thumbnails_(new VisibleThumbnails(
+          app.services().thumbnails, [this] { return filesInSight(); }, [this] { return layout_.picture(); },
+          this)) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -90,12 +94,14 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
     connect(insights_, &VisibleInsights::arrived, viewport(), qOverload<>(&QWidget::update));
+    connect(thumbnails_, &VisibleThumbnails::arrived, this, &MorvCollectionView::showThumbnails);
     connect(&app_, &AppModel::fileSnapshotRevisionChanged, insights_, &VisibleInsights::changed);
     connect(&app_.services().appearances, &FolderAppearanceStore::revisionChanged, viewport(),
             qOverload<>(&QWidget::update));
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
         folders_.clear();
+        thumbnails_->redraw();
         viewport()->update();
     });
     locationChanged();
@@ -214,6 +220,7 @@ void MorvCollectionView::relayout() {
     hovered_ = -1;
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -228,6 +235,25 @@ std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
     return found;
 }
 
+std::vector<const FileEntry*> MorvCollectionView::filesInSight() const {
+    std::vector<const FileEntry*> found;
+    if (isVisible())
+        layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
+                          [&](std::int64_t index) {
+                              if (const auto& item = entry(index); !item.isNavigable())
+                                  found.push_back(&item);
+                          });
+    return found;
+}
+
+void MorvCollectionView::showThumbnails() {
+    layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
+                      [&](std::int64_t index) {
+                          if (thumbnails_->hasArrived(entry(index)))
+                              viewport()->update(visualRect(index));
+                      });
+}
+
 void MorvCollectionView::changeEvent(QEvent* event) {
     QAbstractScrollArea::changeEvent(event);
     // Whoever comes back from another window has perhaps filled a folder there.
@@ -238,11 +264,13 @@ void MorvCollectionView::changeEvent(QEvent* event) {
 void MorvCollectionView::showEvent(QShowEvent* event) {
     QAbstractScrollArea::showEvent(event);
     insights_->changed();
+    thumbnails_->changed();
 }
 
 void MorvCollectionView::hideEvent(QHideEvent* event) {
     QAbstractScrollArea::hideEvent(event);
     insights_->changed();
+    thumbnails_->changed();
 }
 
 void MorvCollectionView::entriesChanged() {
@@ -369,6 +397,7 @@ void MorvCollectionView::resizeEvent(QResizeEvent*) {
 void MorvCollectionView::scrollContentsBy(int, int) {
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -392,7 +421,8 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
 
 void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {
     const bool focused = hasFocus() || editor_;
-    CollectionPainter cells(painter, {icons_, folders_, app_.services().appearances, *insights_},
+    CollectionPainter cells(painter,
+                            {icons_, folders_, app_.services().appearances, *insights_, *thumbnails_},
                             Theme::shared().colours(), focused);
     const auto listColumns = columns();
     layout_.forEachIn(area.translated(-origin()), [&](std::int64_t index) {

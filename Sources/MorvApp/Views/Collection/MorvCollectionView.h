@@ -28,6 +28,7 @@ class QLineEdit;
 namespace morv {
 
 class VisibleInsights;
+class VisibleThumbnails;
 class WindowActions;
 
 /// What makes a collection another one than the pane's own preferences would.
@@ -138,6 +139,9 @@ private:
     std::vector<const FileEntry*> foldersInSight() const;
     void paintCells(QPainter& painter, const QRect& area);
     void paintHeadings(QPainter& painter);
+    /// Files of the visible cells.
+    std::vector<const FileEntry*> filesInSight() const;
+    void showThumbnails();
     void paintMessage(QPainter& painter);
     void perform(FileCommand command);
 
@@ -150,6 +154,7 @@ private:
     FolderArt folders_;
     VisibleInsights* insights_;
     std::optional<Shape> shape_;
+    VisibleThumbnails* thumbnails_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
