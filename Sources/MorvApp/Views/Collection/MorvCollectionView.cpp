@@ -238,20 +238,18 @@ std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
 std::vector<const FileEntry*> MorvCollectionView::filesInSight() const {
     std::vector<const FileEntry*> found;
     if (isVisible())
-        layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
-                          [&](std::int64_t index) {
-                              if (const auto& item = entry(index); !item.isNavigable())
-                                  found.push_back(&item);
-                          });
+        layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+            if (const auto& item = entry(index); !item.isNavigable())
+                found.push_back(&item);
+        });
     return found;
 }
 
 void MorvCollectionView::showThumbnails() {
-    layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
-                      [&](std::int64_t index) {
-                          if (thumbnails_->hasArrived(entry(index)))
-                              viewport()->update(visualRect(index));
-                      });
+    layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+        if (thumbnails_->hasArrived(entry(index)))
+            viewport()->update(visualRect(index));
+    });
 }
 
 void MorvCollectionView::changeEvent(QEvent* event) {
