@@ -94,6 +94,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
         folders_.clear();
         viewport()->update();
     });
+    acceptDrops();
     locationChanged();
     preferencesChanged();
 }
@@ -307,8 +308,10 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.setFont(font());
     painter.fillRect(event->rect(), colours.content);
-    if (count() == 0)
-        return paintMessage(painter);
+    if (count() == 0) {
+        paintMessage(painter);
+        return paintDropTarget(painter);
+    }
     const bool focused = hasFocus() || editor_;
     CollectionPainter cells(painter, {icons_, folders_, app_.services().appearances, *insights_}, colours,
                             focused);
@@ -334,6 +337,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         painter.drawRect(
             QRect(band_->origin, band_->corner).normalized().translated(0, -verticalScrollBar()->value()));
     }
+    paintDropTarget(painter);
 }
 
 void MorvCollectionView::paintMessage(QPainter& painter) {

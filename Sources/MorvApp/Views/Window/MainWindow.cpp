@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Window/MainWindow.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Drag/DropArea.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
@@ -94,6 +95,8 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
     setCentralWidget(content);
+    // Between the parts that take drops a drag is still in the window.
+    new DropArea(app_, *this, [](QPoint) { return std::nullopt; });
 
     connect(&app_, &AppModel::requested, this, [this](FileCommand command) {
         if (command == FileCommand::editPath)
