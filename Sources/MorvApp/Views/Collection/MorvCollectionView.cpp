@@ -104,6 +104,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
         thumbnails_->redraw();
         viewport()->update();
     });
+    acceptDrops();
     locationChanged();
     preferencesChanged();
 }
@@ -404,8 +405,10 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.setFont(font());
     painter.fillRect(event->rect(), colours.content);
-    if (count() == 0)
-        return paintMessage(painter);
+    if (count() == 0) {
+        paintMessage(painter);
+        return paintDropTarget(painter);
+    }
     paintCells(painter, event->rect());
     paintHeadings(painter);
     if (band_) {
@@ -415,6 +418,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         painter.setPen(colours.accent);
         painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(origin()));
     }
+    paintDropTarget(painter);
 }
 
 void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Model/FileDrag.h"
 #include "MorvApp/Model/PaneDisplay.h"
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Collection/CollectionPainter.h"
@@ -27,6 +28,7 @@ class QLineEdit;
 
 namespace morv {
 
+class DropArea;
 class VisibleInsights;
 class VisibleThumbnails;
 class WindowActions;
@@ -135,6 +137,13 @@ private:
     void placeEditor();
     void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
+    void acceptDrops();
+    /// The hand that pressed an item carries it away; true while it may.
+    bool beginsDrag(const QMouseEvent& event);
+    void dragSelection();
+    std::optional<std::int64_t> folderAt(QPoint viewportPoint) const;
+    std::optional<DropPlace> dropPlaceAt(QPoint viewportPoint) const;
+    void paintDropTarget(QPainter& painter) const;
     /// Folders of the visible cells.
     std::vector<const FileEntry*> foldersInSight() const;
     void paintCells(QPainter& painter, const QRect& area);
@@ -167,6 +176,8 @@ private:
     FileURL shownLocation_;
     std::optional<RubberBand> band_;
     std::optional<std::int64_t> pressedSelected_; ///< a press on a selected item narrows only on release
+    std::optional<QPoint> dragFrom_;              ///< where an item was pressed
+    DropArea* drops_ = nullptr;
     QBasicTimer autoScroll_;
     QBasicTimer slowLoading_;
     QBasicTimer midnight_;

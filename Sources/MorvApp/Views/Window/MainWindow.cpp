@@ -1,6 +1,15 @@
 #include "MorvApp/Views/Window/MainWindow.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Drag/DropArea.h"
+#include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/EditorSheet.h"
+#include "MorvApp/Views/Sheets/EntrySheets.h"
+#include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
+#include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
+#include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
+#include "MorvApp/Views/Sheets/QuickActionsSheet.h"
+#include "MorvApp/Views/Sheets/ReviewSheet.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
@@ -87,6 +96,8 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(new StatusLine(app_, content));
     setCentralWidget(content);
     sheets_ = new SheetHost(app_, *actions_, this);
+    // Between the parts that take drops a drag is still in the window.
+    new DropArea(app_, *this, [](QPoint) { return std::nullopt; });
 
     connect(&app_, &AppModel::requested, this, [this](FileCommand command) {
         if (command == FileCommand::editPath)
