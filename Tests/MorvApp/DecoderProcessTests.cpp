@@ -3,6 +3,8 @@
 #include "Tests/MorvApp/Support.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+#include <QBuffer>
+#include <QColorSpace>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -87,6 +89,12 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
         document.newPage();
         painter.fillRect(QRect(0, 0, 100'000, 100'000), QColor(10, 120, 230));
     }
+    QImage wide(400, 200, QImage::Format_RGB32);
+    wide.fill(QColor(10, 120, 200));
+    wide.setColorSpace(QColorSpace::DisplayP3);
+    ASSERT_TRUE(wide.save(QString::fromStdString(path("wide.png").path()), "PNG"));
+    const auto inSRGB = wide.convertedToColorSpace(QColorSpace::SRgb).pixel(0, 0);
+    ASSERT_FALSE(isNear(inSRGB, wide.pixel(0, 0)));
     const struct {
         const char* name;
         int page;
@@ -97,6 +105,7 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
         {"opaque.png", 0, 100, 50, 400, 200, qRgb(10, 120, 230), {"Dimensions", "400 × 200"}},
         {"veil.png", 0, 40, 20, 40, 20, qRgba(100, 50, 0, 128), {"Depth", "8 bits per channel"}},
         {"photo.jpg", 0, 100, 50, 3000, 1500, qRgb(10, 120, 230), {"Colours", "RGB"}},
+        {"wide.png", 0, 100, 50, 400, 200, inSRGB, {"Dimensions", "400 × 200"}},
         {"old.bmp", 0, 100, 50, 400, 200, qRgb(10, 120, 230), {"Dimensions", "400 × 200"}},
         {"drawing.svg", 0, 100, 50, 20, 10, qRgb(10, 120, 230), {"Dimensions", "20 × 10"}},
         {"paper.pdf", 1, 100, 50, 567, 283, qRgb(10, 120, 230), {"Title", "Harbour"}},
@@ -130,6 +139,52 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
     EXPECT_FALSE(sound.picture);
     for (const auto& fact : {MediaFact{"Duration", "0:02"}, {"Sample rate", "8 kHz"}, {"Channels", "Stereo"}})
         EXPECT_THAT(sound.facts, Contains(fact));
+}
+
+std::string number(std::uint32_t value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+std::string chunk(const char* type, const std::string& body) {
+    return type + number(static_cast<std::uint32_t>(body.size())) + body + std::string(body.size() % 2, '\0');
+}
+
+/// AVI (RIFF) with photographs as its frames, 25 in a second: the first tenth is black.
+std::string film(int frames) {
+    const auto frame = [](QColor colour) {
+        QImage made(320, 240, QImage::Format_RGB32);
+        made.fill(colour);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        made.save(&buffer, "JPEG");
+        return chunk("00dc", bytes.toStdString());
+    };
+    std::string header;
+    for (const int field : {40'000, 0, 0, 16, frames, 0, 1, 0, 320, 240, 0, 0, 0, 0})
+        header += number(static_cast<std::uint32_t>(field));
+    std::string stream = "vidsMJPG";
+    for (const int field : {0, 0, 0, 1, 25, 0, frames, 0, 0, 0, 0, 320 | 240 << 16})
+        stream += number(static_cast<std::uint32_t>(field));
+    std::string format = number(40) + number(320) + number(240) + number(1 | 24 << 16) + "MJPG";
+    format += number(320 * 240 * 3) + std::string(16, '\0');
+    std::string pictures = "movi";
+    for (int i = 0; i < frames; ++i)
+        pictures += frame(i < frames / 10 ? Qt::black : QColor(10, 120, 230));
+    return chunk(
+        "RIFF", "AVI " +
+                    chunk("LIST", "hdrl" + chunk("avih", header) +
+                                      chunk("LIST", "strl" + chunk("strh", stream) + chunk("strf", format))) +
+                    chunk("LIST", pictures));
+}
+
+TEST_F(DecoderTest, aFilmShowsAFrameFromBehindItsBeginning) {
+    const DecoderProcess decoder(limits());
+    const auto media = decoder.decode({file("film.avi", film(50)), 160, 0}, {});
+    EXPECT_EQ(media.naturalWidth, 320);
+    ASSERT_EQ(media.picture.width, 160);
+    EXPECT_TRUE(isNear(pixel(media.picture, 80, 60), qRgb(10, 120, 230)));
+    for (const auto& fact :
+         {MediaFact{"Dimensions", "320 × 240"}, {"Duration", "0:02"}, {"Video", "Motion JPEG"}})
+        EXPECT_THAT(media.facts, Contains(fact));
 }
 
 TEST_F(DecoderTest, turnsAPhotographAsItsCameraWasHeld) {
