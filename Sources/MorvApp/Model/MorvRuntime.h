@@ -63,7 +63,7 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
-    /// Of windows that are made from now on; null where nothing is decoded.
+    /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
