@@ -180,7 +180,7 @@ std::string film(int frames) {
         "RIFF", "AVI " +
                     chunk("LIST", "hdrl" + chunk("avih", header) +
                                       chunk("LIST", "strl" + chunk("strh", stream) + chunk("strf", format))) +
-                    chunk("LIST", pictures));
+                    chunk("LIST", pictures) + chunk("idx1", index));
 }
 
 TEST_F(DecoderTest, aFilmShowsAFrameFromBehindItsBeginning) {
