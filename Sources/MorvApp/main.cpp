@@ -1,6 +1,7 @@
 #include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
+#include "MorvApp/Integration/DesktopApplications.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/SystemTrashService.h"
@@ -121,6 +122,7 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->applications = std::make_shared<morv::DesktopApplications>();
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
         services_->trash.setOperations(
