@@ -14,8 +14,10 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
@@ -64,11 +66,14 @@ public:
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
     /// Null where no application can be started.
     std::shared_ptr<const ApplicationCatalogue> applications;
+    /// Of windows that are made from now on. Null: files are shown by the icon of their type.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
     FolderInsightCache insights;
+    ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Views/Collection/VisibleInsights.h"
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/TagColours.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -104,6 +105,8 @@ void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
 QPixmap CollectionPainter::pictureOf(const FileEntry& entry, int size, qreal density) {
     if (entry.isNavigable())
         return sources_.folders.folder(sources_.appearances.appearance(entry.url()), size, density);
+    if (auto picture = sources_.thumbnails.picture(entry, size, density); !picture.isNull())
+        return picture;
     return sources_.icons.file(entry, size, density);
 }
 

@@ -19,6 +19,7 @@ namespace morv {
 class FolderAppearanceStore;
 struct FolderInsight;
 class VisibleInsights;
+class VisibleThumbnails;
 struct ThemeColours;
 
 struct CellState {
@@ -35,6 +36,7 @@ struct CollectionSources {
     FolderArt& folders;
     const FolderAppearanceStore& appearances;
     const VisibleInsights& insights;
+    VisibleThumbnails& thumbnails;
 };
 
 /// Left edges and widths of the list's columns Name, Size, Kind, Modified, in viewport coordinates.

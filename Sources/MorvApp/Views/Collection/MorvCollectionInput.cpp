@@ -177,17 +177,20 @@ void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     const bool toggles = event->modifiers().testFlag(Qt::ControlModifier);
     const bool extends = event->modifiers().testFlag(Qt::ShiftModifier);
     pressedSelected_.reset();
+    dragFrom_.reset();
     if (const auto index = itemAt(event->pos())) {
         const bool wasSelected = pane().isSelected(entry(*index));
         press(*index);
+        if (event->button() == Qt::LeftButton && !extends)
+            dragFrom_ = event->pos();
         if (event->button() == Qt::RightButton)
             moveTo(*index, wasSelected ? Select::none : Select::only);
+        else if (wasSelected && (toggles || (!extends && pane().selection().size() > 1)))
+            pressedSelected_ = *index;
         else if (toggles)
             moveTo(*index, Select::toggle);
         else if (extends)
             moveTo(*index, Select::extend);
-        else if (wasSelected && pane().selection().size() > 1)
-            pressedSelected_ = *index;
         else
             moveTo(*index, Select::only);
         return;
@@ -210,6 +213,8 @@ void MorvCollectionView::mouseMoveEvent(QMouseEvent* event) {
             autoScroll_.stop();
         return;
     }
+    if (beginsDrag(*event))
+        return;
     const auto index = itemAt(event->pos()).value_or(-1);
     if (index != hovered_) {
         hovered_ = index;
@@ -251,8 +256,10 @@ void MorvCollectionView::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton)
         return;
     if (pressedSelected_ && itemAt(event->pos()) == pressedSelected_)
-        moveTo(*pressedSelected_, Select::only);
+        moveTo(*pressedSelected_,
+               event->modifiers().testFlag(Qt::ControlModifier) ? Select::toggle : Select::only);
     pressedSelected_.reset();
+    dragFrom_.reset();
     band_.reset();
     autoScroll_.stop();
     viewport()->update();

@@ -3,6 +3,7 @@
 #include "MorvApp/Views/Collection/CollectionAccessibility.h"
 #include "MorvApp/Views/Collection/CollectionFocusContinuity.h"
 #include "MorvApp/Views/Collection/VisibleInsights.h"
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -65,7 +66,10 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions),
       options_(std::move(options)), display_(shownPane, options_.now),
       insights_(new VisibleInsights(
-          app.services().insights, [this] { return foldersInSight(); }, this)) {
+          app.services().insights, [this] { return foldersInSight(); }, this)),
+      thumbnails_(new VisibleThumbnails(
+          app.services().thumbnails, [this] { return filesInSight(); }, [this] { return layout_.picture(); },
+          this)) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -101,14 +105,17 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::updateNotice);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
     connect(insights_, &VisibleInsights::arrived, viewport(), qOverload<>(&QWidget::update));
+    connect(thumbnails_, &VisibleThumbnails::arrived, this, &MorvCollectionView::showThumbnails);
     connect(&app_, &AppModel::fileSnapshotRevisionChanged, insights_, &VisibleInsights::changed);
     connect(&app_.services().appearances, &FolderAppearanceStore::revisionChanged, viewport(),
             qOverload<>(&QWidget::update));
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
         folders_.clear();
+        thumbnails_->redraw();
         viewport()->update();
     });
+    acceptDrops();
     shownLocation_ = pane_.location();
     arrive();
     preferencesChanged();
@@ -234,6 +241,7 @@ void MorvCollectionView::relayout() {
     hovered_ = -1;
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -248,6 +256,23 @@ std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
     return found;
 }
 
+std::vector<const FileEntry*> MorvCollectionView::filesInSight() const {
+    std::vector<const FileEntry*> found;
+    if (isVisible())
+        layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+            if (const auto& item = entry(index); !item.isNavigable())
+                found.push_back(&item);
+        });
+    return found;
+}
+
+void MorvCollectionView::showThumbnails() {
+    layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+        if (thumbnails_->hasArrived(entry(index)))
+            viewport()->update(visualRect(index));
+    });
+}
+
 void MorvCollectionView::changeEvent(QEvent* event) {
     QAbstractScrollArea::changeEvent(event);
     // Whoever comes back from another window has perhaps filled a folder there.
@@ -259,11 +284,13 @@ void MorvCollectionView::showEvent(QShowEvent* event) {
     QAbstractScrollArea::showEvent(event);
     insights_->changed();
     offerForKeyboard();
+    thumbnails_->changed();
 }
 
 void MorvCollectionView::hideEvent(QHideEvent* event) {
     QAbstractScrollArea::hideEvent(event);
     insights_->changed();
+    thumbnails_->changed();
     // A window that goes as a whole takes its keyboard along.
     if (!event->spontaneous() && window()->isVisible())
         preserveKeyboardFocusForReplacement();
@@ -446,6 +473,7 @@ void MorvCollectionView::resizeEvent(QResizeEvent*) {
 void MorvCollectionView::scrollContentsBy(int, int) {
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -454,8 +482,10 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     QPainter painter(viewport());
     painter.setFont(font());
     painter.fillRect(event->rect(), colours.content);
-    if (count() == 0)
-        return paintNotice(painter);
+    if (count() == 0) {
+        paintNotice(painter);
+        return paintDropTarget(painter);
+    }
     paintCells(painter, event->rect());
     paintHeadings(painter);
     if (band_) {
@@ -465,11 +495,13 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         painter.setPen(colours.accent);
         painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(origin()));
     }
+    paintDropTarget(painter);
 }
 
 void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {
     const bool focused = hasFocus() || editor_;
-    CollectionPainter cells(painter, {icons_, folders_, app_.services().appearances, *insights_},
+    CollectionPainter cells(painter,
+                            {icons_, folders_, app_.services().appearances, *insights_, *thumbnails_},
                             Theme::shared().colours(), focused);
     const auto listColumns = columns();
     layout_.forEachIn(area.translated(-origin()), [&](std::int64_t index) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Model/FileDrag.h"
 #include "MorvApp/Model/PaneDisplay.h"
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Collection/CollectionNotice.h"
@@ -30,7 +31,9 @@ class QMenu;
 
 namespace morv {
 
+class DropArea;
 class VisibleInsights;
+class VisibleThumbnails;
 class WindowActions;
 
 /// What makes a collection another one than the pane's own preferences would.
@@ -159,6 +162,13 @@ private:
     void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
     void addItemActions(QMenu& menu);
+    void acceptDrops();
+    /// The hand that pressed an item carries it away; true while it may.
+    bool beginsDrag(const QMouseEvent& event);
+    void dragSelection();
+    std::optional<std::int64_t> folderAt(QPoint viewportPoint) const;
+    std::optional<DropPlace> dropPlaceAt(QPoint viewportPoint) const;
+    void paintDropTarget(QPainter& painter) const;
     /// Folders of the visible cells.
     std::vector<const FileEntry*> foldersInSight() const;
     void paintCells(QPainter& painter, const QRect& area);
@@ -172,6 +182,9 @@ private:
     void losePatience();
     void press(std::int64_t index);
     bool isTyping() const;
+    /// Files of the visible cells.
+    std::vector<const FileEntry*> filesInSight() const;
+    void showThumbnails();
     void perform(FileCommand command);
 
     AppModel& app_;
@@ -183,6 +196,7 @@ private:
     FolderArt folders_;
     VisibleInsights* insights_;
     std::optional<Shape> shape_;
+    VisibleThumbnails* thumbnails_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
@@ -195,6 +209,8 @@ private:
     FileURL shownLocation_;
     std::optional<RubberBand> band_;
     std::optional<std::int64_t> pressedSelected_; ///< a press on a selected item narrows only on release
+    std::optional<QPoint> dragFrom_;              ///< where an item was pressed
+    DropArea* drops_ = nullptr;
     QBasicTimer autoScroll_;
     QBasicTimer slowLoading_;
     QBasicTimer midnight_;
