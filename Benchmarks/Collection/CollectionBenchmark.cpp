@@ -19,6 +19,8 @@
 #include <fstream>
 #include <functional>
 #include <stdexcept>
+#include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace {

@@ -52,7 +52,7 @@ TEST_F(FocusContinuityTest, theNewestThatMayHaveItGetsTheKeyboard) {
     leave(*old, place);
     old.reset();
     EXPECT_TRUE(eventually([&] { return place.window.focusWidget() == second.get(); }));
-    EXPECT_FALSE(continuity.isWaiting(place.window));
+    EXPECT_FALSE(continuity.isWaiting(&place.window));
 }
 
 TEST_F(FocusContinuityTest, aReplacementMayComeLaterButNotTooLate) {
@@ -63,10 +63,10 @@ TEST_F(FocusContinuityTest, aReplacementMayComeLaterButNotTooLate) {
         leave(*old, place);
         old.reset();
         continuity.restore(place.window);
-        ASSERT_TRUE(continuity.isWaiting(place.window)) << "nobody has come yet";
+        ASSERT_TRUE(continuity.isWaiting(&place.window)) << "nobody has come yet";
         uptime += late;
         const auto replacement = collection(place);
-        EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(place.window); }));
+        EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(&place.window); }));
         EXPECT_EQ(place.window.focusWidget() == replacement.get(), late < 5);
     }
 }
@@ -77,7 +77,7 @@ TEST_F(FocusContinuityTest, whoeverHasMovedOnIsLeftAlone) {
     const auto replacement = collection(place);
     leave(*old, place);
     place.field.setFocus();
-    EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(place.window); }));
+    EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(&place.window); }));
     EXPECT_EQ(place.window.focusWidget(), &place.field);
 }
 
@@ -94,7 +94,7 @@ TEST_F(FocusContinuityTest, windowsDoNotKnowOfEachOther) {
     inOne.reset();
     const auto replacement = collection(one);
     EXPECT_TRUE(eventually([&] { return one.window.focusWidget() == replacement.get(); }));
-    EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(*key); })) << "a closed window is forgotten";
+    EXPECT_TRUE(eventually([&] { return !continuity.isWaiting(key); })) << "a closed window is forgotten";
 }
 
 TEST_F(FocusContinuityTest, oneThatCannotAnswerHidesThoseBeforeIt) {
@@ -106,7 +106,7 @@ TEST_F(FocusContinuityTest, oneThatCannotAnswerHidesThoseBeforeIt) {
     leave(*old, place);
     continuity.restore(place.window);
     EXPECT_NE(place.window.focusWidget(), willing.get());
-    EXPECT_TRUE(continuity.isWaiting(place.window));
+    EXPECT_TRUE(continuity.isWaiting(&place.window));
 }
 
 TEST_F(WindowTest, theKeyboardStaysWithTheFilesWhateverReplacesThem) {

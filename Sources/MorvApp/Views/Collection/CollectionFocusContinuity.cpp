@@ -45,8 +45,8 @@ void CollectionFocusContinuity::restore(QWidget& window) {
         return;
     const auto& [intended, previous, createdAt] = found->second;
     const auto* focused = window.focusWidget();
-    const bool hasMovedOn = focused && focused != &window && focused != previous;
-    if (intended != &window || uptime_() - createdAt >= patience || hasMovedOn) {
+    const bool hasMovedOn = focused && focused != &window && focused != previous.data();
+    if (intended.data() != &window || uptime_() - createdAt >= patience || hasMovedOn) {
         intents_.erase(found);
         return;
     }

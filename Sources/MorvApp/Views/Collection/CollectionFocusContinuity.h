@@ -16,6 +16,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace morv {
@@ -43,7 +44,8 @@ public:
     void forget(const QWidget& window) { intents_.erase(&window); }
     /// Restores at once what is to be restored; otherwise that happens by itself.
     void restore(QWidget& window);
-    bool isWaiting(const QWidget& window) const { return intents_.contains(&window); }
+    /// The window itself may have gone.
+    bool isWaiting(const QWidget* window) const { return intents_.contains(window); }
 
 private:
     struct Known {

@@ -78,7 +78,7 @@ NoticeButtons::NoticeButtons(QWidget& viewport, std::function<void(NoticeAction)
     hide();
 }
 
-void NoticeButtons::show(const std::vector<NoticeAction>& actions) {
+void NoticeButtons::offer(const std::vector<NoticeAction>& actions) {
     if (actions == shown_)
         return;
     shown_ = actions;
@@ -164,7 +164,7 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
 
 void MorvCollectionView::updateNotice() {
     const auto present = notice();
-    noticeButtons_->show(present ? present->actions : std::vector<NoticeAction>());
+    noticeButtons_->offer(present ? present->actions : std::vector<NoticeAction>());
     setAccessibleDescription(present ? present->title + QStringLiteral(". ") + present->detail : QString());
     viewport()->update();
 }

@@ -37,7 +37,7 @@ public:
     NoticeButtons(QWidget& viewport, std::function<void(NoticeAction)> chosen);
 
     /// Hides itself when there are none.
-    void show(const std::vector<NoticeAction>& actions);
+    void offer(const std::vector<NoticeAction>& actions);
     void placeBelow(int y);
 
 private:

@@ -54,15 +54,15 @@ DownloadsBar::DownloadsBar(PaneModel& pane, QWidget* parent)
     for (const auto signal :
          {&PaneModel::downloadsChanged, &PaneModel::preferencesChanged, &PaneModel::locationChanged,
           &PaneModel::queryChanged, &PaneModel::filterChanged})
-        connect(&pane_, signal, this, &DownloadsBar::update);
-    update();
+        connect(&pane_, signal, this, &DownloadsBar::refresh);
+    refresh();
 }
 
 QSize DownloadsBar::sizeHint() const {
     return row_->sizeHint();
 }
 
-void DownloadsBar::update() {
+void DownloadsBar::refresh() {
     const auto& groups = pane_.downloadsKindGroups();
     setVisible(pane_.showsDownloadsGroups() && !groups.empty());
     if (isHidden())

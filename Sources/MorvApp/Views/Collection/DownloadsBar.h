@@ -24,7 +24,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
-    void update();
+    void refresh();
     void fill();
     void choose(const std::optional<std::string>& group);
 

@@ -24,7 +24,7 @@ namespace {
 constexpr std::array columnTitles = {"Name", "Size", "Kind", "Modified"};
 constexpr std::array columnSorts = {FileSort::name, FileSort::size, FileSort::kind, FileSort::modified};
 /// A folder that is read within this time never says that it is being read.
-constexpr std::chrono::milliseconds loadingPatience{250};
+constexpr int loadingPatience = 250;
 /// What a record says beyond these, no layout can be made of.
 constexpr double smallestIcon = 16;
 constexpr double largestIcon = 512;
@@ -218,9 +218,7 @@ void MorvCollectionView::awaitTomorrow() {
     if (!until)
         return midnight_.stop();
     const auto seconds = until->sinceReference - options_.now().sinceReference;
-    midnight_.start(
-        std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1),
-        Qt::CoarseTimer, this);
+    midnight_.start(static_cast<int>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1, Qt::CoarseTimer, this);
 }
 
 void MorvCollectionView::relayout() {
@@ -335,7 +333,7 @@ void MorvCollectionView::awaitReading() {
 void MorvCollectionView::losePatience() {
     if (patience_ == Patience::unasked) {
         patience_ = Patience::asked;
-        slowLoading_.start(options_.answerPatience, this);
+        slowLoading_.start(static_cast<int>(options_.answerPatience.count()), this);
     } else {
         patience_ = Patience::ended;
         slowLoading_.stop();
