@@ -4,6 +4,7 @@
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QPointer>
+#include <utility>
 
 namespace morv {
 
@@ -49,7 +50,10 @@ public:
             state.invalid = true;
             return state;
         }
-        state.focusable = state.selectable = state.multiSelectable = state.extSelectable = true;
+        state.focusable = true;
+        state.selectable = true;
+        state.multiSelectable = true;
+        state.extSelectable = true;
         state.selected = view_->isSelected(index_);
         state.focused = view_->hasFocus() && view_->current() == index_;
         state.offscreen = !view_->viewport()->rect().intersects(view_->visualRect(index_));
