@@ -2,6 +2,7 @@
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
 #include "MorvApp/Integration/DecoderProcess.h"
+#include "MorvApp/Integration/DesktopApplications.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/SharedThumbnails.h"
@@ -124,6 +125,7 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->applications = std::make_shared<morv::DesktopApplications>();
         services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));

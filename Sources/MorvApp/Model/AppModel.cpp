@@ -140,6 +140,17 @@ void AppModel::openWithDefault(const FileURL& url) {
         [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
 }
 
+void AppModel::openWith(const InstalledApplication& application, const std::vector<FileURL>& items) {
+    if (!services_.applications)
+        return;
+    tasks_.run(
+        TaskLane::reading,
+        [catalogue = services_.applications, application, items](const std::stop_token&) {
+            catalogue->open(application, items);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
 void AppModel::goTo(const std::optional<FileURL>& folder) {
     if (folder)
         showFolder(*folder);

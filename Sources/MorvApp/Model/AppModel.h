@@ -86,6 +86,8 @@ public:
     /// A plain folder is shown in the active pane; anything else opens with its default application. What it
     /// is, is read first.
     void open(const FileURL& url);
+    /// A failure is told by the error line.
+    void openWith(const InstalledApplication& application, const std::vector<FileURL>& items);
     /// Shows a folder in the active pane, at once. One that is shown already is not read again.
     void showFolder(const FileURL& folder);
     void filterTag(const std::string& tag);

@@ -256,15 +256,17 @@ std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
 }
 
 std::vector<std::vector<FileCommand>> itemMenu(const PaneModel& pane) {
-    std::vector<FileCommand> changes = {rename, duplicate, alias, tags, compress};
+    std::vector<FileCommand> changes = {rename, duplicate, alias, compress};
     if (isOneArchive(pane))
         changes.push_back(extract);
-    changes.push_back(appearance);
-    return {{open, preview},
+    changes.push_back(tags);
+    return {{open, preview, info},
+            {terminal, editor},
+            {crossPaneCopy, crossPaneMove},
             {cut, copy, paste},
             std::move(changes),
-            {crossPaneCopy, crossPaneMove},
-            {info, share, terminal, editor},
+            {appearance},
+            {share},
             {trash}};
 }
 

@@ -5,6 +5,7 @@
 // Threading   made and used on the main thread; the store and the engine are safe to share
 #pragma once
 
+#include "MorvApp/Model/ApplicationCatalogue.h"
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
@@ -63,6 +64,8 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null where no application can be started.
+    std::shared_ptr<const ApplicationCatalogue> applications;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;

@@ -174,6 +174,11 @@ QToolButton#tabClose:hover { background: $separator; color: $text; }
 QLabel#paneTitle { background: $window; color: $secondary; padding: 6px 16px;
                    border-bottom: 2px solid $separator; }
 QLabel#paneTitle[active="true"] { color: $text; font-weight: 600; border-bottom: 2px solid $accent; }
+QScrollArea#downloadsBar, QWidget#chips { background: $content; }
+QToolButton#chip { border: 1px solid $separator; border-radius: 14px; padding: 4px 12px; color: $text; }
+QToolButton#chip:checked { background: $selection; border-color: $accent; }
+QToolButton#chip:focus { border-color: $accent; background: $hover; }
+QToolButton#chip:checked:focus { background: $selection; border: 2px solid $accent; padding: 3px 11px; }
 QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Window/PaneView.h"
 
+#include "MorvApp/Views/Collection/DownloadsBar.h"
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -27,6 +28,7 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, QWidg
     setFocusProxy(collection_);
     column->addWidget(title_);
     column->addWidget(buildSearchLine());
+    column->addWidget(new DownloadsBar(pane, this));
     column->addWidget(collection_, 1);
     connect(&pane_, &PaneModel::locationChanged, this, &PaneView::updateTitle);
     for (const auto signal :
