@@ -92,8 +92,11 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
             return moveTo(current_, Select::toggle);
-        if (plain && typedPrefix_.empty())
+        if (plain && !isTypingAhead()) {
+            if (const auto command = actions_.spaceCommand(); command && !event->isAutoRepeat())
+                app_.perform(*command);
             return;
+        }
         break;
     case Qt::Key_Escape:
         return pane().setSelection({});
@@ -115,8 +118,12 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     QAbstractScrollArea::keyPressEvent(event);
 }
 
+bool MorvCollectionView::isTypingAhead() const {
+    return !typedPrefix_.empty() && lastTyped_.isValid() && lastTyped_.elapsed() <= typeAheadPause;
+}
+
 void MorvCollectionView::typeAhead(const QString& text) {
-    if (!lastTyped_.isValid() || lastTyped_.elapsed() > typeAheadPause)
+    if (!isTypingAhead())
         typedPrefix_.clear();
     lastTyped_.start();
     typedPrefix_ += typedBytes(text);

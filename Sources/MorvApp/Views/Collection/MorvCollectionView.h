@@ -44,6 +44,9 @@ public:
     QLineEdit* nameEditor() const { return editor_; }
     void selectAll();
     void invertSelection();
+    /// The item `by` places on from the selected one, in the shown order, is selected alone and in sight.
+    /// At the ends nothing happens.
+    void selectNeighbour(int by);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -96,6 +99,7 @@ private:
     void scrollTo(std::int64_t index);
     void updateRubberBand(QPoint viewportPoint);
     void typeAhead(const QString& text);
+    bool isTypingAhead() const;
     bool moveKey(QKeyEvent* event);
     void endInlineRename(bool commits);
     void placeEditor();

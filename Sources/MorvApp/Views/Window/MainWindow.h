@@ -20,6 +20,7 @@ namespace morv {
 
 class MorvCollectionView;
 class PathBar;
+class PreviewWindow;
 class SearchField;
 class Sidebar;
 class TabArea;
@@ -39,11 +40,14 @@ public:
     MorvCollectionView& collection();
     PathBar& pathBar() { return *pathBar_; }
     Sheet* sheet() const { return sheet_; }
+    /// Null until it is opened for the first time.
+    PreviewWindow* preview() const { return preview_; }
 
 protected:
     /// Refused while files are being processed.
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     /// Its buttons are those of the answer; Escape is the first of them. It deletes itself.
     QMessageBox* messageOf(const QuitAnswer& answer);
 
@@ -60,6 +64,7 @@ private:
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
     void carryOut(FileCommand command);
     void chooseFolder();
+    void togglePreview();
     void buildSortMenu(QToolButton* button);
     void followPane();
     void updateTitle();
@@ -86,6 +91,7 @@ private:
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
     QPointer<Sheet> sheet_;
+    PreviewWindow* preview_ = nullptr;
 };
 
 } // namespace morv
