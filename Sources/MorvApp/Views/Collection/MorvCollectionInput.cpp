@@ -129,8 +129,11 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
             return moveTo(current_, Select::toggle);
-        if (plain && !isTyping())
-            return perform(FileCommand::preview);
+        if (plain && !isTyping()) {
+            if (const auto command = actions_.spaceCommand(); command && !event->isAutoRepeat())
+                perform(*command);
+            return;
+        }
         break;
     case Qt::Key_Escape:
         return select({});

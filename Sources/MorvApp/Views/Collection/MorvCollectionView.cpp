@@ -563,6 +563,20 @@ void MorvCollectionView::invertSelection() {
     select(std::move(inverse));
 }
 
+void MorvCollectionView::selectNeighbour(int by) {
+    if (count() == 0)
+        return;
+    auto from = current_;
+    if (current_ < 0 || !pane().isSelected(entry(current_)))
+        for (std::int64_t index = 0; index < count(); ++index)
+            if (pane().isSelected(entry(index))) {
+                from = index;
+                break;
+            }
+    const auto target = from < 0 ? 0 : std::clamp<std::int64_t>(from + by, 0, count() - 1);
+    moveTo(target, Select::only);
+}
+
 void MorvCollectionView::moveTo(std::int64_t index, Select select) {
     const auto anchor = anchor_;
     current_ = lastCurrent_ = index;

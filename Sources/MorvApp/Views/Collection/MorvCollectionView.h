@@ -89,6 +89,9 @@ public:
     QLineEdit* nameEditor() const { return editor_; }
     void selectAll();
     void invertSelection();
+    /// The item `by` places on from the selected one, in the shown order, is selected alone and in sight.
+    /// At the ends nothing happens.
+    void selectNeighbour(int by);
 
 protected:
     bool event(QEvent* event) override;

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
+#include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
@@ -98,6 +99,8 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
             search_->setFocus(Qt::ShortcutFocusReason);
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
+        else if (command == FileCommand::preview)
+            togglePreview();
         else if (command == FileCommand::closeWindow)
             close();
     });
@@ -124,6 +127,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
 
 MainWindow::~MainWindow() {
     // The views below refer to the model, which goes first as a member.
+    delete preview_;
     delete sheets_;
     delete takeCentralWidget();
     delete actions_;
@@ -200,6 +204,20 @@ void MainWindow::settleSidebar() {
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     settleSidebar();
+}
+
+void MainWindow::hideEvent(QHideEvent* event) {
+    QMainWindow::hideEvent(event);
+    // A window that is only minimised comes back with its preview.
+    if (preview_ && !event->spontaneous())
+        preview_->close();
+}
+
+void MainWindow::togglePreview() {
+    if (!preview_)
+        preview_ = new PreviewWindow(
+            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+    preview_->toggle();
 }
 
 /// False when it is no command of a text field.

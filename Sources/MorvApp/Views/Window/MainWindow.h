@@ -19,6 +19,7 @@ namespace morv {
 
 class MorvCollectionView;
 class PathBar;
+class PreviewWindow;
 class SearchField;
 class SheetHost;
 class Sidebar;
@@ -40,11 +41,14 @@ public:
     PathBar& pathBar() { return *pathBar_; }
     /// What stands over the content, or null.
     Sheet* sheet() const;
+    /// Null until it is opened for the first time.
+    PreviewWindow* preview() const { return preview_; }
 
 protected:
     /// Refused while files are being processed.
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     /// Its buttons are those of the answer; Escape is the first of them. It deletes itself.
     QMessageBox* messageOf(const QuitAnswer& answer);
 
@@ -61,6 +65,7 @@ private:
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
     void carryOut(FileCommand command);
     void chooseFolder();
+    void togglePreview();
     void buildSortMenu(QToolButton* button);
     void followPane();
     void updateTitle();
@@ -86,6 +91,7 @@ private:
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
     SheetHost* sheets_ = nullptr;
+    PreviewWindow* preview_ = nullptr;
 };
 
 } // namespace morv
