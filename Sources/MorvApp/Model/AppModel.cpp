@@ -78,6 +78,7 @@ void AppModel::showFolder(const FileURL& folder) {
 
 void AppModel::filterTag(const std::string& tag) {
     setSelectedWorkspaceID(std::nullopt);
+    goToColumn();
     auto& pane = activePane();
     pane.setQuery({});
     pane.setTagFilter(tag);
@@ -108,7 +109,10 @@ void AppModel::openWorkspace(std::size_t index) {
 
 void AppModel::openSelection() {
     const auto selected = currentPane().selectedEntries();
-    if (selected.size() == 1 && selected.front()->isNavigable())
+    const bool isFolder = selected.size() == 1 && selected.front()->isNavigable();
+    if (isFolder && activePane().preferences().view == BrowserViewMode::columns)
+        return Q_EMIT requested(FileCommand::open);
+    if (isFolder)
         return currentPane().navigate(selected.front()->url(), PaneModel::History::record);
     if (selected.size() > mostOpenedAtOnce)
         return setErrorMessage(
@@ -244,6 +248,13 @@ void AppModel::changePreferences(const std::function<void(FolderViewPreferences&
     currentPane().setPreferences(preferences);
 }
 
+void AppModel::viewAs(BrowserViewMode mode) {
+    if (activePane().preferences().view == mode)
+        return;
+    goToColumn();
+    changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
+}
+
 void AppModel::resizeIcons(double by) {
     changePreferences([by](FolderViewPreferences& preferences) {
         preferences.iconSize = std::clamp(preferences.iconSize + by, smallestIcon, largestIcon);
@@ -257,9 +268,6 @@ void AppModel::perform(const CommandCall& call) {
     if (selectedWorkspaceID_ && FileManagerCommands::worksOnSelection(call.command))
         return;
     auto& pane = currentPane();
-    const auto viewAs = [this](BrowserViewMode mode) {
-        changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
-    };
     switch (call.command) {
     case FileCommand::reviewOperation:
         if (call.plan)
@@ -372,11 +380,11 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::refresh:
         return refresh();
     case FileCommand::back:
-        return pane.back();
+        return activePane().back();
     case FileCommand::forward:
-        return pane.forward();
+        return activePane().forward();
     case FileCommand::enclosingFolder:
-        return pane.up();
+        return columnPane_ ? Q_EMIT requested(call.command) : activePane().up();
     case FileCommand::goHome:
         return goTo(homeFolder());
     case FileCommand::goDesktop:

@@ -64,8 +64,11 @@ public:
     PaneModel& currentPane() const { return columnPane_ ? *columnPane_ : activePane(); }
     /// Null ends it. The pane belongs to the caller and must be taken back before it goes.
     void setColumnPane(PaneModel* pane);
-    /// Another pane of the window's own making: for the column view.
+    /// Another pane of the window's own making, for the column view: where it goes is not remembered.
     std::unique_ptr<PaneModel> makePane(const FileURL& location);
+    /// The active pane goes to the folder of the column pane, with its view and selection, and the column
+    /// pane ends: for what puts something else in the place of the columns. Nothing without a column pane.
+    void goToColumn();
 
     /// At `url`, else where the active pane is; it becomes the active tab.
     void addTab(const std::optional<FileURL>& url = {});
@@ -192,7 +195,7 @@ Q_SIGNALS:
     void progressChanged();
     void sheetChanged();
     /// The window is asked for what only it can do: begin a rename or the path's editing, focus the search
-    /// field, select rows, show a preview, a panel or another program.
+    /// field, select rows, move between columns, show a preview, a panel or another program.
     void requested(FileCommand command);
     /// The keyboard focus belongs to the active pane now.
     void focusPaneRequested();
@@ -201,6 +204,7 @@ Q_SIGNALS:
 
 private:
     FileTab& tab() { return tabs_[tabIndex()]; }
+    std::unique_ptr<PaneModel> makeTabPane(const FileURL& location);
     FileTab makeTab(const FileURL& location);
     FileTab restoredTab(const SavedPaneSession& saved);
     static SavedPaneSession snapshot(const FileTab& tab);
@@ -218,6 +222,7 @@ private:
     void openWithDefault(const FileURL& url);
     void goTo(const std::optional<FileURL>& folder);
     void resizeIcons(double by);
+    void viewAs(BrowserViewMode mode);
     void changePreferences(const std::function<void(FolderViewPreferences&)>& change);
 
     void endValidation();

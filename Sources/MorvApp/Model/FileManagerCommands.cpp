@@ -220,9 +220,9 @@ bool isEnabled(FileCommand command, const AppModel* model) {
     case oneFolder:
         return pane.selection().size() == 1 && pane.selectedFolders() == 1;
     case canGoBack:
-        return pane.canGoBack();
+        return model->activePane().canGoBack();
     case canGoForward:
-        return pane.canGoForward();
+        return model->activePane().canGoForward();
     }
     return false;
 }
@@ -234,18 +234,18 @@ std::string_view titleNow(FileCommand command, const AppModel* model) {
 }
 
 std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
-    const auto& preferences = model.currentPane().preferences();
+    const auto view = model.activePane().preferences().view;
     switch (command) {
     case viewAsGrid:
-        return preferences.view == BrowserViewMode::grid;
+        return view == BrowserViewMode::grid;
     case viewAsList:
-        return preferences.view == BrowserViewMode::list;
+        return view == BrowserViewMode::list;
     case viewAsColumns:
-        return preferences.view == BrowserViewMode::columns;
+        return view == BrowserViewMode::columns;
     case viewAsGallery:
-        return preferences.view == BrowserViewMode::gallery;
+        return view == BrowserViewMode::gallery;
     case toggleHidden:
-        return preferences.showHidden;
+        return model.currentPane().preferences().showHidden;
     case toggleInspector:
         return model.showInspector();
     case toggleSplit:

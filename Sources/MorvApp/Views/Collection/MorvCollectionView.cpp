@@ -184,6 +184,22 @@ int MorvCollectionView::wantedIconSize() const {
     return static_cast<int>(std::clamp(pane().preferences().iconSize, smallestIcon, largestIcon));
 }
 
+void MorvCollectionView::setIconSize(int size) {
+    options_.iconSize = size;
+    reload();
+}
+
+void MorvCollectionView::takeUpSelection() {
+    const auto selected = pane().selectedEntries();
+    if (selected.size() != 1)
+        return;
+    currentKey_ = EntryKey(*selected.front());
+    findCurrent();
+    if (current_ >= 0)
+        scrollTo(current_);
+    viewport()->update();
+}
+
 void MorvCollectionView::setOverrideEntries(std::optional<EntryList> entries) {
     display_.setOverride(std::move(entries));
     reload();
@@ -245,7 +261,7 @@ void MorvCollectionView::relayout() {
 
 std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
     std::vector<const FileEntry*> found;
-    if (!isVisible() || (mode() == CollectionMode::grid && layout_.caption() == 0))
+    if (!isVisible() || (mode() != CollectionMode::list && layout_.caption() == 0))
         return found;
     layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
         if (const auto& item = entry(index); FolderInsightCache::hasInsight(item))

@@ -68,6 +68,10 @@ public:
     std::int64_t current() const { return current_; }
     void setOverrideEntries(std::optional<EntryList> entries);
     bool isSelected(std::int64_t index) const { return pane_.isSelected(entry(index)); }
+    /// In place of the pane's.
+    void setIconSize(int size);
+    /// The keyboard goes to the one item that the model has selected.
+    void takeUpSelection();
     /// The cell of a shown entry, in viewport coordinates.
     QRect visualRect(std::int64_t index) const;
     std::optional<std::int64_t> itemAt(QPoint viewportPoint) const;

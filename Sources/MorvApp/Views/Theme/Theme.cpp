@@ -181,6 +181,7 @@ QToolButton#chip:focus { border-color: $accent; background: $hover; }
 QToolButton#chip:checked:focus { background: $selection; border: 2px solid $accent; padding: 3px 11px; }
 QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
+QScrollArea#columnsView, QWidget#columnsContent { background: $content; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: $handle; border-radius: 4px; margin: 2px; }

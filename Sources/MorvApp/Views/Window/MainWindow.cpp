@@ -7,6 +7,7 @@
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/PaneView.h"
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "MorvApp/Views/Window/SearchField.h"
@@ -113,6 +114,8 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
                 });
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &MainWindow::showContent);
     connect(&app_, &AppModel::closeWindowRequested, this, &QWidget::close);
+    connect(pathBar_, &PathBar::folderChosen, this,
+            [this](const FileURL& folder) { tabs_->activeView()->goTo(folder); });
     connect(pathBar_, &PathBar::editingEnded, this, &MainWindow::focusContent);
     connect(search_, &SearchField::ended, this, &MainWindow::focusContent);
     connect(&app_.developerTools(), &DeveloperToolsUI::failed, this, &MainWindow::showToolFailure);
@@ -126,7 +129,9 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
 }
 
 MainWindow::~MainWindow() {
-    // The views below refer to the model, which goes first as a member.
+    // The views below refer to the model, which goes first as a member. A column that goes with them would
+    // tell those that have gone already.
+    app_.setColumnPane(nullptr);
     delete preview_;
     delete sheets_;
     delete takeCentralWidget();
@@ -301,6 +306,8 @@ QWidget* MainWindow::buildToolbar() {
     inner->setSpacing(0);
     addButton(segments, actions_->action(FileCommand::viewAsGrid), QStringLiteral("view-list-icons"));
     addButton(segments, actions_->action(FileCommand::viewAsList), QStringLiteral("view-list-details"));
+    addButton(segments, actions_->action(FileCommand::viewAsColumns), QStringLiteral("view-file-columns"));
+    addButton(segments, actions_->action(FileCommand::viewAsGallery), QStringLiteral("view-preview"));
     row->addWidget(segments);
 
     auto* sort = new QAction(QStringLiteral("Sort and View"), this);
@@ -330,9 +337,9 @@ void MainWindow::buildSortMenu(QToolButton* button) {
     menu->addSeparator();
     menu->addAction(actions_->action(FileCommand::toggleHidden));
     const auto change = [this](auto apply) {
-        auto preferences = app_.activePane().preferences();
+        auto preferences = app_.currentPane().preferences();
         apply(preferences);
-        app_.activePane().setPreferences(preferences);
+        app_.currentPane().setPreferences(preferences);
     };
     connect(sorts_, &QActionGroup::triggered, this, [change](QAction* action) {
         change([action](auto& preferences) {
@@ -368,12 +375,12 @@ QWidget* MainWindow::buildErrorLine() {
 }
 
 void MainWindow::followPane() {
-    pathBar_->setPane(app_.activePane());
+    pathBar_->setPane(app_.currentPane());
     updateTitle();
 }
 
 void MainWindow::updateTitle() {
-    const auto& location = app_.activePane().location();
+    const auto& location = app_.currentPane().location();
     const auto& selected = app_.selectedWorkspaceID();
     const auto* workspace = selected ? app_.library().workspace(*selected) : nullptr;
     const auto name = workspace           ? shown(workspace->name)
@@ -383,7 +390,7 @@ void MainWindow::updateTitle() {
 }
 
 void MainWindow::updateSortMenu() {
-    const auto& preferences = app_.activePane().preferences();
+    const auto& preferences = app_.currentPane().preferences();
     for (auto* action : sorts_->actions())
         action->setChecked(action->data().toInt() == static_cast<int>(preferences.sort));
     for (auto* action : directions_->actions())

@@ -23,6 +23,8 @@ SearchField::SearchField(AppModel& app, QWidget* parent) : QLineEdit(parent), ap
 }
 
 void SearchField::search(const QString& text) {
+    // Of the column that is worked in, like everything else.
+    app_.goToColumn();
     auto& pane = app_.activePane();
     pane.setQuery(typedBytes(text));
     if (text.isEmpty())
