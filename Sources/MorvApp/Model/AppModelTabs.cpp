@@ -10,8 +10,10 @@ namespace {
 constexpr std::size_t closedTabsKept = 20;
 
 PaneServices paneServices(MorvServices& services) {
-    return {services.store, services.pools, services.remembersLocation() ? &services.defaults : nullptr,
-            DirectoryService()};
+    PaneServices result{services.store, services.pools};
+    result.lastLocation = services.remembersLocation() ? &services.defaults : nullptr;
+    result.standards = &services.defaults;
+    return result;
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #include "MorvApp/Views/Window/MainWindow.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
 #include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
+#include "MorvApp/Views/Sheets/IntroductionSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
@@ -80,6 +82,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     actions_->fill(*menuBar());
     workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
     connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
+    actions_->addMenu(*menuBar(), CommandMenu::help);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
@@ -120,6 +123,12 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     connect(&app_, &AppModel::errorMessageChanged, this, &MainWindow::updateError);
     connect(&app_, &AppModel::reviewPlanChanged, this, &MainWindow::updateSheet);
     connect(&app_, &AppModel::sheetChanged, this, &MainWindow::updateSheet);
+    connect(&services.windows, &FileWindows::introductionTargetChanged, this,
+            &MainWindow::followIntroduction);
+    connect(&app_, &AppModel::sheetChanged, this, [this] {
+        if (app_.sheet() != AppSheet::introduction)
+            services_.windows.introductionEnded(app_);
+    });
     connect(&app_, &AppModel::activePaneChanged, this, &MainWindow::followPane);
     connect(&app_, &AppModel::activePaneUpdated, this, &MainWindow::updateTitle);
     followPane();
@@ -418,6 +427,12 @@ void MainWindow::updateSheet() {
     case AppSheet::keyBindings:
         sheet_ = new KeyBindingsSheet(app_, this);
         break;
+    case AppSheet::introduction:
+        sheet_ = new IntroductionSheet(app_, this);
+        break;
+    case AppSheet::about:
+        sheet_ = new AboutSheet(app_, this);
+        break;
     case AppSheet::appearance:
         // The command needs the one folder; that it is still there nobody has promised.
         if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
@@ -436,6 +451,11 @@ void MainWindow::updateSheet() {
         app_.closeSheet();
         break;
     }
+}
+
+void MainWindow::followIntroduction() {
+    if (services_.windows.introductionTarget() == &app_)
+        app_.showSheet(AppSheet::introduction);
 }
 
 void MainWindow::showToolFailure(const std::string& sentence) {

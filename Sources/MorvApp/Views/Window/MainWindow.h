@@ -66,6 +66,7 @@ private:
     void updateSortMenu();
     void updateError();
     void updateSheet();
+    void followIntroduction();
     void showToolFailure(const std::string& sentence);
     void retint();
 
