@@ -1,9 +1,11 @@
 #include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
+#include "MorvApp/Integration/DecoderProcess.h"
 #include "MorvApp/Integration/DefaultFolderHandler.h"
 #include "MorvApp/Integration/DesktopPreferences.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/LaunchArguments.h"
@@ -14,6 +16,7 @@
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
 #include "MorvApp/Views/Window/StartupFailureView.h"
 #include "MorvApp/Views/Window/SystemClipboard.h"
+#include "MorvCore/Platform/UserFolders.h"
 
 #include <QApplication>
 #include <QFile>
@@ -125,6 +128,9 @@ private:
                 morv::FileURL::fromPath(
                     QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
                 morv::MorvServices::defaultsFile());
+        services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
+            services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
         services_->trash.setOperations(

@@ -30,6 +30,8 @@
 
 namespace morv {
 
+class DragVisit;
+
 struct FileTab {
     UUID id;
     std::unique_ptr<PaneModel> pane;
@@ -122,6 +124,8 @@ public:
     void eject(const FileURL& volume);
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
+    /// Files that are dragged over this window.
+    DragVisit& drag() { return *drag_; }
     DeveloperToolsUI& developerTools() { return developerTools_; }
 
     // Commands and operations.
@@ -236,6 +240,7 @@ private:
     MorvServices& services_;
     FileClipboard clipboard_;
     DeveloperToolsUI developerTools_;
+    DragVisit* drag_;
     std::vector<FileTab> tabs_;
     UUID activeTabID_;
     bool secondaryActive_ = false;

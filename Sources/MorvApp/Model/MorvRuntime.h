@@ -15,8 +15,10 @@
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/LookPreferences.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
@@ -69,11 +71,14 @@ public:
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
     /// Null where the desktop has no such choice.
     std::shared_ptr<const FolderHandler> folderHandler;
+    /// Of windows that are made from now on. Null: files are shown by the icon of their type.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
     FolderInsightCache insights;
+    ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;
