@@ -16,6 +16,7 @@ namespace {
 constexpr QSizeF stage{480, 200};
 constexpr double lineHeight = 26;
 constexpr double cardRadius = 10;
+constexpr double keyEdge = 72;
 
 class Scene {
 public:
@@ -75,7 +76,9 @@ public:
         const double capWidth = widest + 24;
         const double top = (stage.height() - 36.0 * static_cast<double>(keys.size())) / 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
-            const QRectF cap(72, top + 4 + 36.0 * static_cast<double>(i), capWidth, 28);
+            const bool mirrors = painter_.layoutDirection() == Qt::RightToLeft;
+            const QRectF cap(mirrors ? stage.width() - keyEdge - capWidth : keyEdge,
+                             top + 4 + 36.0 * static_cast<double>(i), capWidth, 28);
             painter_.setPen(QPen(colours_.separator, 1.2));
             painter_.setBrush(colours_.separator);
             painter_.drawRoundedRect(cap.translated(0, 2), 6, 6);
@@ -84,9 +87,10 @@ public:
             painter_.setPen(colours_.text);
             painter_.drawText(cap, Qt::AlignCenter, keys[i].first);
             painter_.setPen(colours_.secondaryText);
-            painter_.drawText(
-                QRectF(cap.right() + 16, cap.top(), stage.width() - cap.right() - 16, cap.height()),
-                Qt::AlignVCenter | Qt::AlignLeft, keys[i].second);
+            auto text = cap;
+            text.setWidth(stage.width() - keyEdge - capWidth - 16);
+            text.moveLeft(mirrors ? cap.left() - 16 - text.width() : cap.right() + 16);
+            painter_.drawText(text, Qt::AlignVCenter | Qt::AlignLeft, keys[i].second);
         }
     }
 
@@ -204,8 +208,7 @@ void IntroductionArt::paintEvent(QPaintEvent*) {
     painter.setBrush(colours.content);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
     painter.translate((width() - stage.width()) / 2, (height() - stage.height()) / 2);
-    // What is read from right to left also goes from right to left. Keys and their texts are laid out by the
-    // text itself.
+    // What is read from right to left also goes from right to left; texts would be mirrored with it.
     if (isRightToLeft() && scene_ != IntroductionScene::keys) {
         painter.translate(stage.width(), 0);
         painter.scale(-1, 1);
