@@ -330,6 +330,12 @@ void AppModel::perform(const CommandCall& call) {
         return showSheet(AppSheet::connect);
     case FileCommand::keyBindings:
         return showSheet(AppSheet::keyBindings);
+    case FileCommand::settings:
+        return services_.windows.openSettings();
+    case FileCommand::introduction:
+        return services_.windows.showIntroduction(this);
+    case FileCommand::about:
+        return showSheet(AppSheet::about);
     case FileCommand::favourite:
         return library().addFavourite(pane.location());
     case FileCommand::saveSearch:

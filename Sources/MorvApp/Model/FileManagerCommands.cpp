@@ -40,7 +40,7 @@ const std::vector<CommandRow>& table() {
         {trash, "trash", Menu::edit, "Move to Trash", selection, {"Delete", "Ctrl+Backspace"}},
         {selectAll, "selectAll", Menu::edit, "Select All", always, {"Ctrl+A"}, true},
         {invertSelection, "invertSelection", Menu::edit, "Invert Selection", always, {"Ctrl+Shift+I"}},
-        {keyBindings, "keyBindings", Menu::edit, "Keyboard Shortcuts…", always, {}, true},
+        {settings, "settings", Menu::edit, "Settings…", always, {"Ctrl+,"}, true},
 
         {toggleSidebar, "toggleSidebar", Menu::view, "Compact Sidebar", always, {"Ctrl+Alt+S", "F9"}},
         {viewAsGrid, "viewAsGrid", Menu::view, "as Icons", always, {"Ctrl+1"}, true},
@@ -133,6 +133,10 @@ const std::vector<CommandRow>& table() {
         {saveSession, "saveSession", Menu::files, "Save Window Session", always, {}, true},
         {restoreSession, "restoreSession", Menu::files, "Restore Window Session"},
 
+        {keyBindings, "keyBindings", Menu::help, "Keyboard Shortcuts…"},
+        {introduction, "introduction", Menu::help, "Introduction to Morv…"},
+        {about, "about", Menu::help, "About Morv", always, {}, true},
+
         {appearance, "appearance", Menu::none, "Folder Appearance…", oneFolder},
     };
     return rows;
@@ -173,6 +177,8 @@ std::string_view title(CommandMenu menu) {
         return "Go";
     case CommandMenu::files:
         return "Files";
+    case CommandMenu::help:
+        return "Help";
     case CommandMenu::none:
         break;
     }

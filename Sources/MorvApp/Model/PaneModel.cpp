@@ -174,6 +174,7 @@ void PaneModel::load() {
     request.folder = location_;
     request.preferences = preferences_;
     request.viewRecord = awaitsViewRecord_ ? PaneReading::ViewRecord::load : PaneReading::ViewRecord::keep;
+    request.standard.showHidden = services_.standards && services_.standards->showsHiddenFiles();
     request.rule = readingRule_;
     request.entriesToReplace = entries_.size();
     request.query = withoutBlanks(query_);

@@ -49,6 +49,8 @@ struct PaneServices {
     DirectoryService directories = DirectoryService();
     SearchService search = SearchService();
     ChangeSource changes = ChangeSource::events;
+    /// What folders without a view of their own begin with; null: nothing hidden is shown.
+    const UserDefaults* standards = nullptr;
 };
 
 class PaneModel : public QObject {

@@ -48,6 +48,8 @@ protected:
 
 private:
     void place();
+    /// Rises into its place, as far as motion is wanted.
+    void arrive();
 
     QSize largest_;
     Height height_;
@@ -55,6 +57,7 @@ private:
     QVBoxLayout* body_;
     QHBoxLayout* buttons_;
     int actionCount_ = 0;
+    double arrival_ = 1; ///< 0 to 1: how far it has come
     QPushButton* default_ = nullptr;
     QPointer<QWidget> previousFocus_;
 };

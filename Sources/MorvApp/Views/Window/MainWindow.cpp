@@ -75,6 +75,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     actions_->fill(*menuBar());
     workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
     connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
+    actions_->addMenu(*menuBar(), CommandMenu::help);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);

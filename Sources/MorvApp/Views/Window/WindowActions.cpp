@@ -69,19 +69,22 @@ bool WindowActions::isOffered(FileCommand command) {
 }
 
 void WindowActions::fill(QMenuBar& bar) {
-    for (const auto place : menus) {
-        auto* menu = bar.addMenu(text(title(place)));
-        for (const auto& row : FileManagerCommands::rows()) {
-            if (row.menu != place || !isOffered(row.command))
-                continue;
-            if (row.startsGroup)
-                menu->addSeparator();
-            menu->addAction(action(row.command));
-        }
-        if (place == CommandMenu::files) {
+    for (const auto place : menus)
+        addMenu(bar, place);
+}
+
+void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
+    auto* menu = bar.addMenu(text(title(place)));
+    for (const auto& row : FileManagerCommands::rows()) {
+        if (row.menu != place || !isOffered(row.command))
+            continue;
+        if (row.startsGroup)
             menu->addSeparator();
-            menu->addAction(emptyTrash_);
-        }
+        menu->addAction(action(row.command));
+    }
+    if (place == CommandMenu::files) {
+        menu->addSeparator();
+        menu->addAction(emptyTrash_);
     }
 }
 
