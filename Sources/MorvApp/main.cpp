@@ -2,6 +2,7 @@
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
+#include "MorvApp/Integration/MailSender.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
@@ -121,6 +122,7 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->itemSender = std::make_shared<morv::MailSender>();
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
         services_->trash.setOperations(

@@ -12,7 +12,9 @@
 #include "MorvApp/Model/FinderTrashController.h"
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
+#include "MorvApp/Model/ItemSender.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/UserDefaults.h"
@@ -58,9 +60,13 @@ private:
 public:
     SQLiteStore store;
     FileOperationEngine engine;
+    /// Null where nothing can be sent.
+    std::shared_ptr<const ItemSender> itemSender;
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null: pictures and documents are shown by the icon of their type.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;

@@ -18,6 +18,7 @@ class QToolButton;
 
 namespace morv {
 
+class InspectorSplit;
 class MorvCollectionView;
 class PathBar;
 class SearchField;
@@ -59,6 +60,9 @@ private:
     void settleSidebar();
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
     void carryOut(FileCommand command);
+    /// To the inspector, or from it and away with it.
+    void toggleInfo();
+    void showShareMenu();
     void chooseFolder();
     void buildSortMenu(QToolButton* button);
     void followPane();
@@ -77,6 +81,7 @@ private:
     WorkspaceView* workspace_ = nullptr;
     QStackedWidget* content_ = nullptr;
     QSplitter* body_ = nullptr;
+    InspectorSplit* inspected_ = nullptr;
     QMenu* workspaceMenu_ = nullptr;
     SidebarColumn column_;
     PathBar* pathBar_ = nullptr;

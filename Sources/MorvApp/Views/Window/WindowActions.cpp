@@ -58,11 +58,9 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
 bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
-        for (const auto without :
-             {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::tidy,
-              FileCommand::smartClean, FileCommand::spaceReview, FileCommand::creativeTools,
-              FileCommand::viewOptions, FileCommand::connect, FileCommand::toggleInspector,
-              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+        for (const auto without : {FileCommand::preview, FileCommand::tidy, FileCommand::smartClean,
+                                   FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::connect,
+                                   FileCommand::viewAsColumns, FileCommand::viewAsGallery})
             set.insert(static_cast<int>(without));
         return set;
     }();
