@@ -1,5 +1,6 @@
 #include "MorvApp/Model/AppModel.h"
 
+#include "MorvApp/Model/DragVisit.h"
 #include "MorvApp/Model/FileManagerCommands.h"
 #include "MorvCore/Platform/UserFolders.h"
 
@@ -21,7 +22,7 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
                    const std::optional<FileURL>& initialLocation, QObject* parent)
     : QObject(parent), services_(services), clipboard_(board),
       developerTools_(services.pools, services.defaults, services.toolLauncher),
-      showSidebar_(!services.defaults.sidebarIsCompact()),
+      drag_(new DragVisit(*this, services.pools)), showSidebar_(!services.defaults.sidebarIsCompact()),
       layoutNamespace_(services.layout.newWindowNamespace(SplitLayoutRegistry::Persistence::kept)),
       tasks_(services.pools) {
     tabs_.push_back(makeTab(initialLocation.value_or(services.firstFolder())));

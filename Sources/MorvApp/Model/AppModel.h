@@ -31,6 +31,8 @@
 
 namespace morv {
 
+class DragVisit;
+
 struct FileTab {
     UUID id;
     std::unique_ptr<PaneModel> pane;
@@ -127,6 +129,8 @@ public:
     void eject(const FileURL& volume);
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
+    /// Files that are dragged over this window.
+    DragVisit& drag() { return *drag_; }
     DeveloperToolsUI& developerTools() { return developerTools_; }
 
     // Commands and operations.
@@ -247,6 +251,7 @@ private:
     MorvServices& services_;
     FileClipboard clipboard_;
     DeveloperToolsUI developerTools_;
+    DragVisit* drag_;
     std::vector<FileTab> tabs_;
     UUID activeTabID_;
     bool secondaryActive_ = false;

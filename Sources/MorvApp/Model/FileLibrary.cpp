@@ -133,6 +133,31 @@ void FileLibrary::moveFavourite(const FileURL& url, int offset) {
     saveFavourites("The favourite order couldn’t be saved: ");
 }
 
+void FileLibrary::insertFavourites(const std::vector<FileURL>& urls, std::size_t index) {
+    if (!isReadyFor([this, urls, index] { insertFavourites(urls, index); }))
+        return;
+    const auto isInserted = [&urls](const FileURL& favourite) {
+        return std::ranges::find(urls, favourite) != urls.end();
+    };
+    Places changed;
+    const auto keep = [&](std::size_t from, std::size_t to) {
+        for (auto i = from; i < to; ++i)
+            if (!isInserted(favourites_[i]))
+                changed.push_back(favourites_[i]);
+    };
+    const auto place = std::min(index, favourites_.size());
+    keep(0, place);
+    for (const auto& url : urls)
+        if (std::ranges::find(changed, url) == changed.end())
+            changed.push_back(url.asFolder());
+    keep(place, favourites_.size());
+    if (changed == favourites_)
+        return;
+    favourites_ = std::move(changed);
+    Q_EMIT favouritesChanged();
+    saveFavourites("The favourite order couldn’t be saved: ");
+}
+
 void FileLibrary::saveFavourites(std::string failure) {
     tasks_.run(
         TaskLane::records,

@@ -40,6 +40,9 @@ public:
     void removeFavourite(const FileURL& url);
     /// Nothing happens when the new place would be outside the list.
     void moveFavourite(const FileURL& url, int offset);
+    /// Before the favourite that stands at `index` now, or behind the last. Those that are there already come
+    /// to that place, too.
+    void insertFavourites(const std::vector<FileURL>& urls, std::size_t index);
 
     void addSearch(SavedFileSearch search);
     void removeSearch(const UUID& id);

@@ -17,6 +17,7 @@
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
@@ -65,13 +66,14 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
-    /// Null: pictures and documents are shown by the icon of their type.
+    /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
     FolderInsightCache insights;
+    ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;

@@ -138,6 +138,8 @@ QToolButton#crumb { padding: 4px 6px; }
 QToolButton#lastCrumb { padding: 4px 6px; font-weight: 600; }
 QLabel#pathHint { background: $raised; color: $secondary; border: 1px solid $separator; border-radius: 6px;
                   padding: 4px 8px; }
+QLabel#dropLabel { background: $raised; color: $text; border: 1px solid $separator; border-radius: 6px;
+                   padding: 4px 8px; }
 QPushButton { border: 1px solid $separator; border-radius: 6px; padding: 6px 16px; background: $raised;
               color: $text; min-height: 18px; }
 QPushButton:hover { border-color: $secondary; }

@@ -6,7 +6,6 @@
 #include "MorvApp/Views/Sheets/Sheet.h"
 
 #include <QMainWindow>
-#include <QPointer>
 
 class QActionGroup;
 class QLabel;
@@ -22,6 +21,7 @@ class InspectorSplit;
 class MorvCollectionView;
 class PathBar;
 class SearchField;
+class SheetHost;
 class Sidebar;
 class TabArea;
 class WindowActions;
@@ -39,7 +39,8 @@ public:
     /// The active pane's.
     MorvCollectionView& collection();
     PathBar& pathBar() { return *pathBar_; }
-    Sheet* sheet() const { return sheet_; }
+    /// What stands over the content, or null.
+    Sheet* sheet() const;
 
 protected:
     /// Refused while files are being processed.
@@ -69,7 +70,6 @@ private:
     void updateTitle();
     void updateSortMenu();
     void updateError();
-    void updateSheet();
     void showToolFailure(const std::string& sentence);
     void retint();
 
@@ -90,7 +90,7 @@ private:
     QLabel* errorText_ = nullptr;
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
-    QPointer<Sheet> sheet_;
+    SheetHost* sheets_ = nullptr;
 };
 
 } // namespace morv

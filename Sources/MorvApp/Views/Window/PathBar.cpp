@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Window/PathBar.h"
 
+#include "MorvApp/Views/Drag/DropArea.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/GitBadge.h"
@@ -56,6 +57,27 @@ PathBar::PathBar(AppModel& app, QWidget* parent)
     connect(editor_, &QLineEdit::textEdited, this, [this] { showHint({}); });
     connect(&completion_, &PathCompletion::completed, this, &PathBar::takeCompletion);
     setPane(app.activePane());
+    acceptDrops();
+}
+
+void PathBar::acceptDrops() {
+    const auto crumbAt = [this](QPoint point) {
+        return std::ranges::find_if(crumbs_, [point](const Crumb& crumb) {
+            return crumb.button->isVisible() && crumb.button->geometry().contains(point);
+        });
+    };
+    auto* drops = new DropArea(app_, *this, [this, crumbAt](QPoint point) {
+        const auto crumb = crumbAt(point);
+        return crumb == crumbs_.end() ? std::nullopt : std::optional(DropPlace::into(crumb->folder));
+    });
+    connect(drops, &DropArea::rested, this, [this, crumbAt](QPoint point) {
+        if (const auto crumb = crumbAt(point); crumb != crumbs_.end())
+            app_.drag().openFolder(*pane_, crumb->folder);
+    });
+    connect(drops, &DropArea::targetChanged, this, [this, drops] {
+        for (const auto& crumb : crumbs_)
+            crumb.button->setDown(drops->target() && drops->target()->folder == crumb.folder);
+    });
 }
 
 void PathBar::setPane(PaneModel& pane) {

@@ -52,6 +52,7 @@ private:
         QWidget* arrow; ///< before the button; null for the first
     };
 
+    void acceptDrops();
     void rebuild();
     void fit();
     void endEditing();

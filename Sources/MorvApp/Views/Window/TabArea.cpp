@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Window/TabArea.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Drag/DropArea.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Window/PaneView.h"
 #include "MorvApp/Views/Window/SplitterLayout.h"
@@ -37,6 +38,7 @@ TabArea::TabArea(AppModel& app, WindowActions& actions, QWidget* parent)
     bar_->setFocusPolicy(Qt::TabFocus);
     bar_->setAccessibleName(QStringLiteral("Tabs"));
     bar_->installEventFilter(this);
+    acceptDrops();
     stack_ = new QStackedWidget(this);
     column->addWidget(bar_);
     column->addWidget(stack_, 1);
@@ -148,6 +150,25 @@ void TabArea::syncBar() {
     bar_->setCurrentIndex(static_cast<int>(app_.tabIndex()));
     bar_->setVisible(tabs.size() > 1);
     isSyncing_ = false;
+}
+
+/// Files are dropped into a tab's folder; a tab that they rest on comes forward.
+void TabArea::acceptDrops() {
+    const auto tabAt = [this](QPoint point) -> const FileTab* {
+        const int index = bar_->tabAt(point);
+        return index < 0 ? nullptr : &app_.tabs()[static_cast<std::size_t>(index)];
+    };
+    auto* drops = new DropArea(app_, *bar_, [this, tabAt](QPoint point) -> std::optional<DropPlace> {
+        const auto* tab = tabAt(point);
+        if (!tab)
+            return std::nullopt;
+        const auto& pane = tab->id == app_.activeTab().id ? app_.activePane() : *tab->pane;
+        return DropPlace::into(pane.location());
+    });
+    connect(drops, &DropArea::rested, this, [this, tabAt](QPoint point) {
+        if (const auto* tab = tabAt(point))
+            app_.drag().openTab(tab->id);
+    });
 }
 
 void TabArea::addCloseButton(int index) {

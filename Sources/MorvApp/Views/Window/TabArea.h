@@ -50,6 +50,7 @@ private:
     void syncBar();
     void markActive();
     void addCloseButton(int index);
+    void acceptDrops();
     void updateTitle(const FileTab& tab, int index);
     void restoreLayout();
 

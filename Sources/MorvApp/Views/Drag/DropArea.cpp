@@ -1,0 +1,229 @@
+#include "MorvApp/Views/Drag/DropArea.h"
+
+#include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Model/FileClipboard.h"
+#include "MorvApp/Views/Drag/DropLabel.h"
+#include "MorvApp/Views/Theme/Text.h"
+
+#include <QAbstractScrollArea>
+#include <QDragEnterEvent>
+#include <QMimeData>
+#include <QScrollBar>
+#include <QTimer>
+#include <QTimerEvent>
+#include <QWidget>
+#include <algorithm>
+
+namespace morv {
+
+namespace {
+
+constexpr int usualPatience = 700;
+constexpr int edge = 32;
+constexpr int scrollInterval = 30;
+
+int& patience() {
+    static int milliseconds = usualPatience;
+    return milliseconds;
+}
+
+/// The area that the one drag of this process's display is over.
+QPointer<DropArea>& areaUnderDrag() {
+    static QPointer<DropArea> area;
+    return area;
+}
+
+DragWish wishOf(Qt::KeyboardModifiers keys) {
+    const bool control = keys.testFlag(Qt::ControlModifier);
+    const bool shift = keys.testFlag(Qt::ShiftModifier);
+    if (control && shift)
+        return DragWish::link;
+    return control ? DragWish::copy : shift ? DragWish::move : DragWish::byVolume;
+}
+
+Qt::DropAction actionOf(DropAct act) {
+    switch (act) {
+    case DropAct::none:
+        return Qt::IgnoreAction;
+    case DropAct::move:
+    case DropAct::trash:
+        return Qt::MoveAction;
+    case DropAct::link:
+    case DropAct::reference:
+    case DropAct::favourite:
+        return Qt::LinkAction;
+    case DropAct::copy:
+        break;
+    }
+    return Qt::CopyAction;
+}
+
+} // namespace
+
+DropArea::DropArea(AppModel& app, QWidget& surface, PlaceAt placeAt, QAbstractScrollArea* scrolled)
+    : QObject(&surface), app_(app), surface_(surface), placeAt_(std::move(placeAt)), scrolled_(scrolled) {
+    surface.setAcceptDrops(true);
+    surface.installEventFilter(this);
+    connect(&app_.drag(), &DragVisit::changed, this, &DropArea::refresh);
+}
+
+DropArea::~DropArea() {
+    // The part of the window that the drag was over goes: unless another takes its place, the drag is gone.
+    if (isUnder_)
+        QMetaObject::invokeMethod(
+            &app_.drag(),
+            [&visit = app_.drag()] {
+                if (!areaUnderDrag())
+                    visit.leave();
+            },
+            Qt::QueuedConnection);
+}
+
+void DropArea::setPatience(int milliseconds) {
+    patience() = milliseconds;
+}
+
+bool DropArea::eventFilter(QObject* watched, QEvent* event) {
+    if (watched != &surface_)
+        return false;
+    switch (event->type()) {
+    case QEvent::DragEnter:
+        enter(*static_cast<QDropEvent*>(event));
+        return true;
+    case QEvent::DragMove:
+        move(*static_cast<QDropEvent*>(event));
+        return true;
+    case QEvent::DragLeave:
+        leave();
+        return true;
+    case QEvent::Drop:
+        drop(*static_cast<QDropEvent*>(event));
+        return true;
+    default:
+        return false;
+    }
+}
+
+void DropArea::enter(QDropEvent& event) {
+    const auto type = QLatin1String(FileClipboard::uriListType);
+    const auto* data = event.mimeData();
+    auto files = data && data->hasFormat(type) ? FileDrag::filesIn(data->data(type).toStdString())
+                                               : std::vector<FileURL>();
+    if (files.empty())
+        return event.ignore();
+    isUnder_ = true;
+    areaUnderDrag() = this;
+    const auto actions = event.possibleActions();
+    app_.drag().enter(std::move(files), {actions.testFlag(Qt::CopyAction), actions.testFlag(Qt::MoveAction),
+                                         actions.testFlag(Qt::LinkAction)});
+    move(event);
+    // Also where nothing can be dropped: what is not accepted on entering hears nothing of the moves.
+    event.accept();
+}
+
+void DropArea::move(QDropEvent& event) {
+    if (!isUnder_)
+        return event.ignore();
+    point_ = event.position().toPoint();
+    wish_ = wishOf(event.modifiers());
+    show();
+    if (scrolled_ && !scrolling_.isActive() && (point_.y() < edge || point_.y() >= surface_.height() - edge))
+        scrolling_.start(scrollInterval, this);
+    event.setDropAction(actionOf(act_));
+    event.setAccepted(act_ != DropAct::none);
+}
+
+void DropArea::show() {
+    auto place = isUnder_ ? placeAt_(point_) : std::nullopt;
+    if (place != place_) {
+        place_ = place;
+        resting_.stop();
+        if (place_)
+            resting_.start(patience(), this);
+    }
+    act_ = place_ ? app_.drag().hover(*place_, wish_) : DropAct::none;
+    setTarget(act_ == DropAct::none ? std::nullopt : place_);
+    DropLabel::show(surface_, point_, place_ ? ours(app_.drag().sentence(*place_, act_)) : QString());
+}
+
+void DropArea::refresh() {
+    if (isUnder_)
+        show();
+}
+
+void DropArea::setTarget(std::optional<DropPlace> target) {
+    if (target == target_)
+        return;
+    target_ = std::move(target);
+    Q_EMIT targetChanged();
+}
+
+void DropArea::drop(QDropEvent& event) {
+    if (!isUnder_)
+        return event.ignore();
+    move(event);
+    const auto place = target_;
+    const auto act = act_;
+    leave();
+    areaUnderDrag().clear();
+    if (!place) {
+        app_.drag().leave();
+        return event.ignore();
+    }
+    auto told = actionOf(act);
+    if (told == Qt::MoveAction && !event.source())
+        told = event.possibleActions().testFlag(Qt::CopyAction) ? Qt::CopyAction : Qt::IgnoreAction;
+    event.setDropAction(told);
+    event.accept();
+    app_.drag().drop(*place, wish_);
+}
+
+void DropArea::leave() {
+    isUnder_ = false;
+    resting_.stop();
+    scrolling_.stop();
+    place_.reset();
+    act_ = DropAct::none;
+    setTarget(std::nullopt);
+    DropLabel::hide(surface_);
+    if (areaUnderDrag() != this)
+        return;
+    areaUnderDrag().clear();
+    // The next part of the window is entered before this comes up; else the drag is gone.
+    QTimer::singleShot(0, &app_.drag(), [&visit = app_.drag(), &window = *surface_.window()] {
+        const auto& area = areaUnderDrag();
+        if (!area || area->surface_.window() != &window)
+            visit.leave();
+    });
+}
+
+void DropArea::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == resting_.timerId())
+        rest();
+    else if (event->timerId() == scrolling_.timerId())
+        scroll();
+    else
+        QObject::timerEvent(event);
+}
+
+void DropArea::rest() {
+    resting_.stop();
+    // A folder does not open under itself.
+    if (place_ && !(place_->kind == DropPlace::Kind::folder && app_.drag().holds(place_->folder)))
+        Q_EMIT rested(point_);
+    refresh();
+}
+
+void DropArea::scroll() {
+    auto* bar = scrolled_->verticalScrollBar();
+    const int above = std::max(0, edge - point_.y());
+    const int below = std::max(0, point_.y() - (surface_.height() - edge) + 1);
+    const int before = bar->value();
+    bar->setValue(before + (below - above) / 2);
+    if (bar->value() == before)
+        scrolling_.stop();
+    else
+        refresh();
+}
+
+} // namespace morv
