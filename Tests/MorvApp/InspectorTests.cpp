@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSlider>
+#include <algorithm>
 #include <filesystem>
 
 namespace morv {

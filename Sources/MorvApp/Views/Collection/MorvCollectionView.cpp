@@ -198,9 +198,7 @@ void MorvCollectionView::awaitTomorrow() {
     if (!until)
         return midnight_.stop();
     const auto seconds = until->sinceReference - options_.now().sinceReference;
-    midnight_.start(
-        std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1),
-        Qt::CoarseTimer, this);
+    midnight_.start(static_cast<int>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1, Qt::CoarseTimer, this);
 }
 
 void MorvCollectionView::relayout() {

@@ -172,7 +172,7 @@ void InspectorPanel::buildTags() {
     column->addWidget(tags_);
     tagNote_ = new ValueText(tagSection_);
     column->addWidget(tagNote_);
-    connect(tags_, &TagEditor::added, this, [this](const std::string& tag) { model_.changeTags({tag}, {}); });
+    connect(tags_, &TagEditor::added, this, [this](const std::string& tag) { changeTags({.add = {tag}}); });
     connect(tags_, &TagEditor::removed, this,
             [this](const std::string& tag) { changeTags({.remove = {tag}}); });
     column_->addWidget(tagSection_);

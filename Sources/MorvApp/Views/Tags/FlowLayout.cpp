@@ -6,6 +6,12 @@
 
 namespace morv {
 
+namespace {
+
+constexpr int narrowestField = 96;
+
+} // namespace
+
 FlowLayout::FlowLayout(QWidget* parent, int spacing) : QLayout(parent) {
     setContentsMargins(0, 0, 0, 0);
     setSpacing(spacing);
@@ -49,13 +55,16 @@ int FlowLayout::arrange(const QRect& rect, Act act) const {
     for (auto* item : items_) {
         if (item->isEmpty())
             continue;
+        const bool expands = item->expandingDirections().testFlag(Qt::Horizontal);
         auto size = item->sizeHint().boundedTo(QSize(rect.width(), QWIDGETSIZE_MAX));
+        if (expands)
+            size.setWidth(std::min(size.width(), narrowestField));
         if (x > 0 && x + size.width() > rect.width()) {
             x = 0;
             y += row + spacing();
             row = 0;
         }
-        if (item == items_.back())
+        if (expands)
             size.setWidth(rect.width() - x);
         if (act == Act::place)
             item->setGeometry(

@@ -1,5 +1,5 @@
-// Widgets in reading order, in as many rows as the width asks for. The last one takes what is left of its row.
-// Main thread.
+// Widgets in reading order, in as many rows as the width asks for. One that wants to expand takes what is left of
+// its row. Main thread.
 #pragma once
 
 #include <QLayout>

@@ -155,7 +155,6 @@ void SearchField::followPane() {
     const auto& pane = app_.activePane();
     const auto name =
         pane.location().isRoot() ? QStringLiteral("this computer") : shown(pane.location().lastComponent());
-    setPlaceholderText(chips_.empty() ? QStringLiteral("Search this folder") : QString());
     setAccessibleName(QStringLiteral("Search %1 and everything below it").arg(name));
     if (pane.tagFilter() != shownTag_ || pane.kindFilter() != shownKind_)
         updateChips();
