@@ -5,6 +5,7 @@
 #include "MorvApp/Integration/DesktopApplications.h"
 #include "MorvApp/Integration/DesktopPreferences.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
+#include "MorvApp/Integration/MailSender.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
@@ -130,6 +131,7 @@ private:
                 morv::FileURL::fromPath(
                     QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
                 morv::MorvServices::defaultsFile());
+        services_->itemSender = std::make_shared<morv::MailSender>();
         services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));

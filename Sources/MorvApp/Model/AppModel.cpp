@@ -11,8 +11,6 @@ namespace morv {
 
 namespace {
 
-constexpr double smallestIcon = 72;
-constexpr double largestIcon = 160;
 constexpr double iconStep = 16;
 /// More tabs and programs at once than anybody means to have.
 constexpr std::size_t mostOpenedAtOnce = 50;
@@ -407,13 +405,15 @@ void AppModel::perform(const CommandCall& call) {
         return developerTools_.openTerminal(developerTarget());
     case FileCommand::editor:
         return developerTools_.openEditor(developerTarget());
+    case FileCommand::info:
+        setShowInspector(true);
+        return Q_EMIT requested(call.command);
     case FileCommand::redo:
         return;
     case FileCommand::newWindow:
     case FileCommand::closeWindow:
     case FileCommand::quit:
     case FileCommand::preview:
-    case FileCommand::info:
     case FileCommand::share:
     case FileCommand::editPath:
     case FileCommand::search:

@@ -54,6 +54,8 @@ public:
     explicit FileClipboard(ClipboardBoard& board) : board_(board) {}
 
     bool write(const std::vector<FileURL>& urls, Mode mode);
+    /// The paths alone, as text: nothing that could be pasted as files.
+    bool writeLocations(const std::vector<FileURL>& urls);
     /// What a paste would take: a cut of ours that still stands, or the mark another application wrote.
     Offer read();
     /// Whether a paste would find files, as far as the types on the clipboard tell.

@@ -14,6 +14,7 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderHandlerModel.h"
 #include "MorvApp/Model/FolderInsightCache.h"
+#include "MorvApp/Model/ItemSender.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/LookPreferences.h"
 #include "MorvApp/Model/MediaDecoder.h"
@@ -67,6 +68,8 @@ private:
 public:
     SQLiteStore store;
     FileOperationEngine engine;
+    /// Null where nothing can be sent.
+    std::shared_ptr<const ItemSender> itemSender;
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;

@@ -252,6 +252,8 @@ QProgressBar::chunk { border-radius: 2px; background: $accent; }
 QFrame#card { background: $window; border: 1px solid $separator; border-radius: 12px; }
 QFrame#lookPreview { background: $content; border: 1px solid $separator; border-radius: 8px; }
 QFrame#bar { background: $window; border: none; }
+QFrame#inspector, QWidget#inspectorContent, QScrollArea#inspectorScroll { background: $window; border: none; }
+QScrollArea#inspectorScroll:focus { border-left: 2px solid $accent; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }
 QFrame#segments QToolButton { padding: 4px 8px; margin: 2px; border-radius: 4px; }

@@ -2,6 +2,8 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
+#include "MorvApp/Views/Inspector/InspectorPanel.h"
+#include "MorvApp/Views/Inspector/InspectorSplit.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
@@ -11,6 +13,7 @@
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "MorvApp/Views/Window/SearchField.h"
+#include "MorvApp/Views/Window/ShareMenu.h"
 #include "MorvApp/Views/Window/SheetHost.h"
 #include "MorvApp/Views/Window/StatusLine.h"
 #include "MorvApp/Views/Window/TabArea.h"
@@ -103,6 +106,10 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
             chooseFolder();
         else if (command == FileCommand::preview)
             togglePreview();
+        else if (command == FileCommand::info)
+            inspected_->panel().setFocus(Qt::ShortcutFocusReason);
+        else if (command == FileCommand::share)
+            showShareMenu();
         else if (command == FileCommand::closeWindow)
             close();
     });
@@ -157,7 +164,13 @@ QWidget* MainWindow::buildBody() {
     content_->addWidget(tabs_);
     workspace_ = new WorkspaceView(app_, content_);
     content_->addWidget(workspace_);
-    body_->addWidget(content_);
+    inspected_ = new InspectorSplit(app_, content_, body_);
+    connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
+    connect(&app_, &AppModel::showInspectorChanged, this, [this] {
+        if (!app_.showInspector() && !QApplication::focusWidget())
+            focusContent();
+    });
+    body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
     connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
@@ -256,7 +269,25 @@ void MainWindow::carryOut(FileCommand command) {
     auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
     if (field && isAncestorOf(field) && editText(*field, command))
         return;
+    if (command == FileCommand::info)
+        return toggleInfo();
     app_.perform(command);
+}
+
+void MainWindow::toggleInfo() {
+    if (!inspected_->panel().hasKeyboard())
+        return app_.perform(FileCommand::info);
+    app_.setShowInspector(false);
+    focusContent();
+}
+
+void MainWindow::showShareMenu() {
+    if (app_.currentPane().selection().empty())
+        return;
+    auto* menu = makeShareMenu(app_, this);
+    const auto size = menu->sizeHint();
+    const auto middle = content_->mapToGlobal(content_->rect().center());
+    menu->popup(middle - QPoint(size.width() / 2, size.height() / 2));
 }
 
 void MainWindow::chooseFolder() {
@@ -315,6 +346,7 @@ QWidget* MainWindow::buildToolbar() {
     buildSortMenu(addButton(bar, sort, QStringLiteral("view-sort-ascending")));
     addButton(bar, actions_->action(FileCommand::toggleSplit), QStringLiteral("view-split-left-right"));
     addButton(bar, actions_->action(FileCommand::newFolder), QStringLiteral("folder-new"));
+    addButton(bar, actions_->action(FileCommand::toggleInspector), QStringLiteral("documentinfo"));
     connect(&Theme::shared(), &Theme::changed, this, &MainWindow::retint);
     return bar;
 }

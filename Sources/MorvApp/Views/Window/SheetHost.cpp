@@ -10,6 +10,8 @@
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Sheets/TagsSheet.h"
+#include "MorvApp/Views/Sheets/ViewOptionsSheet.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvApp/Views/Workspaces/WorkspaceSheet.h"
 
@@ -79,6 +81,8 @@ Sheet* SheetHost::make(AppSheet wanted) {
         return new IntroductionSheet(app_, window_);
     case AppSheet::about:
         return new AboutSheet(app_, window_);
+    case AppSheet::viewOptions:
+        return new ViewOptionsSheet(app_, window_);
     case AppSheet::appearance:
         // The command needs the one folder; that it is still there nobody has promised.
         if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)

@@ -58,10 +58,8 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
 bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
-        for (const auto without :
-             {FileCommand::info, FileCommand::share, FileCommand::tidy, FileCommand::smartClean,
-              FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
-              FileCommand::connect, FileCommand::toggleInspector})
+        for (const auto without : {FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
+                                   FileCommand::creativeTools, FileCommand::connect})
             set.insert(static_cast<int>(without));
         return set;
     }();
