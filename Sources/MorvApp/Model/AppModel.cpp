@@ -11,8 +11,6 @@ namespace morv {
 
 namespace {
 
-constexpr double smallestIcon = 72;
-constexpr double largestIcon = 160;
 constexpr double iconStep = 16;
 /// More tabs and programs at once than anybody means to have.
 constexpr std::size_t mostOpenedAtOnce = 50;
@@ -142,6 +140,17 @@ void AppModel::openWithDefault(const FileURL& url) {
     tasks_.run(
         TaskLane::reading, [open = services_.opener, url](const std::stop_token&) { open(url); }, [] {},
         [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::openWith(const InstalledApplication& application, const std::vector<FileURL>& items) {
+    if (!services_.applications)
+        return;
+    tasks_.run(
+        TaskLane::reading,
+        [catalogue = services_.applications, application, items](const std::stop_token&) {
+            catalogue->open(application, items);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
 }
 
 void AppModel::goTo(const std::optional<FileURL>& folder) {
@@ -319,6 +328,12 @@ void AppModel::perform(const CommandCall& call) {
         return showSheet(AppSheet::connect);
     case FileCommand::keyBindings:
         return showSheet(AppSheet::keyBindings);
+    case FileCommand::settings:
+        return services_.windows.openSettings();
+    case FileCommand::introduction:
+        return services_.windows.showIntroduction(this);
+    case FileCommand::about:
+        return showSheet(AppSheet::about);
     case FileCommand::favourite:
         return library().addFavourite(pane.location());
     case FileCommand::saveSearch:
@@ -390,13 +405,15 @@ void AppModel::perform(const CommandCall& call) {
         return developerTools_.openTerminal(developerTarget());
     case FileCommand::editor:
         return developerTools_.openEditor(developerTarget());
+    case FileCommand::info:
+        setShowInspector(true);
+        return Q_EMIT requested(call.command);
     case FileCommand::redo:
         return;
     case FileCommand::newWindow:
     case FileCommand::closeWindow:
     case FileCommand::quit:
     case FileCommand::preview:
-    case FileCommand::info:
     case FileCommand::share:
     case FileCommand::editPath:
     case FileCommand::search:

@@ -16,6 +16,7 @@
 #include "MorvApp/Model/FileSession.h"
 #include "MorvApp/Model/MorvRuntime.h"
 #include "MorvApp/Model/PaneModel.h"
+#include "MorvApp/Model/TagChange.h"
 #include "MorvApp/Model/VolumeSource.h"
 
 #include <QObject>
@@ -46,6 +47,10 @@ public:
     enum class Review : std::uint8_t { whenNeeded, always };
     /// A last check before a reviewed plan runs, on a worker; throws with a sentence when the plan is stale.
     using ReviewValidation = std::function<void(const std::stop_token&)>;
+
+    /// Points; what a folder's own record says beyond them is left alone.
+    static constexpr double smallestIcon = 72;
+    static constexpr double largestIcon = 160;
 
     /// Begins at `initialLocation`, else at the services' first folder. `services` and `board` outlive it.
     AppModel(MorvServices& services, ClipboardBoard& board,
@@ -89,6 +94,8 @@ public:
     /// A plain folder is shown in the active pane; anything else opens with its default application. What it
     /// is, is read first.
     void open(const FileURL& url);
+    /// A failure is told by the error line.
+    void openWith(const InstalledApplication& application, const std::vector<FileURL>& items);
     /// Shows a folder in the active pane, at once. One that is shown already is not read again.
     void showFolder(const FileURL& folder);
     void filterTag(const std::string& tag);
@@ -161,6 +168,12 @@ public:
     void renameItem(const FileURL& item, std::string newName);
     void createFolder(const FileURL& parent, std::string name);
     void setTags(std::vector<FileURL> items, std::vector<std::string> tags);
+    /// Each item keeps its other tags, so that items with different ones need an operation for each result.
+    void changeTags(std::vector<FileURL> items, TagChange change);
+    /// Opens a message with the files attached; a failure is told by the error line.
+    void sendByMail(std::vector<FileURL> files);
+    /// The paths as text on the clipboard.
+    void copyLocations(const std::vector<FileURL>& items);
     /// With a router a plan that needs a review is handed over instead of being shown here.
     void setCommandRouter(std::function<void(const CommandCall&)> router) {
         commandRouter_ = std::move(router);

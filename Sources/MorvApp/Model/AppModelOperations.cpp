@@ -79,6 +79,35 @@ void AppModel::setTags(std::vector<FileURL> items, std::vector<std::string> tags
         plan(std::move(request));
 }
 
+void AppModel::changeTags(std::vector<FileURL> items, TagChange change) {
+    tasks_.run(
+        TaskLane::reading,
+        [items = std::move(items), change = std::move(change)](const std::stop_token& stop) {
+            return tagGroups(items, change, stop);
+        },
+        [this](std::vector<TagGroup> groups) {
+            for (auto& group : groups)
+                setTags(std::move(group.items), std::move(group.tags));
+        },
+        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::sendByMail(std::vector<FileURL> files) {
+    if (!services_.itemSender)
+        return setErrorMessage("No message could be opened. Check that an e-mail program is installed.");
+    tasks_.run(
+        TaskLane::watching,
+        [sender = services_.itemSender, files = std::move(files)](const std::stop_token& stop) {
+            sender->sendByMail(files, stop);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::copyLocations(const std::vector<FileURL>& urls) {
+    if (clipboard_.writeLocations(urls))
+        setStatus(urls.size() == 1 ? "Copied the location" : "Copied the locations of " + items(urls.size()));
+}
+
 void AppModel::copySelection(FileClipboard::Mode mode) {
     const auto urls = currentPane().selectedURLs();
     if (urls.empty() || !clipboard_.write(urls, mode))

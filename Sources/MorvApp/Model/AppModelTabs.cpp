@@ -10,7 +10,9 @@ namespace {
 constexpr std::size_t closedTabsKept = 20;
 
 PaneServices paneServices(MorvServices& services, UserDefaults* lastLocation) {
-    return {services.store, services.pools, lastLocation, DirectoryService()};
+    PaneServices result{services.store, services.pools, lastLocation};
+    result.standards = &services.defaults;
+    return result;
 }
 
 } // namespace

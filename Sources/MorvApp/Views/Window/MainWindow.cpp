@@ -2,14 +2,9 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
-#include "MorvApp/Views/Sheets/ActivitySheet.h"
-#include "MorvApp/Views/Sheets/EditorSheet.h"
-#include "MorvApp/Views/Sheets/EntrySheets.h"
-#include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
-#include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
-#include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
-#include "MorvApp/Views/Sheets/QuickActionsSheet.h"
-#include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Inspector/InspectorPanel.h"
+#include "MorvApp/Views/Inspector/InspectorSplit.h"
+#include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
@@ -18,6 +13,7 @@
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "MorvApp/Views/Window/SearchField.h"
+#include "MorvApp/Views/Window/ShareMenu.h"
 #include "MorvApp/Views/Window/SheetHost.h"
 #include "MorvApp/Views/Window/StatusLine.h"
 #include "MorvApp/Views/Window/TabArea.h"
@@ -82,6 +78,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     actions_->fill(*menuBar());
     workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
     connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
+    actions_->addMenu(*menuBar(), CommandMenu::help);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
@@ -107,6 +104,12 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
             search_->setFocus(Qt::ShortcutFocusReason);
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
+        else if (command == FileCommand::preview)
+            togglePreview();
+        else if (command == FileCommand::info)
+            inspected_->panel().setFocus(Qt::ShortcutFocusReason);
+        else if (command == FileCommand::share)
+            showShareMenu();
         else if (command == FileCommand::closeWindow)
             close();
     });
@@ -137,6 +140,7 @@ MainWindow::~MainWindow() {
     // The views below refer to the model, which goes first as a member. A column that goes with them would
     // tell those that have gone already.
     app_.setColumnPane(nullptr);
+    delete preview_;
     delete sheets_;
     delete takeCentralWidget();
     delete actions_;
@@ -160,7 +164,13 @@ QWidget* MainWindow::buildBody() {
     content_->addWidget(tabs_);
     workspace_ = new WorkspaceView(app_, content_);
     content_->addWidget(workspace_);
-    body_->addWidget(content_);
+    inspected_ = new InspectorSplit(app_, content_, body_);
+    connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
+    connect(&app_, &AppModel::showInspectorChanged, this, [this] {
+        if (!app_.showInspector() && !QApplication::focusWidget())
+            focusContent();
+    });
+    body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
     connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
@@ -215,6 +225,20 @@ void MainWindow::showEvent(QShowEvent* event) {
     settleSidebar();
 }
 
+void MainWindow::hideEvent(QHideEvent* event) {
+    QMainWindow::hideEvent(event);
+    // A window that is only minimised comes back with its preview.
+    if (preview_ && !event->spontaneous())
+        preview_->close();
+}
+
+void MainWindow::togglePreview() {
+    if (!preview_)
+        preview_ = new PreviewWindow(
+            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+    preview_->toggle();
+}
+
 /// False when it is no command of a text field.
 static bool editText(QLineEdit& field, FileCommand command) {
     switch (command) {
@@ -245,7 +269,25 @@ void MainWindow::carryOut(FileCommand command) {
     auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
     if (field && isAncestorOf(field) && editText(*field, command))
         return;
+    if (command == FileCommand::info)
+        return toggleInfo();
     app_.perform(command);
+}
+
+void MainWindow::toggleInfo() {
+    if (!inspected_->panel().hasKeyboard())
+        return app_.perform(FileCommand::info);
+    app_.setShowInspector(false);
+    focusContent();
+}
+
+void MainWindow::showShareMenu() {
+    if (app_.currentPane().selection().empty())
+        return;
+    auto* menu = makeShareMenu(app_, this);
+    const auto size = menu->sizeHint();
+    const auto middle = content_->mapToGlobal(content_->rect().center());
+    menu->popup(middle - QPoint(size.width() / 2, size.height() / 2));
 }
 
 void MainWindow::chooseFolder() {
@@ -304,6 +346,7 @@ QWidget* MainWindow::buildToolbar() {
     buildSortMenu(addButton(bar, sort, QStringLiteral("view-sort-ascending")));
     addButton(bar, actions_->action(FileCommand::toggleSplit), QStringLiteral("view-split-left-right"));
     addButton(bar, actions_->action(FileCommand::newFolder), QStringLiteral("folder-new"));
+    addButton(bar, actions_->action(FileCommand::toggleInspector), QStringLiteral("documentinfo"));
     connect(&Theme::shared(), &Theme::changed, this, &MainWindow::retint);
     return bar;
 }

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Browser/ColumnsView.h"
 #include "MorvApp/Views/Browser/GalleryView.h"
+#include "MorvApp/Views/Collection/DownloadsBar.h"
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -30,6 +31,7 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, Brows
     title_->hide();
     column->addWidget(title_);
     column->addWidget(buildSearchLine());
+    column->addWidget(new DownloadsBar(pane, this));
     followView();
     connect(&pane_, &PaneModel::preferencesChanged, this, &PaneView::followView);
     connect(&pane_, &PaneModel::locationChanged, this, &PaneView::updateTitle);

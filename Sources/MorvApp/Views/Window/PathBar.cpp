@@ -49,6 +49,9 @@ PathBar::PathBar(AppModel& app, QWidget* parent)
     badge_ = new GitBadge(git_, this);
     layout_->addWidget(badge_);
     connect(&git_, &GitStatusModel::changed, this, &PathBar::fit);
+    const auto followSetting = [this] { git_.setWanted(app_.services().defaults.showsGitStatus()); };
+    connect(&app_.services().defaults, &UserDefaults::showsGitStatusChanged, this, followSetting);
+    followSetting();
     editor_ = new QLineEdit(this);
     editor_->setAccessibleName(QStringLiteral("Path"));
     editor_->installEventFilter(this);
