@@ -63,7 +63,7 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
     folder("work/a");
     folder("work/a/b");
     folder("work/a/b/c");
-    file("work/a/b/c/deep.txt");
+    file("a/b/c/deep.txt");
     file("z.txt");
     openColumns();
     type(QStringLiteral("a"));
@@ -96,8 +96,8 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
 
 TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
     folder("work/a");
-    file("work/a/one.txt");
-    file("work/a/two.txt");
+    file("a/one.txt");
+    file("a/two.txt");
     file("z.txt");
     openColumns();
     auto& first = columns()->collection(0);
@@ -157,7 +157,7 @@ TEST_F(BrowserTest, theFocusedColumnIsInSight) {
 
 TEST_F(BrowserTest, viewsTabsSplitsAndSessionsKeepSelectionAndFocus) {
     folder("work/a");
-    file("work/a/one.txt");
+    file("a/one.txt");
     file("z.txt");
     openColumns();
     key(Qt::Key_Down);
