@@ -75,6 +75,7 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
     EXPECT_THAT(chosen(), ElementsAre("b"));
     EXPECT_EQ(crumb(), QStringLiteral("a")) << "the path is that of the column with the keyboard";
     key(Qt::Key_O, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"c"}; }));
     key(Qt::Key_Right);
     ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"deep.txt"}; }));
     ASSERT_TRUE(eventually([&] { return columns()->preview() != nullptr; }));
