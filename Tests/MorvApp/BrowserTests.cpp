@@ -21,8 +21,9 @@ using testing::IsEmpty;
 
 class BrowserTest : public WindowTest {
 protected:
-    ColumnsView* columns() { return find<ColumnsView>("columnsView"); }
-    GalleryView* gallery() { return find<GalleryView>("galleryView"); }
+    /// Null in another view.
+    ColumnsView* columns() { return window->findChild<TabArea*>()->activeView()->columns(); }
+    GalleryView* gallery() { return window->findChild<TabArea*>()->activeView()->gallery(); }
     void openColumns() {
         open();
         key(Qt::Key_3, Qt::ControlModifier);
@@ -190,7 +191,7 @@ TEST_F(BrowserTest, viewsTabsSplitsAndSessionsKeepSelectionAndFocus) {
     ASSERT_TRUE(columns()) << "the folder comes back as it was seen";
 
     window->collection().setFocus();
-    key(Qt::Key_Down);
+    key(Qt::Key_Home);
     ASSERT_TRUE(shows({"work", "a"}));
     app().saveSession("window");
     ASSERT_TRUE(eventually([&] { return app().status() == "Session saved"; }));
