@@ -217,6 +217,9 @@ QLabel#errorText { color: $failure; }
 QFrame#trashBand { background: $quiet; border: none; }
 QFrame#trashBand[problem="true"] { background: $errorBack; }
 QLabel#secondary { color: $secondary; }
+QStackedWidget#previewStage { background: $content; }
+QLabel#previewCaption { color: $secondary; background: $window; border-top: 1px solid $separator;
+                        padding: 8px 16px; }
 QLabel#warning { color: $warning; }
 QLabel#title { font-size: 14pt; font-weight: 600; }
 QLabel#heading { font-weight: 600; }
