@@ -1,6 +1,7 @@
 // What belongs to the desktop: volumes that come and go, and who opens folders.
 #include "MorvApp/Integration/DefaultFolderHandler.h"
 #include "MorvApp/Integration/SystemVolumes.h"
+#include "MorvApp/Model/MorvRuntime.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Platform/UserFolders.h"
 #include "Tests/MorvApp/Support.h"
@@ -114,6 +115,7 @@ protected:
     }
     UserDefaults defaults{FileURL::fromPath(std::string(std::getenv("XDG_CONFIG_HOME")) + "/Morv/Morv.conf")};
     DefaultFolderHandler handler{FileURL::fromPath("/opt/my apps/morv"), defaults};
+    TaskPools pools;
 };
 
 TEST_F(DefaultFolderHandlerTest, itIsRememberedWhatWasThereAndPutBack) {
@@ -152,6 +154,24 @@ TEST_F(DefaultFolderHandlerTest, itIsRememberedWhatWasThereAndPutBack) {
         handler.restore(); // GIO still knows the entry
         return false;
     }));
+}
+
+TEST_F(DefaultFolderHandlerTest, fromAnyThreadTheSameIsRemembered) {
+    install("other.desktop");
+    install("org.morv.Morv.desktop");
+    std::ofstream(std::filesystem::path(std::getenv("XDG_CONFIG_HOME")) / "mimeapps.list")
+        << "[Default Applications]\ninode/directory=other.desktop\n";
+    FolderHandlerModel model(pools,
+                             std::make_shared<DesktopFolderHandler>(FileURL::fromPath("/opt/my apps/morv"),
+                                                                    MorvServices::defaultsFile()));
+    model.refresh();
+    ASSERT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
+    model.makeDefault();
+    ASSERT_TRUE(eventually([&] { return model.state() && model.state()->isMorv; }));
+    EXPECT_EQ(defaults.replacedFolderHandler(), "other.desktop");
+    model.restore();
+    EXPECT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
+    EXPECT_EQ(defaults.replacedFolderHandler(), "");
 }
 
 } // namespace

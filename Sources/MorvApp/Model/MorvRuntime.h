@@ -5,14 +5,18 @@
 // Threading   made and used on the main thread; the store and the engine are safe to share
 #pragma once
 
+#include "MorvApp/Model/ApplicationCatalogue.h"
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
 #include "MorvApp/Model/FinderTrashController.h"
 #include "MorvApp/Model/FolderAppearanceStore.h"
+#include "MorvApp/Model/FolderHandlerModel.h"
 #include "MorvApp/Model/FolderInsightCache.h"
+#include "MorvApp/Model/ItemSender.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/LookPreferences.h"
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TaskScope.h"
@@ -42,7 +46,10 @@ public:
     /// MORV_DATA_DIRECTORY as it is given (a relative one from the working directory, as in morvctl), else
     /// "Morv" in the user's data folder. Throws PosixError when the working directory is needed and gone.
     static FileURL dataDirectory(const Environment& environment);
-    /// Where a new window begins: MORV_START_DIRECTORY, the last folder, Downloads, home. Not looked up.
+    /// "Morv.conf" in the user's configuration folder.
+    static FileURL defaultsFile();
+    /// Where a new window begins: MORV_START_DIRECTORY, what the user has chosen (at first the last folder),
+    /// Downloads, home. Not looked up.
     FileURL firstFolder() const;
     /// With a start folder from the environment the remembered one is left alone.
     bool remembersLocation() const { return !value(environment, "MORV_START_DIRECTORY"); }
@@ -53,6 +60,7 @@ public:
 
     const Environment environment;
     UserDefaults defaults;
+    LookPreferences look;
 
 private:
     DataDirectoryLock lock_;
@@ -60,9 +68,15 @@ private:
 public:
     SQLiteStore store;
     FileOperationEngine engine;
+    /// Null where nothing can be sent.
+    std::shared_ptr<const ItemSender> itemSender;
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null where no application can be started.
+    std::shared_ptr<const ApplicationCatalogue> applications;
+    /// Null where the desktop has no such choice.
+    std::shared_ptr<const FolderHandler> folderHandler;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;

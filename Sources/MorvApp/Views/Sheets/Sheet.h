@@ -39,6 +39,8 @@ protected:
     QPushButton* addDefault(const QString& title);
     /// Lays the card out; called by a subclass when it is filled.
     void present(QWidget* focus);
+    /// Lays it out again, after what it holds has become more or less.
+    void place();
 
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -47,7 +49,8 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    void place();
+    /// Rises into its place, as far as motion is wanted.
+    void arrive();
 
     QSize largest_;
     Height height_;
@@ -55,6 +58,7 @@ private:
     QVBoxLayout* body_;
     QHBoxLayout* buttons_;
     int actionCount_ = 0;
+    double arrival_ = 1; ///< 0 to 1: how far it has come
     QPushButton* default_ = nullptr;
     QPointer<QWidget> previousFocus_;
 };

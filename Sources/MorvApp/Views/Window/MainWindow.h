@@ -17,6 +17,7 @@ class QToolButton;
 
 namespace morv {
 
+class InspectorSplit;
 class MorvCollectionView;
 class PathBar;
 class PreviewWindow;
@@ -64,6 +65,9 @@ private:
     void settleSidebar();
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
     void carryOut(FileCommand command);
+    /// To the inspector, or from it and away with it.
+    void toggleInfo();
+    void showShareMenu();
     void chooseFolder();
     void togglePreview();
     void buildSortMenu(QToolButton* button);
@@ -82,6 +86,7 @@ private:
     WorkspaceView* workspace_ = nullptr;
     QStackedWidget* content_ = nullptr;
     QSplitter* body_ = nullptr;
+    InspectorSplit* inspected_ = nullptr;
     QMenu* workspaceMenu_ = nullptr;
     SidebarColumn column_;
     PathBar* pathBar_ = nullptr;

@@ -1,13 +1,17 @@
 #include "MorvApp/Views/Window/SheetHost.h"
 
+#include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
 #include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
+#include "MorvApp/Views/Sheets/IntroductionSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Sheets/TagsSheet.h"
+#include "MorvApp/Views/Sheets/ViewOptionsSheet.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvApp/Views/Workspaces/WorkspaceSheet.h"
 
@@ -19,6 +23,15 @@ SheetHost::SheetHost(AppModel& app, WindowActions& actions, QWidget* window)
     : app_(app), actions_(actions), window_(window) {
     connect(&app_, &AppModel::reviewPlanChanged, this, &SheetHost::update);
     connect(&app_, &AppModel::sheetChanged, this, &SheetHost::update);
+    auto& windows = app_.services().windows;
+    connect(&windows, &FileWindows::introductionTargetChanged, this, [this, &windows] {
+        if (windows.introductionTarget() == &app_)
+            app_.showSheet(AppSheet::introduction);
+    });
+    connect(&app_, &AppModel::sheetChanged, this, [this, &windows] {
+        if (app_.sheet() != AppSheet::introduction)
+            windows.introductionEnded(app_);
+    });
 }
 
 SheetHost::~SheetHost() {
@@ -64,6 +77,12 @@ Sheet* SheetHost::make(AppSheet wanted) {
         return new EditorSheet(app_, window_);
     case AppSheet::keyBindings:
         return new KeyBindingsSheet(app_, window_);
+    case AppSheet::introduction:
+        return new IntroductionSheet(app_, window_);
+    case AppSheet::about:
+        return new AboutSheet(app_, window_);
+    case AppSheet::viewOptions:
+        return new ViewOptionsSheet(app_, window_);
     case AppSheet::appearance:
         // The command needs the one folder; that it is still there nobody has promised.
         if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)

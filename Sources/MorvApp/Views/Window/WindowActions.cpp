@@ -58,11 +58,8 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
 bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
-        for (const auto without :
-             {FileCommand::info, FileCommand::share, FileCommand::tidy, FileCommand::smartClean,
-              FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::viewOptions,
-              FileCommand::connect, FileCommand::toggleInspector, FileCommand::viewAsColumns,
-              FileCommand::viewAsGallery})
+        for (const auto without : {FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
+                                   FileCommand::creativeTools, FileCommand::connect})
             set.insert(static_cast<int>(without));
         return set;
     }();
@@ -70,19 +67,22 @@ bool WindowActions::isOffered(FileCommand command) {
 }
 
 void WindowActions::fill(QMenuBar& bar) {
-    for (const auto place : menus) {
-        auto* menu = bar.addMenu(text(title(place)));
-        for (const auto& row : FileManagerCommands::rows()) {
-            if (row.menu != place || !isOffered(row.command))
-                continue;
-            if (row.startsGroup)
-                menu->addSeparator();
-            menu->addAction(action(row.command));
-        }
-        if (place == CommandMenu::files) {
+    for (const auto place : menus)
+        addMenu(bar, place);
+}
+
+void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
+    auto* menu = bar.addMenu(text(title(place)));
+    for (const auto& row : FileManagerCommands::rows()) {
+        if (row.menu != place || !isOffered(row.command))
+            continue;
+        if (row.startsGroup)
             menu->addSeparator();
-            menu->addAction(emptyTrash_);
-        }
+        menu->addAction(action(row.command));
+    }
+    if (place == CommandMenu::files) {
+        menu->addSeparator();
+        menu->addAction(emptyTrash_);
     }
 }
 

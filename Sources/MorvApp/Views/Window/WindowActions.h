@@ -36,7 +36,9 @@ public:
     QAction* action(FileCommand command) const { return actions_.at(command); }
     /// Beside the table: no command of files or of a window, but of the whole system.
     QAction* emptyTrash() const { return emptyTrash_; }
+    /// The menus of files and windows.
     void fill(QMenuBar& bar);
+    void addMenu(QMenuBar& bar, CommandMenu place);
     /// Groups between separators; what is not offered or not enabled is left out.
     void fill(QMenu& menu, const std::vector<std::vector<FileCommand>>& groups) const;
     /// What Return does to the selected files.
