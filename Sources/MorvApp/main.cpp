@@ -3,6 +3,7 @@
 #include "MorvApp/Integration/ColourScheme.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/LaunchArguments.h"
@@ -123,6 +124,8 @@ private:
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
+        servers_.emplace(services_->pools);
+        services_->servers = &*servers_;
         services_->trash.setOperations(
             {morv::emptyTrashAlert(), morv::trashFinishedAlert(),
              [](const std::stop_token& stop) { morv::emptySystemTrash(morv::emptyTrashLimit, stop); },
@@ -181,6 +184,7 @@ private:
     std::optional<ApplicationService> service_;
     std::optional<morv::ProcessLife> life_;
     std::optional<morv::SystemVolumes> volumes_;
+    std::optional<morv::ServerMounts> servers_;
     std::optional<morv::StartupFailureView> failure_;
 };
 

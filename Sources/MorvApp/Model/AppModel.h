@@ -24,6 +24,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -122,6 +123,8 @@ public:
     VolumeSource* volumes() const { return services_.windows.volumes(); }
     /// Unmounts, in its own time; a failure is told by the error line.
     void eject(const FileURL& volume);
+    /// Those that this window has asked to go and that are still here.
+    const std::set<FileURL>& ejecting() const { return ejecting_; }
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
     /// Files that are dragged over this window.
@@ -183,6 +186,7 @@ Q_SIGNALS:
     void fileSnapshotRevisionChanged();
     void layoutRestored();
     void reviewPlanChanged();
+    void ejectingChanged();
     void errorMessageChanged();
     void statusChanged();
     void isOperatingChanged();
@@ -262,6 +266,7 @@ private:
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
     std::function<void(const CommandCall&)> commandRouter_;
+    std::set<FileURL> ejecting_;
     std::optional<std::string> errorMessage_;
     std::optional<std::string> status_;
     bool isOperating_ = false;

@@ -19,7 +19,10 @@ PaneServices paneServices(MorvServices& services) {
 // Tabs and panes.
 
 std::unique_ptr<PaneModel> AppModel::makePane(const FileURL& location) {
-    return std::make_unique<PaneModel>(location, paneServices(services_));
+    auto pane = std::make_unique<PaneModel>(location, paneServices(services_));
+    connect(pane.get(), &PaneModel::loaded, this,
+            [this, made = pane.get()] { services_.tags.notice(made->entries()); });
+    return pane;
 }
 
 FileTab AppModel::makeTab(const FileURL& location) {

@@ -14,8 +14,10 @@
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/SplitLayout.h"
+#include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/UserDefaults.h"
+#include "MorvApp/Model/VolumeSpaces.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
 
@@ -28,6 +30,8 @@ namespace morv {
 
 /// Opens an item with the desktop's default application. Called on a worker; throws with a sentence.
 using ItemOpener = std::function<void(const FileURL&)>;
+
+class ServerConnector;
 
 class MorvServices {
 public:
@@ -61,10 +65,14 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null where no server can be reached.
+    ServerConnector* servers = nullptr;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    TagsInUse tags;
+    VolumeSpaces spaces;
     FolderInsightCache insights;
     FolderAppearanceStore appearances;
     FileWindows windows;

@@ -3,6 +3,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
@@ -90,7 +91,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(line(content));
     column->addWidget(buildErrorLine());
     column->addWidget(new TrashBand(services_, content));
-    column->addWidget(buildBody(), 1);
+    column->addWidget(withRail(buildBody()), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
@@ -145,7 +146,7 @@ QWidget* MainWindow::buildBody() {
     body_ = new QSplitter(this);
     body_->setChildrenCollapsible(false);
     body_->setHandleWidth(1);
-    sidebar_ = new Sidebar(app_, body_);
+    sidebar_ = new Sidebar(app_, Sidebar::Form::full, body_);
     body_->addWidget(sidebar_);
     content_ = new QStackedWidget(body_);
     content_->addWidget(tabs_);
@@ -158,6 +159,18 @@ QWidget* MainWindow::buildBody() {
     connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
     connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
     return body_;
+}
+
+QWidget* MainWindow::withRail(QWidget* body) {
+    auto* whole = new QWidget(this);
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
+    row->addWidget(rail_);
+    row->addWidget(body, 1);
+    connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    return whole;
 }
 
 void MainWindow::showContent() {
@@ -196,6 +209,7 @@ void MainWindow::settleSidebar() {
     using Mode = SidebarColumn::Mode;
     const bool isShown = app_.showSidebar();
     sidebar_->setVisible(isShown);
+    rail_->setVisible(!isShown);
     const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
@@ -411,6 +425,9 @@ void MainWindow::updateSheet() {
     case AppSheet::workspace:
     case AppSheet::editWorkspace:
         sheet_ = new WorkspaceSheet(app_, this);
+        break;
+    case AppSheet::connect:
+        sheet_ = new ConnectSheet(app_, this);
         break;
     case AppSheet::commands:
         sheet_ = new QuickActionsSheet(app_, this);
