@@ -1,9 +1,11 @@
 #include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/ColourScheme.h"
+#include "MorvApp/Integration/DecoderProcess.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/ProcessLife.h"
 #include "MorvApp/Integration/ServerMounts.h"
+#include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/LaunchArguments.h"
@@ -13,6 +15,7 @@
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
 #include "MorvApp/Views/Window/StartupFailureView.h"
 #include "MorvApp/Views/Window/SystemClipboard.h"
+#include "MorvCore/Platform/UserFolders.h"
 
 #include <QApplication>
 #include <QIcon>
@@ -122,6 +125,9 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
+            services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
         servers_.emplace(services_->pools);

@@ -26,11 +26,13 @@ struct MediaPicture {
 
 struct MediaRequest {
     FileURL file;
-    int side = 256; ///< pixels of the longest side of the answer; a picture is never enlarged to it
-    int page = 0;   ///< of a document, from 0
+    int side =
+        256; ///< pixels of the longest side of the answer; pixels are never enlarged to it, pages and drawings fill it
+    int page = 0; ///< of a document, from 0
 };
 
-/// "Duration" and "3:20": for people, in the order in which they are to be read.
+/// "Duration" and "3:20": for people, in the order in which they are to be read. Valid UTF-8, but a stranger's:
+/// shown with control and direction characters made visible.
 struct MediaFact {
     std::string title;
     std::string value;

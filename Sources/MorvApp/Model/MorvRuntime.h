@@ -13,9 +13,11 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvApp/Model/VolumeSpaces.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
@@ -67,6 +69,8 @@ public:
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
     /// Null where no server can be reached.
     ServerConnector* servers = nullptr;
+    /// Of windows that are made from now on. Null: files are shown by the icon of their type.
+    std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
@@ -74,6 +78,7 @@ public:
     TagsInUse tags;
     VolumeSpaces spaces;
     FolderInsightCache insights;
+    ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;
     FileWindows windows;
     FinderTrashController trash;

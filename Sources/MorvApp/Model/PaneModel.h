@@ -76,6 +76,7 @@ public:
     /// the chosen field, then the names. After a change of the order a large folder keeps the old one until a
     /// worker has sorted it.
     const std::vector<EntryRef>& displayedEntries() const { return *displayed_; }
+    EntryOrder displayedOrder() const { return displayed_; }
     const FileEntry& displayedEntry(std::size_t index) const { return entries_[(*displayed_)[index]]; }
     std::uint64_t displayRevision() const { return displayRevision_; }
 

@@ -87,4 +87,12 @@ DayBoundaries dayBoundaries(const DayCalendar& rules, const Date& now) {
     return result;
 }
 
+Date beginningOfDay(const DayCalendar& rules, const Date& now, int days) {
+    const auto calendar = makeCalendar(rules);
+    UErrorCode status = U_ZERO_ERROR;
+    calendar->setTime(now.unixSeconds() * 1000, status);
+    check(status);
+    return beginning(*calendar, days);
+}
+
 } // namespace morv

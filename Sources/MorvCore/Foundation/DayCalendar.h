@@ -32,5 +32,7 @@ struct DayBoundaries {
 
 /// An unknown time zone counts as UTC.
 DayBoundaries dayBoundaries(const DayCalendar& calendar, const Date& now);
+/// The first moment of the day that lies `days` after the one of `now`.
+Date beginningOfDay(const DayCalendar& calendar, const Date& now, int days);
 
 } // namespace morv

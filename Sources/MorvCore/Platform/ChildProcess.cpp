@@ -2,19 +2,15 @@
 
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Platform/Descriptor.h"
+#include "MorvCore/Platform/SystemCallFilter.h"
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstddef>
 #include <fcntl.h>
-#include <linux/audit.h>
 #include <linux/close_range.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/eventfd.h>
@@ -28,44 +24,24 @@ namespace morv {
 
 namespace {
 
+using filter::answer;
+using filter::compare;
+using filter::loadArgument;
+using filter::onlyIf;
+using filter::onThisArchitecture;
+
 constexpr std::size_t pieceSize = 16384;
 
-#if defined(__x86_64__)
-constexpr std::uint32_t architecture = AUDIT_ARCH_X86_64;
-#elif defined(__aarch64__)
-constexpr std::uint32_t architecture = AUDIT_ARCH_AARCH64;
-#elif defined(__riscv) && __riscv_xlen == 64
-constexpr std::uint32_t architecture = AUDIT_ARCH_RISCV64;
-#else
-#error "The numbers of system calls are those of one architecture: name it here."
-#endif
-
-constexpr std::uint32_t firstArgument =
-    offsetof(seccomp_data, args) + (std::endian::native == std::endian::big ? sizeof(std::uint32_t) : 0);
-
-constexpr sock_filter load(std::uint32_t offset) {
-    return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset);
-}
-constexpr sock_filter answer(std::uint32_t action) {
-    return BPF_STMT(BPF_RET | BPF_K, action);
-}
-/// The numbers of instructions to skip when the comparison holds, and when it does not.
-constexpr sock_filter compare(std::uint16_t how, std::uint32_t value, std::uint8_t held,
-                              std::uint8_t failed) {
-    return BPF_JUMP(static_cast<std::uint16_t>(BPF_JMP | how | BPF_K), value, held, failed);
-}
-/// Skips the next instruction unless what was loaded is `value`.
-constexpr sock_filter onlyIf(std::uint32_t value) {
-    return compare(BPF_JEQ, value, 0, 1);
-}
+/// What a program that serves has as its descriptor of the socket.
+constexpr int channelNumber = RunningChild::channel;
 
 /// Refuses new processes. The flags of clone3 are out of a filter's sight: without that call the C library
 /// makes its threads with clone, whose flags are not.
 const std::array refuseProcesses = {
-    load(offsetof(seccomp_data, arch)),
-    compare(BPF_JEQ, architecture, 1, 0),
-    answer(SECCOMP_RET_KILL_PROCESS),
-    load(offsetof(seccomp_data, nr)),
+    onThisArchitecture[0],
+    onThisArchitecture[1],
+    onThisArchitecture[2],
+    onThisArchitecture[3],
 #ifdef __NR_fork
     onlyIf(__NR_fork),
     answer(SECCOMP_RET_ERRNO | EPERM),
@@ -75,17 +51,17 @@ const std::array refuseProcesses = {
     onlyIf(__NR_clone3),
     answer(SECCOMP_RET_ERRNO | ENOSYS),
     compare(BPF_JEQ, __NR_clone, 0, 3),
-    load(firstArgument),
+    loadArgument(0),
     compare(BPF_JSET, CLONE_THREAD, 1, 0),
     answer(SECCOMP_RET_ERRNO | EPERM),
     answer(SECCOMP_RET_ALLOW),
 };
 
-/// Above the three standard numbers, which the child puts its own into.
+/// Above the numbers that the child puts its own into.
 Descriptor aboveStandard(Descriptor descriptor) {
-    if (descriptor.get() > STDERR_FILENO)
+    if (descriptor.get() > channelNumber)
         return descriptor;
-    const int number = ::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int number = ::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, channelNumber + 1);
     if (number < 0)
         throw PosixError(errno);
     return Descriptor(number);
@@ -119,7 +95,8 @@ struct Start {
     char* const* environment;
     int nullDevice;
     int output;
-    int report; ///< receives the errno value of what failed; closed by success
+    int channel; ///< -1: none
+    int report;  ///< receives the errno value of what failed; closed by success
     sock_fprog filter;
 };
 
@@ -135,7 +112,9 @@ bool prepare(const Start& start) {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     return ::dup2(start.nullDevice, STDIN_FILENO) >= 0 && ::dup2(start.output, STDOUT_FILENO) >= 0 &&
            ::dup2(start.nullDevice, STDERR_FILENO) >= 0 &&
-           ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == 0 &&
+           (start.channel < 0 || ::dup2(start.channel, channelNumber) >= 0) &&
+           ::close_range(start.channel < 0 ? channelNumber : channelNumber + 1, ~0U, CLOSE_RANGE_CLOEXEC) ==
+               0 &&
            ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
            ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &start.filter) == 0;
 }
@@ -176,39 +155,16 @@ pid_t launch(const Start& start) {
     return child;
 }
 
-/// A process of ours; it ends with its owner at the latest.
-class Child {
-public:
-    explicit Child(pid_t process) : process_(process) {}
-    Child(Child&& other) noexcept : process_(std::exchange(other.process_, -1)) {}
-    Child& operator=(Child&&) = delete;
-    ~Child() { end(); }
-
-    pid_t process() const { return process_; }
-
-    /// Kills it if it still runs and returns its status.
-    int end() {
-        if (process_ < 0)
-            return 0;
-        // Until it is reaped, nobody else's group has its number.
-        ::kill(-process_, SIGKILL);
-        int status = 0;
-        pid_t reaped = 0;
-        do
-            reaped = ::waitpid(process_, &status, 0);
-        while (reaped < 0 && errno == EINTR);
-        process_ = -1;
-        if (reaped < 0)
-            return -1;
-        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    }
-
-private:
-    pid_t process_;
+struct ProgramStart {
+    const std::string& executable;
+    const std::vector<std::string>& arguments;
+    const std::vector<std::string>& environment;
+    Descriptor output;  ///< standard output; none: the null device
+    Descriptor channel; ///< none: it has no socket of ours
 };
 
-/// Starts the program with `output` as its standard output, which is closed here.
-Child startProgram(const ChildRequest& request, Descriptor output) {
+/// Starts the program; what was handed over is closed here.
+RunningChild startProgram(ProgramStart request) {
     auto texts = request.arguments;
     texts.insert(texts.begin(), request.executable);
     const auto arguments = pointers(texts);
@@ -217,16 +173,19 @@ Child startProgram(const ChildRequest& request, Descriptor output) {
     if (!opened)
         throw PosixError(errno, "/dev/null");
     const auto nullDevice = aboveStandard(std::move(opened));
+    if (request.channel)
+        request.channel = aboveStandard(std::move(request.channel));
     Pipe report;
     const Start start{request.executable.c_str(),
                       arguments.data(),
                       environment.data(),
                       nullDevice.get(),
-                      output.get(),
+                      request.output ? request.output.get() : nullDevice.get(),
+                      request.channel.get(),
                       report.writeEnd.get(),
                       {static_cast<unsigned short>(refuseProcesses.size()),
                        const_cast<sock_filter*>(refuseProcesses.data())}};
-    Child child(launch(start));
+    RunningChild child(launch(start));
     report.writeEnd.reset();
     int code = 0;
     ssize_t count = 0;
@@ -260,6 +219,27 @@ int millisecondsUntil(std::chrono::steady_clock::time_point moment) {
 
 } // namespace
 
+RunningChild RunningChild::serving(const std::string& executable, const std::vector<std::string>& environment,
+                                   Descriptor channel) {
+    return startProgram({executable, {}, environment, {}, std::move(channel)});
+}
+
+int RunningChild::end() {
+    if (process_ < 0)
+        return 0;
+    // Until it is reaped, nobody else's group has its number.
+    ::kill(-process_, SIGKILL);
+    int status = 0;
+    pid_t reaped = 0;
+    do
+        reaped = ::waitpid(process_, &status, 0);
+    while (reaped < 0 && errno == EINTR);
+    process_ = -1;
+    if (reaped < 0)
+        return -1;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 ChildResult runChild(const ChildRequest& request, const std::stop_token& stop) {
     checkCancelled(stop);
     const Descriptor stopped(::eventfd(0, EFD_CLOEXEC));
@@ -267,7 +247,8 @@ ChildResult runChild(const ChildRequest& request, const std::stop_token& stop) {
         throw PosixError(errno);
     const std::stop_callback wake(stop, [&stopped] { ::eventfd_write(stopped.get(), 1); });
     Pipe pipe;
-    auto child = startProgram(request, std::move(pipe.writeEnd));
+    auto child = startProgram(
+        {request.executable, request.arguments, request.environment, std::move(pipe.writeEnd), {}});
     const Descriptor life(static_cast<int>(::syscall(SYS_pidfd_open, child.process(), 0)));
     if (!life)
         throw PosixError(errno, request.executable);

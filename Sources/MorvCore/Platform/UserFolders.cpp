@@ -101,4 +101,8 @@ FileURL configurationHome() {
     return baseFolder("XDG_CONFIG_HOME", "/.config");
 }
 
+FileURL cacheHome() {
+    return baseFolder("XDG_CACHE_HOME", "/.cache");
+}
+
 } // namespace morv

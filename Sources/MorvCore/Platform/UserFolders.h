@@ -17,5 +17,7 @@ std::optional<FileURL> userFolder(UserFolder folder);
 FileURL dataHome();
 /// $XDG_CONFIG_HOME, or ~/.config.
 FileURL configurationHome();
+/// $XDG_CACHE_HOME, or ~/.cache.
+FileURL cacheHome();
 
 } // namespace morv

@@ -1,106 +1,206 @@
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 
-#include <algorithm>
-
 namespace morv {
 
 namespace {
 
 constexpr int gridMargin = 12;
 constexpr int listMargin = 8;
+constexpr int columnMargin = 4;
+constexpr int aboveFirstRow = 6;
+constexpr int belowLastRow = 18;
+constexpr int betweenSections = 8;
 /// "128 items" needs about this much room.
 constexpr int narrowestWithCaption = 84;
+constexpr std::int64_t highest = 1 << 30;
 
 } // namespace
 
-CollectionLayout CollectionLayout::grid(std::int64_t count, QSize viewport, int iconSize, int lineHeight) {
-    CollectionLayout layout;
-    layout.mode_ = CollectionMode::grid;
-    layout.count_ = count;
-    layout.picture_ = iconSize * 3 / 5 / 4 * 4;
-    layout.caption_ = iconSize >= narrowestWithCaption ? lineHeight : 0;
-    layout.cell_ = {iconSize + 8, layout.picture_ + 2 * lineHeight + layout.caption_ + 26};
-    layout.margin_ = gridMargin;
-    const int width = std::max(viewport.width() - 2 * gridMargin, layout.cell_.width());
-    layout.columns_ = std::max(1, width / layout.cell_.width());
-    layout.stride_ = std::max<double>(layout.cell_.width(),
-                                      static_cast<double>(width) / static_cast<double>(layout.columns_));
-    // A few items stay together at the left instead of drifting apart.
-    if (count < layout.columns_)
-        layout.stride_ = std::min<double>(layout.stride_, layout.cell_.width() + 16);
-    return layout;
+CollectionLayout::CollectionLayout(CollectionMode mode, std::span<const FileDisplaySection> sections,
+                                   const CollectionGeometry& geometry)
+    : mode_(mode), viewport_(geometry.viewport), isMirrored_(geometry.direction == Qt::RightToLeft) {
+    std::size_t largest = 0;
+    for (const auto& section : sections) {
+        count_ += static_cast<std::int64_t>(section.count);
+        largest = std::max(largest, section.count);
+    }
+    const int line = geometry.lineHeight;
+    switch (mode) {
+    case CollectionMode::grid:
+        shapeGrid(geometry, static_cast<std::int64_t>(largest));
+        break;
+    case CollectionMode::strip:
+        shapeStrip(geometry);
+        break;
+    case CollectionMode::list:
+    case CollectionMode::column:
+        margin_ = mode == CollectionMode::list ? listMargin : columnMargin;
+        picture_ = 20;
+        cell_ = {std::max(1, viewport_.width() - 2 * margin_), std::max(30, line + 14)};
+        break;
+    }
+    const FileDisplaySection whole{{}, 0, static_cast<std::size_t>(count_)};
+    place(mode == CollectionMode::grid || mode == CollectionMode::list ? sections : std::span(&whole, 1));
 }
 
-CollectionLayout CollectionLayout::list(std::int64_t count, QSize viewport, int lineHeight) {
-    CollectionLayout layout;
-    layout.mode_ = CollectionMode::list;
-    layout.count_ = count;
-    layout.picture_ = 20;
-    layout.margin_ = listMargin;
-    layout.cell_ = {std::max(1, viewport.width() - 2 * listMargin), std::max(30, lineHeight + 14)};
-    return layout;
+void CollectionLayout::shapeGrid(const CollectionGeometry& geometry, std::int64_t largest) {
+    const int icon = geometry.iconSize;
+    margin_ = gridMargin;
+    picture_ = icon * 3 / 5 / 4 * 4;
+    caption_ = icon >= narrowestWithCaption ? geometry.lineHeight : 0;
+    cell_ = {icon + 8, picture_ + 2 * geometry.lineHeight + caption_ + 26};
+    const int width = std::max(viewport_.width() - 2 * margin_, cell_.width());
+    columns_ = std::max(1, width / cell_.width());
+    stride_ = std::max<double>(cell_.width(), static_cast<double>(width) / static_cast<double>(columns_));
+    // A few items stay together at the edge instead of drifting apart.
+    if (largest < columns_)
+        stride_ = std::min<double>(stride_, cell_.width() + 16);
 }
 
-int CollectionLayout::contentHeight() const {
-    const auto rowCount = (count_ + columns_ - 1) / columns_;
-    return static_cast<int>(std::min<std::int64_t>(rowCount * cell_.height() + 2 * gridMargin, 1 << 30));
+void CollectionLayout::shapeStrip(const CollectionGeometry& geometry) {
+    margin_ = gridMargin;
+    columns_ = std::max<std::int64_t>(1, count_);
+    cell_ = {geometry.iconSize + 8, std::max(1, viewport_.height() - aboveFirstRow)};
+    picture_ = std::clamp(cell_.height() - geometry.lineHeight - 20, 16, std::max(16, geometry.iconSize));
+    stride_ = cell_.width();
+}
+
+void CollectionLayout::place(std::span<const FileDisplaySection> sections) {
+    sections_.reserve(sections.size());
+    for (const auto& section : sections) {
+        const int height = section.title.empty() ? 0 : heading;
+        if (!sections_.empty())
+            end_ += betweenSections;
+        else if (height == 0)
+            end_ = aboveFirstRow;
+        const Section placed{static_cast<std::int64_t>(section.first),
+                             static_cast<std::int64_t>(section.count), end_, height};
+        sections_.push_back(placed);
+        end_ = rowTop(placed, rowsOf(placed));
+    }
+}
+
+QSize CollectionLayout::contentSize() const {
+    if (mode_ == CollectionMode::strip)
+        return {static_cast<int>(std::clamp<std::int64_t>(count_ * cell_.width() + 2 * margin_,
+                                                          viewport_.width(), highest)),
+                viewport_.height()};
+    return {viewport_.width(),
+            static_cast<int>(std::clamp<std::int64_t>(end_ + belowLastRow, viewport_.height(), highest))};
+}
+
+std::size_t CollectionLayout::sectionOf(std::int64_t index) const {
+    const auto after = std::ranges::upper_bound(sections_, index, {}, &Section::first);
+    return static_cast<std::size_t>(after - sections_.begin()) - 1;
+}
+
+std::size_t CollectionLayout::sectionFrom(std::int64_t y) const {
+    const auto after = std::ranges::upper_bound(sections_, y, {}, &Section::top);
+    const auto passed = static_cast<std::size_t>(after - sections_.begin());
+    return passed == 0 ? 0 : passed - 1;
+}
+
+std::int64_t CollectionLayout::columnOf(std::int64_t index) const {
+    return (index - sections_[sectionOf(index)].first) % columns_;
 }
 
 QRect CollectionLayout::rect(std::int64_t index) const {
-    const auto column = index % columns_;
-    const auto row = index / columns_;
+    const auto& section = sections_[sectionOf(index)];
+    const auto place = index - section.first;
     const int slack = mode_ == CollectionMode::grid ? static_cast<int>((stride_ - cell_.width()) / 2) : 0;
-    return {margin_ + slack + static_cast<int>(static_cast<double>(column) * stride_),
-            gridMargin / 2 + static_cast<int>(row * cell_.height()), cell_.width(), cell_.height()};
+    const int x = margin_ + slack + static_cast<int>(static_cast<double>(place % columns_) * stride_);
+    return {isMirrored_ ? contentSize().width() - x - cell_.width() : x,
+            static_cast<int>(rowTop(section, place / columns_)), cell_.width(), cell_.height()};
 }
 
-std::pair<std::int64_t, std::int64_t> CollectionLayout::rows(int top, int bottom) const {
-    const int offset = gridMargin / 2;
-    const auto rowCount = (count_ + columns_ - 1) / columns_;
-    const auto first = std::clamp<std::int64_t>((top - offset) / cell_.height(), 0, rowCount);
-    const auto last = std::clamp<std::int64_t>((bottom - offset) / cell_.height() + 1, first, rowCount);
-    if (bottom < offset)
-        return {0, 0};
-    return {std::min(first * columns_, count_), std::min(last * columns_, count_)};
+std::pair<std::int64_t, std::int64_t> CollectionLayout::itemsIn(std::size_t section,
+                                                                const QRect& area) const {
+    const auto& [first, count, top, heading] = sections_[section];
+    if (mode_ == CollectionMode::strip) {
+        const int left = isMirrored_ ? contentSize().width() - 1 - area.right() : area.left();
+        const auto begin = std::clamp<std::int64_t>((left - margin_) / cell_.width(), 0, count);
+        const auto end =
+            std::clamp<std::int64_t>((left + area.width() - margin_) / cell_.width() + 1, begin, count);
+        return {begin, end};
+    }
+    const auto rows = rowsOf(sections_[section]);
+    const auto origin = top + heading;
+    const auto begin = std::clamp<std::int64_t>((area.top() - origin) / cell_.height(), 0, rows);
+    // Integer division rounds up below zero.
+    const auto end =
+        area.bottom() < origin
+            ? begin
+            : std::clamp<std::int64_t>((area.bottom() - origin) / cell_.height() + 1, begin, rows);
+    return {first + std::min(begin * columns_, count), first + std::min(end * columns_, count)};
 }
 
 std::optional<std::int64_t> CollectionLayout::indexAt(QPoint point) const {
-    const auto [first, last] = rows(point.y(), point.y());
-    for (auto index = first; index < last; ++index)
-        if (rect(index).contains(point))
-            return index;
-    return std::nullopt;
+    std::optional<std::int64_t> found;
+    forEachIn({point, QSize(1, 1)}, [&found](std::int64_t index) { found = index; });
+    return found;
 }
 
-std::int64_t CollectionLayout::moved(std::int64_t index, MoveKey key, int viewport) const {
-    const auto page = std::max<std::int64_t>(1, viewport / cell_.height() - 1) * columns_;
-    const auto last = count_ - 1;
-    // A step that would leave a full column of rows stays; a page goes as far as it can in the same column.
+QRect CollectionLayout::headingRect(std::size_t section, int scrolled) const {
+    auto top = std::max<std::int64_t>(sections_[section].top, scrolled);
+    if (section + 1 < sections_.size())
+        top = std::min(top, sections_[section + 1].top - heading);
+    // Above the content there is nothing to be pushed from.
+    return {0, static_cast<int>(std::max(top, sections_[section].top)), viewport_.width(), heading};
+}
+
+std::int64_t CollectionLayout::itemAt(const Section& section, std::int64_t row, std::int64_t column) const {
+    return section.first + std::min(row * columns_ + column, section.count - 1);
+}
+
+std::int64_t CollectionLayout::movedByRow(std::int64_t index, std::int64_t column, int by) const {
+    const auto number = sectionOf(index);
+    const auto& section = sections_[number];
+    const auto row = (index - section.first) / columns_ + by;
+    if (row >= 0 && row < rowsOf(section))
+        return itemAt(section, row, column);
+    if (by < 0)
+        return number == 0 ? index : itemAt(sections_[number - 1], rowsOf(sections_[number - 1]) - 1, column);
+    return number + 1 == sections_.size() ? index : itemAt(sections_[number + 1], 0, column);
+}
+
+std::int64_t CollectionLayout::movedByPage(std::int64_t index, std::int64_t column, int by) const {
+    const auto& present = sections_[sectionOf(index)];
+    const auto wanted = rowTop(present, (index - present.first) / columns_) + by;
+    const auto& section = sections_[sectionFrom(wanted)];
+    const auto row = std::clamp<std::int64_t>((wanted - section.top - section.heading) / cell_.height(), 0,
+                                              rowsOf(section) - 1);
+    const auto target = itemAt(section, row, column);
+    // A page that is lower than a row still moves.
+    return target == index ? movedByRow(index, column, by < 0 ? -1 : 1) : target;
+}
+
+std::int64_t CollectionLayout::moved(std::int64_t index, std::int64_t column, MoveKey key,
+                                     QSize viewport) const {
     const auto by = [&](std::int64_t distance) {
-        const auto target = index + distance;
-        if (target >= 0 && target <= last)
-            return target;
-        if (distance > 0)
-            return index / columns_ == last / columns_ ? index : last;
-        return distance < -columns_ ? index % columns_ : index;
+        return std::clamp<std::int64_t>(index + distance, 0, count_ - 1);
     };
+    const bool isStrip = mode_ == CollectionMode::strip;
+    const bool hasColumns = isStrip || mode_ == CollectionMode::grid;
+    const int forward = isMirrored_ ? -1 : 1;
+    const int page = isStrip ? std::max(1, viewport.width() / cell_.width() - 1)
+                             : std::max(cell_.height(), viewport.height() - cell_.height());
     switch (key) {
     case MoveKey::left:
-        return mode_ == CollectionMode::list ? index : std::max<std::int64_t>(index - 1, 0);
+        return hasColumns ? by(-forward) : index;
     case MoveKey::right:
-        return mode_ == CollectionMode::list ? index : std::min(index + 1, last);
+        return hasColumns ? by(forward) : index;
     case MoveKey::up:
-        return by(-columns_);
+        return isStrip ? by(-1) : movedByRow(index, column, -1);
     case MoveKey::down:
-        return by(columns_);
+        return isStrip ? by(1) : movedByRow(index, column, 1);
     case MoveKey::pageUp:
-        return by(-page);
+        return isStrip ? by(-page) : movedByPage(index, column, -page);
     case MoveKey::pageDown:
-        return by(page);
+        return isStrip ? by(page) : movedByPage(index, column, page);
     case MoveKey::home:
         return 0;
     case MoveKey::end:
-        return last;
+        return count_ - 1;
     }
     return index;
 }

@@ -2,9 +2,11 @@
 
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Views/Collection/VisibleInsights.h"
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
+#include <QLocale>
 #include <QPainter>
 #include <QTextLayout>
 #include <QTextOption>
@@ -51,6 +53,8 @@ void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
 QPixmap CollectionPainter::pictureOf(const FileEntry& entry, int size, qreal density) {
     if (entry.isNavigable())
         return sources_.folders.folder(sources_.appearances.appearance(entry.url()), size, density);
+    if (auto picture = sources_.thumbnails.picture(entry, size, density); !picture.isNull())
+        return picture;
     return sources_.icons.file(entry, size, density);
 }
 
@@ -184,6 +188,70 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
     cell(1, size, Qt::AlignRight);
     cell(2, isUnavailable ? QStringLiteral("Unavailable") : shownKind(entry), Qt::AlignLeft);
     cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeft);
+}
+
+void CollectionPainter::paintColumnRow(const QRect& rect, int picture, const FileEntry& entry,
+                                       CellState state) {
+    const bool isMirrored = painter_.layoutDirection() == Qt::RightToLeft;
+    const auto place = [&](int left, int width) {
+        return QRect(isMirrored ? rect.right() + 1 - left - width : rect.left() + left, rect.top(), width,
+                     rect.height());
+    };
+    paintBackground(rect, state);
+    paintPicture(place(Space::small, picture)
+                     .adjusted(0, (rect.height() - picture) / 2, 0, -(rect.height() - picture) / 2),
+                 entry);
+    const int nameLeft = picture + 2 * Space::small;
+    const int arrow = entry.isNavigable() ? Space::large : 0;
+    painter_.setPen(colours_.text);
+    const auto name = place(nameLeft, rect.width() - nameLeft - arrow - Space::small);
+    const QFontMetrics metrics(painter_.font());
+    if (!state.isRenaming)
+        painter_.drawText(name, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
+                          metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width()));
+    if (arrow > 0) {
+        const QPointF tip = place(rect.width() - Space::small - 5, 5).center();
+        const double back = isMirrored ? 2.5 : -2.5;
+        painter_.setPen(QPen(colours_.secondaryText, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter_.drawPolyline(
+            QPolygonF({tip + QPointF(back, -4), tip + QPointF(-back / 2, 0), tip + QPointF(back, 4)}));
+    }
+}
+
+void CollectionPainter::paintStripCell(const QRect& rect, int picture, const FileEntry& entry,
+                                       CellState state) {
+    paintBackground(rect.adjusted(2, 2, -2, -2), state);
+    paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + Space::small, picture, picture},
+                 entry);
+    if (state.isRenaming)
+        return;
+    const QFontMetrics metrics(painter_.font());
+    const QRect name(rect.left() + Space::small, rect.top() + Space::small + picture + Space::tiny,
+                     rect.width() - 2 * Space::small, metrics.height());
+    painter_.setPen(colours_.text);
+    painter_.drawText(name, Qt::AlignCenter | Qt::TextSingleLine,
+                      metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width()));
+}
+
+void paintSectionHeading(QPainter& painter, const QRect& rect, std::string_view title, std::size_t count) {
+    const auto& colours = Theme::shared().colours();
+    painter.fillRect(rect, colours.content);
+    const auto plain = painter.font();
+    auto strong = plain;
+    strong.setWeight(QFont::DemiBold);
+    const auto words = ours(title);
+    const int width = QFontMetrics(strong).horizontalAdvance(words);
+    const auto flags = Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine;
+    const bool isMirrored = painter.layoutDirection() == Qt::RightToLeft;
+    auto place = rect.adjusted(Space::large, 0, -Space::large, 0);
+    painter.setFont(strong);
+    painter.setPen(colours.text);
+    painter.drawText(place, static_cast<int>(flags), words);
+    const int taken = width + Space::small;
+    place.adjust(isMirrored ? 0 : taken, 0, isMirrored ? -taken : 0, 0);
+    painter.setFont(plain);
+    painter.setPen(colours.secondaryText);
+    painter.drawText(place, static_cast<int>(flags), QLocale().toString(static_cast<qulonglong>(count)));
 }
 
 } // namespace morv

@@ -9,6 +9,7 @@
 #include <QFont>
 #include <QRect>
 #include <array>
+#include <string_view>
 #include <utility>
 
 class QPainter;
@@ -18,6 +19,7 @@ namespace morv {
 class FolderAppearanceStore;
 struct FolderInsight;
 class VisibleInsights;
+class VisibleThumbnails;
 struct ThemeColours;
 
 struct CellState {
@@ -33,6 +35,7 @@ struct CollectionSources {
     FolderArt& folders;
     const FolderAppearanceStore& appearances;
     const VisibleInsights& insights;
+    VisibleThumbnails& thumbnails;
 };
 
 /// Left edges and widths of the list's columns Name, Size, Kind, Modified, in viewport coordinates.
@@ -47,6 +50,8 @@ public:
                        CellState state);
     void paintListRow(const QRect& rect, int picture, const ListColumns& columns, const FileEntry& entry,
                       CellState state);
+    void paintColumnRow(const QRect& rect, int picture, const FileEntry& entry, CellState state);
+    void paintStripCell(const QRect& rect, int picture, const FileEntry& entry, CellState state);
 
     /// Where the name stands, for the editor that takes its place.
     static QRect gridNameRect(const QRect& cell, int picture);
@@ -65,5 +70,8 @@ private:
     const ThemeColours& colours_;
     bool hasFocus_;
 };
+
+/// Over whatever was painted there.
+void paintSectionHeading(QPainter& painter, const QRect& rect, std::string_view title, std::size_t count);
 
 } // namespace morv

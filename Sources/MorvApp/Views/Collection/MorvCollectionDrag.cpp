@@ -80,14 +80,13 @@ void MorvCollectionView::paintDropTarget(QPainter& painter) const {
     QRectF frame = viewport()->rect();
     double radius = 0;
     if (target->folder != pane().location())
-        layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
-                          [&](std::int64_t index) {
-                              const auto& item = entry(index);
-                              if (item.isNavigable() && item.url() == target->folder) {
-                                  frame = visualRect(index);
-                                  radius = Space::radius;
-                              }
-                          });
+        layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+            const auto& item = entry(index);
+            if (item.isNavigable() && item.url() == target->folder) {
+                frame = visualRect(index);
+                radius = Space::radius;
+            }
+        });
     auto fill = colours.accent;
     fill.setAlpha(radius > 0 ? 0x30 : 0x0C);
     painter.setRenderHint(QPainter::Antialiasing);

@@ -44,6 +44,10 @@ std::optional<MoveKey> moveOf(int key) {
     }
 }
 
+bool keepsColumn(MoveKey key) {
+    return key == MoveKey::up || key == MoveKey::down || key == MoveKey::pageUp || key == MoveKey::pageDown;
+}
+
 /// Compares bytes while both are ASCII; only then is a name composed and lower-cased as a whole.
 bool beginsWith(const std::string& name, const std::string& lowerPrefix) {
     for (std::size_t i = 0; i < lowerPrefix.size(); ++i) {
@@ -63,23 +67,30 @@ bool MorvCollectionView::moveKey(QKeyEvent* event) {
     const auto key = moveOf(event->key());
     if (!key || event->modifiers().testFlag(Qt::AltModifier))
         return false;
+    // Beside a column stand others: these keys belong to whoever has them all.
+    if (mode() == CollectionMode::column && (*key == MoveKey::left || *key == MoveKey::right)) {
+        event->ignore();
+        return true;
+    }
     if (count() == 0)
         return true;
     const bool extends = event->modifiers().testFlag(Qt::ShiftModifier);
     const bool onlyMoves = event->modifiers().testFlag(Qt::ControlModifier);
     // The first key in a folder lands on its first item instead of passing it.
     const bool isFirst = current_ < 0;
-    auto target = isFirst ? (*key == MoveKey::end ? count() - 1 : 0)
-                          : layout_.moved(current_, *key, viewport()->height());
-    const auto select = extends ? Select::extend : onlyMoves ? Select::none : Select::only;
-    moveTo(target, select);
+    const auto column = column_;
+    const auto target = isFirst ? (*key == MoveKey::end ? count() - 1 : 0)
+                                : layout_.moved(current_, column, *key, viewport()->size());
+    moveTo(target, extends ? Select::extend : onlyMoves ? Select::none : Select::only);
+    if (!isFirst && keepsColumn(*key))
+        column_ = column;
     return true;
 }
 
 void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     const auto modifiers = event->modifiers() & ~Qt::KeypadModifier;
     if (event->key() == Qt::Key_Down && (modifiers == Qt::ControlModifier || modifiers == Qt::AltModifier))
-        return app_.perform(FileCommand::open);
+        return perform(FileCommand::open);
     if (moveKey(event))
         return;
     const bool plain = modifiers == Qt::NoModifier;
@@ -87,7 +98,7 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
         if (const auto command = actions_.returnCommand(); plain && command)
-            return app_.perform(*command);
+            return perform(*command);
         break;
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
@@ -96,7 +107,7 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
             return;
         break;
     case Qt::Key_Escape:
-        return pane().setSelection({});
+        return select({});
     case Qt::Key_Menu:
         return showContextMenu(viewport()->mapToGlobal(current_ >= 0 ? visualRect(current_).center()
                                                                      : viewport()->rect().center()));
@@ -121,18 +132,18 @@ void MorvCollectionView::typeAhead(const QString& text) {
     lastTyped_.start();
     typedPrefix_ += typedBytes(text);
     const auto prefix = pathKey(typedPrefix_);
-    const auto& order = pane().displayedEntries();
+    const auto& order = display_.order();
     const auto found = std::ranges::find_if(
-        order, [&](EntryRef ref) { return beginsWith(pane().entries()[ref].name, prefix); });
+        order, [&](EntryRef ref) { return beginsWith(display_.entries()[ref].name, prefix); });
     if (found != order.end())
         moveTo(found - order.begin(), Select::only);
 }
 
 void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::BackButton)
-        return app_.perform(FileCommand::back);
+        return perform(FileCommand::back);
     if (event->button() == Qt::ForwardButton)
-        return app_.perform(FileCommand::forward);
+        return perform(FileCommand::forward);
     if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
         return;
     endInlineRename(true);
@@ -159,8 +170,8 @@ void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     }
     const bool keeps = toggles || extends;
     if (!keeps)
-        pane().setSelection({});
-    if (event->button() == Qt::LeftButton)
+        select({});
+    if (event->button() == Qt::LeftButton && mode() != CollectionMode::strip)
         band_ = RubberBand{toContent(event->pos()), toContent(event->pos()),
                            keeps ? pane().selection() : EntrySelection{}, toggles};
 }
@@ -194,7 +205,7 @@ void MorvCollectionView::updateRubberBand(QPoint viewportPoint) {
         else
             selection.insert(std::move(key));
     });
-    pane().setSelection(std::move(selection));
+    select(std::move(selection));
     viewport()->update();
 }
 
@@ -213,14 +224,19 @@ void MorvCollectionView::mouseReleaseEvent(QMouseEvent* event) {
 
 void MorvCollectionView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton && itemAt(event->pos()))
-        app_.perform(FileCommand::open);
+        perform(FileCommand::open);
 }
 
 void MorvCollectionView::wheelEvent(QWheelEvent* event) {
     if (event->modifiers().testFlag(Qt::ControlModifier)) {
         if (event->angleDelta().y() != 0)
-            app_.perform(event->angleDelta().y() > 0 ? FileCommand::increaseIconSize
-                                                     : FileCommand::decreaseIconSize);
+            perform(event->angleDelta().y() > 0 ? FileCommand::increaseIconSize
+                                                : FileCommand::decreaseIconSize);
+        return event->accept();
+    }
+    if (mode() == CollectionMode::strip && event->angleDelta().x() == 0) {
+        // A wheel that turns one way moves what moves one way.
+        horizontalScrollBar()->setValue(horizontalScrollBar()->value() - event->angleDelta().y());
         return event->accept();
     }
     QAbstractScrollArea::wheelEvent(event);
@@ -236,6 +252,10 @@ void MorvCollectionView::timerEvent(QTimerEvent* event) {
         slowLoading_.stop();
         showsLoading_ = true;
         viewport()->update();
+    } else if (event->timerId() == midnight_.timerId()) {
+        midnight_.stop();
+        reload();
+        awaitTomorrow();
     } else {
         QAbstractScrollArea::timerEvent(event);
     }
@@ -333,6 +353,13 @@ void MorvCollectionView::endInlineRename(bool commits) {
     viewport()->update();
     if (commits && text != originalName_ && !text.isEmpty())
         app_.renameItem(renamedItem_, typedBytes(text));
+}
+
+void MorvCollectionView::perform(FileCommand command) {
+    if (options_.onCommand)
+        options_.onCommand(command);
+    else
+        app_.perform(command);
 }
 
 void MorvCollectionView::carryOut(FileCommand command) {

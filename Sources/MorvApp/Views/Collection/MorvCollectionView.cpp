@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 
 #include "MorvApp/Views/Collection/VisibleInsights.h"
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -12,6 +13,7 @@
 #include <QScrollBar>
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace morv {
 
@@ -58,10 +60,14 @@ private:
 } // namespace
 
 MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, const WindowActions& actions,
-                                       QWidget* parent)
+                                       CollectionOptions options, QWidget* parent)
     : QAbstractScrollArea(parent), app_(app), pane_(shownPane), actions_(actions),
+      options_(std::move(options)), display_(shownPane, options_.now),
       insights_(new VisibleInsights(
-          app.services().insights, [this] { return foldersInSight(); }, this)) {
+          app.services().insights, [this] { return foldersInSight(); }, this)),
+      thumbnails_(new VisibleThumbnails(
+          app.services().thumbnails, [this] { return filesInSight(); }, [this] { return layout_.picture(); },
+          this)) {
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -70,9 +76,11 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     viewport()->setObjectName(QStringLiteral("collectionViewport"));
     buildHeader();
+    display_.setOverride(std::exchange(options_.overrideEntries, std::nullopt));
     connect(&pane_, &PaneModel::entriesChanged, this, &MorvCollectionView::entriesChanged);
     connect(&pane_, &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
     connect(&pane_, &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
+    connect(&pane_, &PaneModel::downloadsChanged, this, &MorvCollectionView::reload);
     connect(&pane_, &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
     connect(&pane_, &PaneModel::errorChanged, viewport(), qOverload<>(&QWidget::update));
     connect(&pane_, &PaneModel::isLoadingChanged, this, [this] {
@@ -86,12 +94,14 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
     connect(insights_, &VisibleInsights::arrived, viewport(), qOverload<>(&QWidget::update));
+    connect(thumbnails_, &VisibleThumbnails::arrived, this, &MorvCollectionView::showThumbnails);
     connect(&app_, &AppModel::fileSnapshotRevisionChanged, insights_, &VisibleInsights::changed);
     connect(&app_.services().appearances, &FolderAppearanceStore::revisionChanged, viewport(),
             qOverload<>(&QWidget::update));
     connect(&Theme::shared(), &Theme::changed, this, [this] {
         icons_.clear();
         folders_.clear();
+        thumbnails_->redraw();
         viewport()->update();
     });
     acceptDrops();
@@ -128,8 +138,7 @@ void MorvCollectionView::sortByColumn(int column) {
 ListColumns MorvCollectionView::columns() const {
     ListColumns result;
     for (int i = 0; i < static_cast<int>(result.size()); ++i)
-        result[static_cast<std::size_t>(i)] = {header_->sectionPosition(i) - header_->offset(),
-                                               header_->sectionSize(i)};
+        result[static_cast<std::size_t>(i)] = {header_->sectionViewportPosition(i), header_->sectionSize(i)};
     return result;
 }
 
@@ -141,21 +150,78 @@ void MorvCollectionView::placeHeader() {
     header_->setGeometry(0, 0, viewport()->width(), height);
 }
 
+CollectionMode MorvCollectionView::wantedMode() const {
+    if (options_.mode)
+        return *options_.mode;
+    return pane().preferences().view == BrowserViewMode::list ? CollectionMode::list : CollectionMode::grid;
+}
+
+FileGrouping MorvCollectionView::wantedGrouping() const {
+    const auto mode = wantedMode();
+    const bool hasHeadings = mode == CollectionMode::grid || mode == CollectionMode::list;
+    return hasHeadings ? pane().preferences().grouping : FileGrouping::none;
+}
+
+int MorvCollectionView::wantedIconSize() const {
+    if (options_.iconSize)
+        return *options_.iconSize;
+    return static_cast<int>(std::clamp(pane().preferences().iconSize, smallestIcon, largestIcon));
+}
+
+void MorvCollectionView::setOverrideEntries(std::optional<EntryList> entries) {
+    display_.setOverride(std::move(entries));
+    reload();
+}
+
+void MorvCollectionView::reload() {
+    const bool isOtherOrder = display_.refresh(wantedGrouping());
+    const Shape shape{wantedMode(), wantedIconSize()};
+    const bool isOtherShape = shape != shape_;
+    if (!isOtherOrder && !isOtherShape)
+        return;
+    const bool isOtherMode = !shape_ || shape_->mode != shape.mode;
+    shape_ = shape;
+    relayout();
+    if (isOtherMode) {
+        placeHeader();
+        relayout();
+    }
+    if (isOtherOrder)
+        findCurrent();
+    if (isOtherShape && current_ >= 0)
+        scrollTo(current_);
+    awaitTomorrow();
+}
+
+void MorvCollectionView::awaitTomorrow() {
+    const auto until = display_.validUntil();
+    if (!until)
+        return midnight_.stop();
+    const auto seconds = until->sinceReference - options_.now().sinceReference;
+    midnight_.start(
+        std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1),
+        Qt::CoarseTimer, this);
+}
+
 void MorvCollectionView::relayout() {
-    const auto items = static_cast<std::int64_t>(pane().displayedEntries().size());
-    const int line = fontMetrics().height();
-    if (pane().preferences().view == BrowserViewMode::list)
-        layout_ = CollectionLayout::list(items, viewport()->size(), line);
-    else
-        layout_ = CollectionLayout::grid(
-            items, viewport()->size(),
-            static_cast<int>(std::clamp(pane().preferences().iconSize, smallestIcon, largestIcon)), line);
+    const bool isStrip = wantedMode() == CollectionMode::strip;
+    setHorizontalScrollBarPolicy(isStrip ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(isStrip ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAsNeeded);
+    layout_ =
+        CollectionLayout(wantedMode(), display_.sections(),
+                         {viewport()->size(), fontMetrics().height(), wantedIconSize(), layoutDirection()});
+    const auto content = layout_.contentSize();
     verticalScrollBar()->setPageStep(viewport()->height());
-    verticalScrollBar()->setSingleStep(mode() == CollectionMode::list ? layout_.cell().height() : 40);
-    verticalScrollBar()->setRange(0, std::max(0, layout_.contentHeight() - viewport()->height()));
+    verticalScrollBar()->setSingleStep(mode() == CollectionMode::grid ? 40 : layout_.cell().height());
+    verticalScrollBar()->setRange(0, content.height() - viewport()->height());
+    horizontalScrollBar()->setPageStep(viewport()->width());
+    horizontalScrollBar()->setSingleStep(layout_.cell().width());
+    horizontalScrollBar()->setRange(0, content.width() - viewport()->width());
+    column_ = current_ >= 0 && current_ < count() ? layout_.columnOf(current_) : 0;
     hovered_ = -1;
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -163,12 +229,28 @@ std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
     std::vector<const FileEntry*> found;
     if (!isVisible() || (mode() == CollectionMode::grid && layout_.caption() == 0))
         return found;
-    layout_.forEachIn(viewport()->rect().translated(0, verticalScrollBar()->value()),
-                      [&](std::int64_t index) {
-                          if (const auto& item = entry(index); FolderInsightCache::hasInsight(item))
-                              found.push_back(&item);
-                      });
+    layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+        if (const auto& item = entry(index); FolderInsightCache::hasInsight(item))
+            found.push_back(&item);
+    });
     return found;
+}
+
+std::vector<const FileEntry*> MorvCollectionView::filesInSight() const {
+    std::vector<const FileEntry*> found;
+    if (isVisible())
+        layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+            if (const auto& item = entry(index); !item.isNavigable())
+                found.push_back(&item);
+        });
+    return found;
+}
+
+void MorvCollectionView::showThumbnails() {
+    layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
+        if (thumbnails_->hasArrived(entry(index)))
+            viewport()->update(visualRect(index));
+    });
 }
 
 void MorvCollectionView::changeEvent(QEvent* event) {
@@ -181,19 +263,20 @@ void MorvCollectionView::changeEvent(QEvent* event) {
 void MorvCollectionView::showEvent(QShowEvent* event) {
     QAbstractScrollArea::showEvent(event);
     insights_->changed();
+    thumbnails_->changed();
 }
 
 void MorvCollectionView::hideEvent(QHideEvent* event) {
     QAbstractScrollArea::hideEvent(event);
     insights_->changed();
+    thumbnails_->changed();
 }
 
 void MorvCollectionView::entriesChanged() {
     // The pane empties itself for a new location before it says so.
     if (shownLocation_ != pane().location())
         locationChanged();
-    relayout();
-    findCurrent();
+    reload();
 }
 
 void MorvCollectionView::locationChanged() {
@@ -218,19 +301,12 @@ void MorvCollectionView::preferencesChanged() {
     static_cast<HeaderModel*>(header_->model())
         ->showSort(column == columnSorts.end() ? -1 : static_cast<int>(column - columnSorts.begin()),
                    preferences.ascending);
-    const auto oldMode = mode();
-    relayout();
-    if (mode() != oldMode || !header_->isVisible()) {
-        placeHeader();
-        relayout();
-        if (current_ >= 0)
-            scrollTo(current_);
-    }
+    reload();
 }
 
 void MorvCollectionView::findCurrent() {
-    const auto& order = pane().displayedEntries();
-    const auto& entries = pane().entries();
+    const auto& order = display_.order();
+    const auto& entries = display_.entries();
     current_ = anchor_ = -1;
     if (!currentKey_ && returnedFrom_) {
         const auto name = returnedFrom_->lastComponent();
@@ -270,23 +346,43 @@ void MorvCollectionView::settleCurrent() {
     }
 }
 
+QPoint MorvCollectionView::origin() const {
+    const auto* sideways = horizontalScrollBar();
+    return {layout_.isMirrored() ? sideways->value() - sideways->maximum() : -sideways->value(),
+            -verticalScrollBar()->value()};
+}
+
 QPoint MorvCollectionView::toContent(QPoint viewportPoint) const {
-    return viewportPoint + QPoint(0, verticalScrollBar()->value());
+    return viewportPoint - origin();
 }
 
 std::optional<std::int64_t> MorvCollectionView::itemAt(QPoint viewportPoint) const {
-    return layout_.indexAt(toContent(viewportPoint));
+    bool isHeading = false;
+    const auto point = toContent(viewportPoint);
+    const int scrolled = verticalScrollBar()->value();
+    layout_.forEachHeading(scrolled, viewport()->height(), [&](std::size_t section) {
+        isHeading = isHeading || layout_.headingRect(section, scrolled).contains(point);
+    });
+    return isHeading ? std::nullopt : layout_.indexAt(point);
 }
 
 QRect MorvCollectionView::visualRect(std::int64_t index) const {
-    return layout_.rect(index).translated(0, -verticalScrollBar()->value());
+    return layout_.rect(index).translated(origin());
 }
 
 void MorvCollectionView::scrollTo(std::int64_t index) {
     const auto rect = layout_.rect(index);
+    if (mode() == CollectionMode::strip) {
+        const auto shown = visualRect(index);
+        const int by =
+            shown.left() < 6 ? shown.left() - 6 : std::max(0, shown.right() - viewport()->width() + 6);
+        auto* sideways = horizontalScrollBar();
+        return sideways->setValue(sideways->value() + (layout_.isMirrored() ? -by : by));
+    }
     auto* bar = verticalScrollBar();
-    if (rect.top() < bar->value() + 6)
-        bar->setValue(rect.top() - 6);
+    const int covered = 6 + (layout_.hasHeading(layout_.sectionOf(index)) ? CollectionLayout::heading : 0);
+    if (rect.top() < bar->value() + covered)
+        bar->setValue(rect.top() - covered);
     else if (rect.bottom() > bar->value() + viewport()->height() - 6)
         bar->setValue(rect.bottom() - viewport()->height() + 6);
 }
@@ -300,6 +396,7 @@ void MorvCollectionView::resizeEvent(QResizeEvent*) {
 void MorvCollectionView::scrollContentsBy(int, int) {
     placeEditor();
     insights_->changed();
+    thumbnails_->changed();
     viewport()->update();
 }
 
@@ -312,32 +409,51 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
         paintMessage(painter);
         return paintDropTarget(painter);
     }
+    paintCells(painter, event->rect());
+    paintHeadings(painter);
+    if (band_) {
+        auto fill = colours.accent;
+        fill.setAlpha(0x22);
+        painter.setBrush(fill);
+        painter.setPen(colours.accent);
+        painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(origin()));
+    }
+    paintDropTarget(painter);
+}
+
+void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {
     const bool focused = hasFocus() || editor_;
-    CollectionPainter cells(painter, {icons_, folders_, app_.services().appearances, *insights_}, colours,
-                            focused);
+    CollectionPainter cells(painter,
+                            {icons_, folders_, app_.services().appearances, *insights_, *thumbnails_},
+                            Theme::shared().colours(), focused);
     const auto listColumns = columns();
-    const auto area = event->rect().translated(0, verticalScrollBar()->value());
-    layout_.forEachIn(area, [&](std::int64_t index) {
+    layout_.forEachIn(area.translated(-origin()), [&](std::int64_t index) {
         const auto& item = entry(index);
         const CellState state{.isSelected = pane().isSelected(item),
                               .isCurrent = index == current_,
                               .isHovered = index == hovered_,
                               .isRenaming = editor_ && renamedKey_ == EntryKey(item)};
         const auto rect = visualRect(index);
-        if (mode() == CollectionMode::list)
-            cells.paintListRow(rect, layout_.picture(), listColumns, item, state);
-        else
-            cells.paintGridCell(rect, layout_, item, state);
+        switch (mode()) {
+        case CollectionMode::grid:
+            return cells.paintGridCell(rect, layout_, item, state);
+        case CollectionMode::list:
+            return cells.paintListRow(rect, layout_.picture(), listColumns, item, state);
+        case CollectionMode::column:
+            return cells.paintColumnRow(rect, layout_.picture(), item, state);
+        case CollectionMode::strip:
+            return cells.paintStripCell(rect, layout_.picture(), item, state);
+        }
     });
-    if (band_) {
-        auto fill = colours.accent;
-        fill.setAlpha(0x22);
-        painter.setBrush(fill);
-        painter.setPen(colours.accent);
-        painter.drawRect(
-            QRect(band_->origin, band_->corner).normalized().translated(0, -verticalScrollBar()->value()));
-    }
-    paintDropTarget(painter);
+}
+
+void MorvCollectionView::paintHeadings(QPainter& painter) {
+    const int scrolled = verticalScrollBar()->value();
+    layout_.forEachHeading(scrolled, viewport()->height(), [&](std::size_t section) {
+        const auto& [title, first, count] = display_.sections()[section];
+        paintSectionHeading(painter, layout_.headingRect(section, scrolled).translated(origin()), title,
+                            count);
+    });
 }
 
 void MorvCollectionView::paintMessage(QPainter& painter) {
@@ -384,32 +500,41 @@ void MorvCollectionView::selectRange(std::int64_t from, std::int64_t to) {
     EntrySelection range;
     for (auto index = std::min(from, to); index <= std::max(from, to); ++index)
         range.emplace(entry(index));
-    pane().setSelection(std::move(range));
+    select(std::move(range));
+}
+
+void MorvCollectionView::select(EntrySelection selection) {
+    pane().setSelection(std::move(selection));
+    if (!options_.onSelect)
+        return;
+    const auto selected = pane().selectedEntries();
+    options_.onSelect(selected.size() == 1 ? selected.front() : nullptr);
 }
 
 void MorvCollectionView::selectAll() {
     EntrySelection all;
     all.reserve(static_cast<std::size_t>(count()));
-    pane().entries().forEach([&all](const FileEntry& item) { all.emplace(item); });
-    pane().setSelection(std::move(all));
+    for (std::int64_t index = 0; index < count(); ++index)
+        all.emplace(entry(index));
+    select(std::move(all));
 }
 
 void MorvCollectionView::invertSelection() {
     EntrySelection inverse;
-    pane().entries().forEach([&](const FileEntry& item) {
-        if (!pane().isSelected(item))
-            inverse.emplace(item);
-    });
-    pane().setSelection(std::move(inverse));
+    for (std::int64_t index = 0; index < count(); ++index)
+        if (!pane().isSelected(entry(index)))
+            inverse.emplace(entry(index));
+    select(std::move(inverse));
 }
 
 void MorvCollectionView::moveTo(std::int64_t index, Select select) {
     const auto anchor = anchor_;
     current_ = lastCurrent_ = index;
+    column_ = layout_.columnOf(index);
     currentKey_ = EntryKey(entry(index));
     switch (select) {
     case Select::only:
-        pane().setSelection({EntryKey(entry(index))});
+        this->select({EntryKey(entry(index))});
         anchor_ = index;
         break;
     case Select::extend:
@@ -420,7 +545,7 @@ void MorvCollectionView::moveTo(std::int64_t index, Select select) {
         auto selection = pane().selection();
         if (EntryKey key(entry(index)); selection.erase(key) == 0)
             selection.insert(std::move(key));
-        pane().setSelection(std::move(selection));
+        this->select(std::move(selection));
         anchor_ = index;
         break;
     }

@@ -1,13 +1,14 @@
-// The files of a pane as a grid or a list.
+// The files of a pane as a grid or a list, in sections, or as one column or one row of them.
 //
 // Nothing exists for an item that is not visible: positions are arithmetic (CollectionLayout), texts and
-// pictures are made when a cell is painted. The pane's displayed order is the order of the items; the view
-// keeps only which item has the keyboard (by identity, so that it survives a new reading) and where it is
-// scrolled. Confined to the main thread.
+// pictures are made when a cell is painted. The order of the items is that of PaneDisplay; the view keeps
+// only which item has the keyboard (by identity, so that it survives a new reading) and where it is scrolled.
+// Confined to the main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
 #include "MorvApp/Model/FileDrag.h"
+#include "MorvApp/Model/PaneDisplay.h"
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Collection/CollectionPainter.h"
 #include "MorvApp/Views/Theme/FolderArt.h"
@@ -17,7 +18,9 @@
 #include <QBasicTimer>
 #include <QElapsedTimer>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 
 class QHeaderView;
@@ -27,7 +30,21 @@ namespace morv {
 
 class DropArea;
 class VisibleInsights;
+class VisibleThumbnails;
 class WindowActions;
+
+/// What makes a collection another one than the pane's own preferences would.
+struct CollectionOptions {
+    std::optional<CollectionMode> mode = {};
+    std::optional<int> iconSize = {};
+    /// These in place of the pane's.
+    std::optional<EntryList> overrideEntries = {};
+    /// The user has selected this item alone, or (null) none or several. What the model selects is not told.
+    std::function<void(const FileEntry*)> onSelect = {};
+    /// Takes the commands in place of the window's model.
+    std::function<void(FileCommand)> onCommand = {};
+    PaneDisplay::Clock now = Date::now;
+};
 
 class MorvCollectionView : public QAbstractScrollArea {
     Q_OBJECT
@@ -35,9 +52,15 @@ class MorvCollectionView : public QAbstractScrollArea {
 public:
     /// `pane` is one of the model's and must not go before this view.
     MorvCollectionView(AppModel& app, PaneModel& pane, const WindowActions& actions,
-                       QWidget* parent = nullptr);
+                       CollectionOptions options, QWidget* parent = nullptr);
 
     CollectionMode mode() const { return layout_.mode(); }
+    std::int64_t count() const { return layout_.count(); }
+    const FileEntry& entry(std::int64_t index) const { return display_[static_cast<std::size_t>(index)]; }
+    std::span<const FileDisplaySection> sections() const { return display_.sections(); }
+    /// The item that has the keyboard; -1: none.
+    std::int64_t current() const { return current_; }
+    void setOverrideEntries(std::optional<EntryList> entries);
     /// The cell of a displayed entry, in viewport coordinates.
     QRect visualRect(std::int64_t index) const;
     /// Edits the name of the one selected item, with the part before its extension selected.
@@ -68,6 +91,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    struct Shape {
+        CollectionMode mode;
+        int iconSize;
+        friend bool operator==(const Shape&, const Shape&) = default;
+    };
     enum class Select : std::uint8_t { only, extend, toggle, none };
     struct RubberBand {
         QPoint origin; ///< in content coordinates
@@ -77,16 +105,20 @@ private:
     };
 
     PaneModel& pane() const { return pane_; }
-    std::int64_t count() const { return layout_.count(); }
-    const FileEntry& entry(std::int64_t index) const {
-        return pane().displayedEntry(static_cast<std::size_t>(index));
-    }
+    /// Where the content's corner stands in the viewport.
+    QPoint origin() const;
     QPoint toContent(QPoint viewportPoint) const;
     std::optional<std::int64_t> itemAt(QPoint viewportPoint) const;
     ListColumns columns() const;
     void buildHeader();
     void placeHeader();
     void sortByColumn(int column);
+    CollectionMode wantedMode() const;
+    FileGrouping wantedGrouping() const;
+    int wantedIconSize() const;
+    /// Brings the shown order up to date; afterwards every index means what it says.
+    void reload();
+    void awaitTomorrow();
     void relayout();
     void entriesChanged();
     void locationChanged();
@@ -94,6 +126,8 @@ private:
     void findCurrent();
     void settleCurrent();
     void moveTo(std::int64_t index, Select select);
+    /// By the user's hand, unlike what comes from the model.
+    void select(EntrySelection selection);
     void selectRange(std::int64_t from, std::int64_t to);
     void scrollTo(std::int64_t index);
     void updateRubberBand(QPoint viewportPoint);
@@ -112,29 +146,41 @@ private:
     void paintDropTarget(QPainter& painter) const;
     /// Folders of the visible cells.
     std::vector<const FileEntry*> foldersInSight() const;
+    void paintCells(QPainter& painter, const QRect& area);
+    void paintHeadings(QPainter& painter);
+    /// Files of the visible cells.
+    std::vector<const FileEntry*> filesInSight() const;
+    void showThumbnails();
     void paintMessage(QPainter& painter);
+    void perform(FileCommand command);
 
     AppModel& app_;
     PaneModel& pane_;
     const WindowActions& actions_;
+    CollectionOptions options_;
+    PaneDisplay display_;
     IconCache icons_;
     FolderArt folders_;
     VisibleInsights* insights_;
+    std::optional<Shape> shape_;
+    VisibleThumbnails* thumbnails_;
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
     std::int64_t current_ = -1;     ///< index of the item that has the keyboard; -1: none
     std::int64_t lastCurrent_ = -1; ///< where it was, for when the item has gone
     std::int64_t anchor_ = -1;      ///< where a range begins
+    std::int64_t column_ = 0;       ///< where up and down keys stay, also past shorter rows
     std::int64_t hovered_ = -1;
     std::optional<FileURL> returnedFrom_; ///< the child folder that was left by going up
     FileURL shownLocation_;
     std::optional<RubberBand> band_;
     std::optional<std::int64_t> pressedSelected_; ///< a press on a selected item narrows only on release
-    std::optional<QPoint> dragFrom_; ///< where an item was pressed
+    std::optional<QPoint> dragFrom_;              ///< where an item was pressed
     DropArea* drops_ = nullptr;
     QBasicTimer autoScroll_;
     QBasicTimer slowLoading_;
+    QBasicTimer midnight_;
     bool showsLoading_ = false;
     std::string typedPrefix_;
     QElapsedTimer lastTyped_;

@@ -50,6 +50,10 @@ KindBar::KindBar(QWidget* parent) : QWidget(parent), legend_(new QGridLayout(thi
 
 void KindBar::setInsight(const FolderInsight& insight) {
     parts_.clear();
+    while (auto* item = legend_->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
     double whole = 0;
     for (const auto& [kind, count] : insight.counts) {
         const auto bytes = insight.kindBytes.find(kind);

@@ -3,7 +3,6 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
-#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
@@ -18,11 +17,11 @@
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "MorvApp/Views/Window/SearchField.h"
+#include "MorvApp/Views/Window/SheetHost.h"
 #include "MorvApp/Views/Window/StatusLine.h"
 #include "MorvApp/Views/Window/TabArea.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvApp/Views/Workspaces/WorkspaceColours.h"
-#include "MorvApp/Views/Workspaces/WorkspaceSheet.h"
 #include "MorvApp/Views/Workspaces/WorkspaceView.h"
 
 #include <QAction>
@@ -96,6 +95,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
     setCentralWidget(content);
+    sheets_ = new SheetHost(app_, *actions_, this);
     // Between the parts that take drops a drag is still in the window.
     new DropArea(app_, *this, [](QPoint) { return std::nullopt; });
 
@@ -113,7 +113,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
         connect(new QShortcut(QKeySequence(Qt::ALT | static_cast<Qt::Key>(Qt::Key_1 + number)), this),
                 &QShortcut::activated, &app_, [this, number] {
                     const auto index = static_cast<std::size_t>(number);
-                    if (index < app_.tabs().size() && !sheet_)
+                    if (index < app_.tabs().size() && !sheet())
                         app_.activateTab(app_.tabs()[index].id);
                 });
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &MainWindow::showContent);
@@ -122,8 +122,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     connect(search_, &SearchField::ended, this, &MainWindow::focusContent);
     connect(&app_.developerTools(), &DeveloperToolsUI::failed, this, &MainWindow::showToolFailure);
     connect(&app_, &AppModel::errorMessageChanged, this, &MainWindow::updateError);
-    connect(&app_, &AppModel::reviewPlanChanged, this, &MainWindow::updateSheet);
-    connect(&app_, &AppModel::sheetChanged, this, &MainWindow::updateSheet);
+    connect(sheets_, &SheetHost::leaving, this, &MainWindow::focusContent);
     connect(&app_, &AppModel::activePaneChanged, this, &MainWindow::followPane);
     connect(&app_, &AppModel::activePaneUpdated, this, &MainWindow::updateTitle);
     followPane();
@@ -133,13 +132,17 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
 
 MainWindow::~MainWindow() {
     // The views below refer to the model, which goes first as a member.
-    delete sheet_;
+    delete sheets_;
     delete takeCentralWidget();
     delete actions_;
 }
 
 MorvCollectionView& MainWindow::collection() {
     return tabs_->collection();
+}
+
+Sheet* MainWindow::sheet() const {
+    return sheets_->sheet();
 }
 
 QWidget* MainWindow::buildBody() {
@@ -393,69 +396,6 @@ void MainWindow::updateSortMenu() {
 void MainWindow::updateError() {
     errorLine_->setVisible(app_.errorMessage().has_value());
     errorText_->setText(app_.errorMessage() ? shown(*app_.errorMessage()) : QString());
-}
-
-void MainWindow::updateSheet() {
-    // What was unchecked in a review stands, whatever is to be shown after it.
-    const auto* review = qobject_cast<ReviewSheet*>(sheet_.data());
-    if (review && app_.reviewPlan() && review->planID() == app_.reviewPlan()->id)
-        return;
-    if (sheet_) {
-        focusContent();
-        std::exchange(sheet_, nullptr)->leave();
-    }
-    const bool wanted = app_.reviewPlan() || app_.sheet();
-    actions_->setAsleep(wanted);
-    if (!wanted)
-        return;
-    if (app_.reviewPlan()) {
-        sheet_ = new ReviewSheet(app_, *app_.reviewPlan(), this);
-        return;
-    }
-    switch (*app_.sheet()) {
-    case AppSheet::activity:
-        sheet_ = new ActivitySheet(app_, this);
-        break;
-    case AppSheet::newFolder:
-        sheet_ = new NewFolderSheet(app_, this);
-        break;
-    case AppSheet::tags:
-        sheet_ = new TagsSheet(app_, this);
-        break;
-    case AppSheet::workspace:
-    case AppSheet::editWorkspace:
-        sheet_ = new WorkspaceSheet(app_, this);
-        break;
-    case AppSheet::connect:
-        sheet_ = new ConnectSheet(app_, this);
-        break;
-    case AppSheet::commands:
-        sheet_ = new QuickActionsSheet(app_, this);
-        break;
-    case AppSheet::chooseEditor:
-        sheet_ = new EditorSheet(app_, this);
-        break;
-    case AppSheet::keyBindings:
-        sheet_ = new KeyBindingsSheet(app_, this);
-        break;
-    case AppSheet::appearance:
-        // The command needs the one folder; that it is still there nobody has promised.
-        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
-            sheet_ = new FolderAppearanceSheet(app_, selected.front()->url(), this);
-        else
-            app_.closeSheet();
-        break;
-    case AppSheet::glance:
-        if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)
-            sheet_ = new FolderGlanceSheet(app_, *selected.front(), this);
-        else
-            app_.closeSheet();
-        break;
-    default:
-        // Not offered by any action of this window.
-        app_.closeSheet();
-        break;
-    }
 }
 
 void MainWindow::showToolFailure(const std::string& sentence) {

@@ -6,7 +6,6 @@
 #include "MorvApp/Views/Sheets/Sheet.h"
 
 #include <QMainWindow>
-#include <QPointer>
 
 class QActionGroup;
 class QLabel;
@@ -21,6 +20,7 @@ namespace morv {
 class MorvCollectionView;
 class PathBar;
 class SearchField;
+class SheetHost;
 class Sidebar;
 class TabArea;
 class WindowActions;
@@ -38,7 +38,8 @@ public:
     /// The active pane's.
     MorvCollectionView& collection();
     PathBar& pathBar() { return *pathBar_; }
-    Sheet* sheet() const { return sheet_; }
+    /// What stands over the content, or null.
+    Sheet* sheet() const;
 
 protected:
     /// Refused while files are being processed.
@@ -67,7 +68,6 @@ private:
     void updateTitle();
     void updateSortMenu();
     void updateError();
-    void updateSheet();
     void showToolFailure(const std::string& sentence);
     void retint();
 
@@ -88,7 +88,7 @@ private:
     QLabel* errorText_ = nullptr;
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
-    QPointer<Sheet> sheet_;
+    SheetHost* sheets_ = nullptr;
 };
 
 } // namespace morv

@@ -23,7 +23,7 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, QWidg
     title_->setTextFormat(Qt::PlainText);
     title_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     title_->hide();
-    collection_ = new MorvCollectionView(app, pane, actions, this);
+    collection_ = new MorvCollectionView(app, pane, actions, {}, this);
     setFocusProxy(collection_);
     column->addWidget(title_);
     column->addWidget(buildSearchLine());

@@ -1,0 +1,47 @@
+#include "MorvApp/Model/PaneDisplay.h"
+
+#include <utility>
+
+namespace morv {
+
+PaneDisplay::PaneDisplay(const PaneModel& pane, Clock now) : pane_(pane), now_(std::move(now)) {}
+
+void PaneDisplay::setOverride(std::optional<EntryList> entries) {
+    override_ = std::move(entries);
+    ++overrideRevision_;
+}
+
+EntryOrder PaneDisplay::ungrouped() const {
+    if (override_) {
+        auto order = std::make_shared<std::vector<EntryRef>>();
+        order->reserve(override_->size());
+        const auto& batches = override_->batches();
+        for (std::size_t batch = 0; batch < batches.size(); ++batch)
+            for (EntryRef place = 0; place < batches[batch]->size(); ++place)
+                order->push_back(EntryList::firstRef(batch) + place);
+        return order;
+    }
+    return isNarrowed_ ? std::make_shared<const std::vector<EntryRef>>(pane_.downloadsDisplayedEntries())
+                       : pane_.displayedOrder();
+}
+
+bool PaneDisplay::refresh(FileGrouping grouping) {
+    Signature signature{pane_.displayRevision(), overrideRevision_, grouping, {}};
+    if (grouping == FileGrouping::date)
+        signature.days = HeadingDays::around(DayCalendar::current(), now_());
+    const bool wasNarrowed =
+        std::exchange(isNarrowed_, !override_ && pane_.selectedDownloadsGroup() != nullptr);
+    if (signature == signature_ && !wasNarrowed && !isNarrowed_)
+        return false;
+    signature_ = signature;
+    shown_ = FileDisplaySection::make(entries(), ungrouped(), grouping, signature.days);
+    return true;
+}
+
+std::optional<Date> PaneDisplay::validUntil() const {
+    if (!signature_ || signature_->grouping != FileGrouping::date)
+        return std::nullopt;
+    return signature_->days.tomorrow;
+}
+
+} // namespace morv

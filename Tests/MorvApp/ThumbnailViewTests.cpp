@@ -1,0 +1,109 @@
+// The pictures of the files that a window shows.
+#include "MorvApp/Views/Collection/VisibleThumbnails.h"
+#include "MorvApp/Views/Theme/Theme.h"
+#include "MorvCore/Foundation/Mutex.h"
+#include "Tests/MorvApp/WindowFixture.h"
+
+#include <QImage>
+#include <QScrollBar>
+#include <set>
+
+namespace morv {
+namespace {
+
+using test::eventually;
+
+MediaPicture filled(int width, int height, QColor colour) {
+    auto image = std::make_shared<QImage>(width, height, QImage::Format_ARGB32_Premultiplied);
+    image->fill(colour);
+    const auto* pixels = reinterpret_cast<const std::byte*>(image->constBits());
+    return {width, height, std::shared_ptr<const std::byte>(image, pixels)};
+}
+
+class ColourMaker : public ThumbnailMaker {
+public:
+    bool understands(const FileURL&) const override { return true; }
+    MediaPicture make(const FileURL& file, int side, const std::stop_token&) const override {
+        const MutexLock lock(mutex_);
+        asked_.emplace(file.lastComponent());
+        if (file.stem() == "broken")
+            throw MediaError("damaged");
+        return filled(side, side / 2, Qt::magenta);
+    }
+    bool wasAsked(const std::string& name) const {
+        const MutexLock lock(mutex_);
+        return asked_.contains(name);
+    }
+
+private:
+    mutable Mutex mutex_;
+    mutable std::set<std::string> asked_ MORV_GUARDED_BY(mutex_);
+};
+
+QImage render(const MediaPicture& picture, FileKind kind, int size, qreal density) {
+    return VisibleThumbnails::render(picture, kind, size, density, Theme::shared().colours()).toImage();
+}
+
+TEST(ThumbnailFrame, fitsThePixelsOfTheScreenAndKeepsTransparency) {
+    const auto photo = filled(240, 120, Qt::magenta);
+    const auto fine = render(photo, FileKind::image, 100, 2);
+    EXPECT_EQ(fine.size(), QSize(200, 100));
+    EXPECT_EQ(fine.devicePixelRatio(), 2);
+    EXPECT_EQ(qAlpha(fine.pixel(0, 0)), 0) << "round corners";
+    EXPECT_EQ(fine.pixelColor(100, 50), QColor(Qt::magenta));
+    EXPECT_NE(fine.pixelColor(0, 50), QColor(Qt::magenta)) << "a hairline";
+    EXPECT_NE(render(photo, FileKind::video, 100, 2), fine) << "a film is told from a photograph";
+    const auto small = render(filled(16, 8, Qt::magenta), FileKind::image, 100, 1);
+    EXPECT_EQ(small.size(), QSize(16, 8)) << "pixels are not blown up";
+    const auto glass = render(filled(240, 120, QColor(0, 0, 0, 0)), FileKind::image, 100, 1);
+    EXPECT_EQ(glass.pixelColor(0, 30).alpha(), 0) << "no frame around what is transparent";
+    EXPECT_EQ(render(filled(4000, 1, Qt::magenta), FileKind::image, 100, 1).size(), QSize(100, 1));
+}
+
+class ThumbnailViewTest : public test::WindowTest {
+protected:
+    void openWith(std::shared_ptr<const ThumbnailMaker> with) {
+        open();
+        services->thumbnails.setMaker(std::move(with));
+        app().refresh();
+    }
+    /// Of the middle of the picture in a cell.
+    bool isShown(std::int64_t index) {
+        auto& collection = window->collection();
+        const auto cell = collection.visualRect(index);
+        const auto image = collection.viewport()->grab(cell).toImage();
+        return image.pixelColor(image.width() / 2, 10 + 60) == QColor(Qt::magenta);
+    }
+
+    std::shared_ptr<ColourMaker> maker = std::make_shared<ColourMaker>();
+};
+
+TEST_F(ThumbnailViewTest, aPictureTakesThePlaceOfTheIcon) {
+    file("a.jpg");
+    file("broken.jpg");
+    openWith(maker);
+    ASSERT_TRUE(eventually([&] { return isShown(0); }));
+    ASSERT_TRUE(eventually([&] { return maker->wasAsked("broken.jpg"); }));
+    EXPECT_FALSE(isShown(1)) << "its icon";
+}
+
+TEST_F(ThumbnailViewTest, whatIsOnlyScrolledPastIsNotAskedFor) {
+    constexpr int count = 600;
+    for (int i = 0; i < count; ++i)
+        file(std::to_string(1000 + i) + ".jpg");
+    openWith(maker);
+    ASSERT_TRUE(eventually([&] { return maker->wasAsked("1000.jpg"); }));
+    auto* bar = window->collection().verticalScrollBar();
+    for (int step = 1; step <= 50; ++step) {
+        bar->setValue(bar->maximum() * step / 50);
+        QCoreApplication::processEvents();
+    }
+    ASSERT_TRUE(eventually([&] { return maker->wasAsked("1599.jpg"); }));
+    EXPECT_FALSE(maker->wasAsked("1300.jpg"));
+    ASSERT_TRUE(eventually([&] { return isShown(count - 1); }));
+    bar->setValue(0);
+    EXPECT_TRUE(isShown(0)) << "what is kept is there at once";
+}
+
+} // namespace
+} // namespace morv
