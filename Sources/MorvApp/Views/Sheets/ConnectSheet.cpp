@@ -141,10 +141,10 @@ void ConnectSheet::follow() {
     const auto state = connection_.state();
     const bool isReaching = state == State::reaching;
     const bool isAsking = state == State::asking;
-    if (isAsking)
-        showQuestion();
     pages_->setCurrentIndex(isAsking ? 1 : 0);
     pages_->currentWidget()->setEnabled(!isReaching);
+    if (isAsking)
+        showQuestion();
     note_->setText(state == State::failed ? shown(connection_.failure())
                    : isReaching           ? QStringLiteral("Connecting…")
                                           : QString());

@@ -90,14 +90,14 @@ void Sidebar::addHeading(std::string_view title) {
 }
 
 void Sidebar::addRow(const SidebarRow& row) {
+    rows_.push_back(row);
     auto* item = new QTreeWidgetItem(this, {ours(row.title)});
-    item->setData(0, rowRole, static_cast<int>(rows_.size()));
+    item->setData(0, rowRole, static_cast<int>(rows_.size()) - 1);
     item->setSizeHint(
         0, QSize(0, form_ == Form::rail ? SidebarDelegate::railHeight : SidebarDelegate::rowHeight));
     item->setToolTip(0, form_ == Form::rail && row.title != row.tip
                             ? ours(row.title) + QLatin1Char('\n') + ours(row.tip)
                             : ours(row.tip));
-    rows_.push_back(row);
 }
 
 void Sidebar::fill() {
@@ -350,9 +350,7 @@ void Sidebar::placeEject() {
         const auto* row = item ? rowOf(*item) : nullptr;
         return row && row->canEject && !app_.ejecting().contains(row->place);
     };
-    const auto* item = viewport()->underMouse() || eject_->underMouse()
-                           ? itemAt(viewport()->mapFromGlobal(QCursor::pos()))
-                           : nullptr;
+    const auto* item = hover_ ? itemAt(*hover_) : nullptr;
     if (!ejectable(item))
         item = hasFocus() || eject_->hasFocus() ? currentItem() : nullptr;
     if (!ejectable(item)) {
@@ -374,13 +372,17 @@ void Sidebar::placeEject() {
 }
 
 bool Sidebar::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == eject_ && (event->type() == QEvent::FocusOut || event->type() == QEvent::Leave))
+    if (watched == eject_ && event->type() == QEvent::FocusOut)
         QMetaObject::invokeMethod(this, &Sidebar::placeEject, Qt::QueuedConnection);
     return QTreeWidget::eventFilter(watched, event);
 }
 
 bool Sidebar::viewportEvent(QEvent* event) {
     const bool result = QTreeWidget::viewportEvent(event);
+    if (event->type() == QEvent::MouseMove)
+        hover_ = static_cast<QMouseEvent*>(event)->pos();
+    else if (event->type() == QEvent::Leave)
+        hover_.reset();
     if (event->type() == QEvent::MouseMove || event->type() == QEvent::Leave ||
         event->type() == QEvent::Wheel || event->type() == QEvent::Resize)
         placeEject();

@@ -101,6 +101,7 @@ private:
     std::optional<SidebarRow> ejectable_; ///< that the button stands on
     std::optional<std::size_t> gap_;      ///< where a favourite would go that is dragged
     std::optional<QPoint> pressedAt_;     ///< on a favourite
+    std::optional<QPoint> hover_;         ///< where the pointer is
 };
 
 } // namespace morv
