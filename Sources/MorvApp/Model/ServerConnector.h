@@ -13,24 +13,24 @@ namespace morv {
 
 /// What a server wants to know. The texts are the server's.
 struct ServerQuestion {
-    std::string message;
-    std::string user; ///< proposed
-    std::string domain;
+    std::string message = {};
+    std::string user = {}; ///< proposed
+    std::string domain = {};
     bool asksUser = false;
     bool asksDomain = false;
     bool asksPassword = false;
     bool allowsGuest = false;
     bool allowsRemembering = false;
     /// One of these is the answer, and nothing else is asked: whether an unknown host is trusted.
-    std::vector<std::string> choices;
+    std::vector<std::string> choices = {};
 
     friend bool operator==(const ServerQuestion&, const ServerQuestion&) = default;
 };
 
 struct ServerAnswer {
-    std::string user;
-    std::string domain;
-    std::string password;
+    std::string user = {};
+    std::string domain = {};
+    std::string password = {};
     bool asGuest = false;
     bool remember = false; ///< until the end of the session, by the desktop's own keyring
     int choice = 0;

@@ -366,8 +366,12 @@ void Sidebar::placeEject() {
     const auto row = visualItemRect(item);
     const QRect place(row.right() - ejectSide - 2, row.center().y() - ejectSide / 2 + 1, ejectSide,
                       ejectSide);
-    eject_->setGeometry(QStyle::visualRect(layoutDirection(), row, place));
+    const auto target = QStyle::visualRect(layoutDirection(), row, place);
+    if (eject_->isVisible() && eject_->geometry() == target)
+        return;
+    eject_->setGeometry(target);
     eject_->show();
+    // What stood in its place goes.
     viewport()->update();
 }
 

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+class QMenu;
 class QToolButton;
 
 namespace morv {

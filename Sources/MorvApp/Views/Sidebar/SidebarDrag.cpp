@@ -97,10 +97,10 @@ void Sidebar::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void Sidebar::reorder(const SidebarRow& row) {
-    auto* data = new QMimeData;
-    data->setData(QLatin1String(favouriteType), QByteArray::fromStdString(row.place.path()));
+    auto* carried = new QMimeData;
+    carried->setData(QLatin1String(favouriteType), QByteArray::fromStdString(row.place.path()));
     auto* drag = new QDrag(this);
-    drag->setMimeData(data);
+    drag->setMimeData(carried);
     QPixmap picture(QSize(viewport()->width(), SidebarDelegate::rowHeight) * devicePixelRatioF());
     picture.setDevicePixelRatio(devicePixelRatioF());
     picture.fill(Qt::transparent);

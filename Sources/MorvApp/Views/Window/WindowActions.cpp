@@ -61,8 +61,8 @@ bool WindowActions::isOffered(FileCommand command) {
         for (const auto without :
              {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::tidy,
               FileCommand::smartClean, FileCommand::spaceReview, FileCommand::creativeTools,
-              FileCommand::viewOptions, FileCommand::toggleInspector,
-              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+              FileCommand::viewOptions, FileCommand::toggleInspector, FileCommand::viewAsColumns,
+              FileCommand::viewAsGallery})
             set.insert(static_cast<int>(without));
         return set;
     }();
