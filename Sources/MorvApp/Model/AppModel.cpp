@@ -162,8 +162,13 @@ void AppModel::eject(const FileURL& volume) {
     auto* source = volumes();
     if (!source)
         return;
+    if (!ejecting_.insert(volume).second)
+        return;
+    Q_EMIT ejectingChanged();
     // The source reads its lists again when it went well.
-    source->eject(volume, this, [this](const std::optional<std::string>& failure) {
+    source->eject(volume, this, [this, volume](const std::optional<std::string>& failure) {
+        ejecting_.erase(volume);
+        Q_EMIT ejectingChanged();
         if (failure)
             setErrorMessage(*failure);
     });

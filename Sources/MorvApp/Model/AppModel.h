@@ -25,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -132,6 +133,8 @@ public:
     VolumeSource* volumes() const { return services_.windows.volumes(); }
     /// Unmounts, in its own time; a failure is told by the error line.
     void eject(const FileURL& volume);
+    /// Those that this window has asked to go and that are still here.
+    const std::set<FileURL>& ejecting() const { return ejecting_; }
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
     /// Files that are dragged over this window.
@@ -199,6 +202,7 @@ Q_SIGNALS:
     void fileSnapshotRevisionChanged();
     void layoutRestored();
     void reviewPlanChanged();
+    void ejectingChanged();
     void errorMessageChanged();
     void statusChanged();
     void isOperatingChanged();
@@ -216,6 +220,8 @@ Q_SIGNALS:
 private:
     FileTab& tab() { return tabs_[tabIndex()]; }
     std::unique_ptr<PaneModel> makeTabPane(const FileURL& location);
+    /// The tags of what it reads are counted among those in use.
+    std::unique_ptr<PaneModel> noticed(std::unique_ptr<PaneModel> pane);
     FileTab makeTab(const FileURL& location);
     FileTab restoredTab(const SavedPaneSession& saved);
     static SavedPaneSession snapshot(const FileTab& tab);
@@ -280,6 +286,7 @@ private:
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
     std::function<void(const CommandCall&)> commandRouter_;
+    std::set<FileURL> ejecting_;
     std::optional<std::string> errorMessage_;
     std::optional<std::string> status_;
     bool isOperating_ = false;

@@ -234,9 +234,11 @@ QTreeView, QListView { background: $content; border: 1px solid $separator; borde
 QTreeView::item { padding: 0 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
-QTreeView#sidebar { background: $window; border: none; border-radius: 0; padding: 4px 8px; }
-QTreeView#sidebar::item { padding: 0 8px; border-radius: 6px; }
-QTreeView#sidebar::item:selected { background: $quiet; }
+QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
+                                           padding: 4px 8px; }
+QTreeView#sidebarRail { border-right: 1px solid $separator; }
+QTreeView#sidebar::item, QTreeView#sidebarRail::item { background: transparent; }
+QToolButton#eject { padding: 4px; }
 QListView#settingsPages { background: $window; border: none; border-radius: 0; padding: 8px; }
 QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
 QListView#settingsPages::item:selected { background: $quiet; }
@@ -263,7 +265,17 @@ QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
 QFrame#trashBand { background: $quiet; border: none; }
 QFrame#trashBand[problem="true"] { background: $errorBack; }
-QLabel#secondary { color: $secondary; }
+QLabel#secondary, QLabel#freeSpace { color: $secondary; }
+QPushButton#statusText, QPushButton#statusText:disabled { border: none; border-radius: 4px; padding: 4px 8px;
+                        background: transparent; color: $secondary; text-align: right; min-height: 0; }
+QPushButton#statusText:hover:enabled, QPushButton#statusText:focus { color: $text; background: $hover; }
+QSlider#iconSize { min-height: 20px; }
+QSlider#iconSize::groove:horizontal { height: 4px; border-radius: 2px; background: $quiet; }
+QSlider#iconSize::sub-page:horizontal { height: 4px; border-radius: 2px; background: $secondary; }
+QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0; border-radius: 7px;
+                                      background: $raised; border: 1px solid $secondary; }
+QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
+                                      background: $accent; }
 QStackedWidget#previewStage { background: $content; }
 QLabel#previewCaption { color: $secondary; background: $window; border-top: 1px solid $separator;
                         padding: 8px 16px; }

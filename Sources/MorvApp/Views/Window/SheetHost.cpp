@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
@@ -71,6 +72,8 @@ Sheet* SheetHost::make(AppSheet wanted) {
     case AppSheet::workspace:
     case AppSheet::editWorkspace:
         return new WorkspaceSheet(app_, window_);
+    case AppSheet::connect:
+        return new ConnectSheet(app_, window_);
     case AppSheet::commands:
         return new QuickActionsSheet(app_, window_);
     case AppSheet::chooseEditor:
