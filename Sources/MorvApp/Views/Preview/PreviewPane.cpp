@@ -20,6 +20,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 
 namespace morv {
 
@@ -181,7 +182,6 @@ void PreviewPane::show(const FileEntry& entry) {
     if (entry_ == entry && !isGone_)
         return;
     entry_ = entry;
-    isGone_ = false;
     begin();
 }
 
@@ -203,6 +203,7 @@ void PreviewPane::clear() {
 }
 
 void PreviewPane::begin() {
+    isGone_ = false;
     reading_.cancel();
     wish_.reset();
     sharpen_.stop();
@@ -248,7 +249,7 @@ void PreviewPane::showSubject() {
     case PreviewSubject::folder:
         return glanceAtFolder();
     case PreviewSubject::media:
-        return decode(std::max(canvas_->fittingSide(), smallestSide));
+        return decode(fittingSide());
     case PreviewSubject::archive:
         return readArchive();
     case PreviewSubject::text:
@@ -383,6 +384,12 @@ void PreviewPane::glanceAtFolder() {
             facts_.emplace_back(QStringLiteral("Scanned size"), ours(insight.sizeLabel()));
         showTitle();
     });
+}
+
+/// The longest side of the place: of the stage, as the canvas itself has none before it is first on it.
+int PreviewPane::fittingSide() const {
+    const int side = std::max({stack_->width(), stack_->height(), smallestSide});
+    return static_cast<int>(std::ceil(side * devicePixelRatioF()));
 }
 
 void PreviewPane::decode(int side) {

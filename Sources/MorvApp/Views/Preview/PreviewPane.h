@@ -90,6 +90,7 @@ private:
     void readText();
     void readArchive();
     void glanceAtFolder();
+    int fittingSide() const;
     void decode(int side);
     void showMedia(DecodedMedia media);
     void askForMore();
