@@ -101,10 +101,11 @@ TEST(CollectionLayout, itemsStandWhereOnePlacedByOneTheyWould) {
             ASSERT_EQ(rect.size(), expected.size());
             ASSERT_EQ(layout.columnOf(index), expected.left());
             ASSERT_TRUE(content.contains(rect) || wanted.viewport.width() < rect.width()) << index;
-            if (index > 0 && layout.columnOf(index) > 0)
+            if (index > 0 && layout.columnOf(index) > 0) {
                 ASSERT_TRUE(wanted.direction == Qt::RightToLeft
                                 ? rect.right() < rects[rects.size() - 2].left()
                                 : rect.left() > rects[rects.size() - 2].right());
+            }
         }
         const auto within = [&random](int length) {
             return std::uniform_int_distribution<int>(-40, length + 40)(random);
