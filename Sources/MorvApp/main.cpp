@@ -1,15 +1,19 @@
 #include "MorvApp/Integration/ApplicationService.h"
 #include "MorvApp/Integration/Applications.h"
-#include "MorvApp/Integration/ColourScheme.h"
 #include "MorvApp/Integration/DecoderProcess.h"
+#include "MorvApp/Integration/DefaultFolderHandler.h"
+#include "MorvApp/Integration/DesktopApplications.h"
+#include "MorvApp/Integration/DesktopPreferences.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/MailSender.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/LaunchArguments.h"
 #include "MorvApp/Model/MorvRuntime.h"
+#include "MorvApp/Views/Settings/SettingsPresenter.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
@@ -18,6 +22,7 @@
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QIcon>
 #include <QMessageBox>
 #include <QSessionManager>
@@ -44,22 +49,13 @@ constexpr const char* endingSentence =
     "Morv is ending and waits for its last operation. Start it again when that has ended.";
 
 /// The user's own choice stands; otherwise the desktop's, now and whenever it changes.
-void followAppearance(morv::MorvRuntime& runtime, QObject& owner) {
-    using morv::Appearance;
-    auto& theme = morv::Theme::shared();
-    const auto chosen = runtime.services() ? runtime.services()->defaults.appearance() : "system";
-    if (chosen == "light" || chosen == "dark")
-        return theme.apply(chosen == "dark" ? Appearance::dark : Appearance::light);
-    theme.apply(morv::Theme::ofPlatform());
-    auto* scheme = new morv::ColourScheme(&owner);
-    const auto follow = [&theme](Appearance wanted) {
-        if (theme.appearance() != wanted)
-            theme.apply(wanted);
-    };
-    QObject::connect(scheme, &morv::ColourScheme::darkPreferred, &theme,
-                     [follow] { follow(Appearance::dark); });
-    QObject::connect(scheme, &morv::ColourScheme::lightPreferred, &theme,
-                     [follow] { follow(Appearance::light); });
+void followLook(morv::MorvServices& services, QObject& owner) {
+    auto& look = services.look;
+    look.setPlatformAppearance(morv::Theme::ofPlatform());
+    auto* desktop = new morv::DesktopPreferences(services.pools, &owner);
+    QObject::connect(desktop, &morv::DesktopPreferences::changed, &look,
+                     [&look, desktop] { look.setDesktop(desktop->look()); });
+    morv::Theme::shared().follow(look);
 }
 
 /// A session with places of its own has nothing to do with the user's, and is not reached by the same name.
@@ -104,12 +100,14 @@ public:
         }
         morv::MorvRuntime::setSharedOpener(morv::openWithDefaultApplication);
         auto& runtime = morv::MorvRuntime::shared();
-        followAppearance(runtime, *this);
         services_ = runtime.services();
-        if (services_)
+        if (services_) {
+            followLook(*services_, *this);
             openWindows();
-        else
+        } else {
+            morv::Theme::shared().apply(morv::Theme::ofPlatform());
             showFailure(runtime.startupError().value_or(std::string()));
+        }
         return std::nullopt;
     }
 
@@ -125,12 +123,23 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->applications = std::make_shared<morv::DesktopApplications>();
+        settings_.emplace(*services_);
+        connect(&*life_, &morv::ProcessLife::endingBegan, &*settings_, &morv::SettingsPresenter::close);
+        // Who opens folders is the user's choice; a session with places of its own does not make it.
+        if (!runsAlone(services_->environment))
+            services_->folderHandler = std::make_shared<morv::DesktopFolderHandler>(
+                morv::FileURL::fromPath(
+                    QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
+                morv::MorvServices::defaultsFile());
         services_->itemSender = std::make_shared<morv::MailSender>();
         services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
+        servers_.emplace(services_->pools);
+        services_->servers = &*servers_;
         services_->trash.setOperations(
             {morv::emptyTrashAlert(), morv::trashFinishedAlert(),
              [](const std::stop_token& stop) { morv::emptySystemTrash(morv::emptyTrashLimit, stop); },
@@ -188,7 +197,9 @@ private:
     morv::SystemClipboard clipboard_;
     std::optional<ApplicationService> service_;
     std::optional<morv::ProcessLife> life_;
+    std::optional<morv::SettingsPresenter> settings_;
     std::optional<morv::SystemVolumes> volumes_;
+    std::optional<morv::ServerMounts> servers_;
     std::optional<morv::StartupFailureView> failure_;
 };
 

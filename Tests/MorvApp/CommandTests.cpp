@@ -25,7 +25,7 @@ TEST_F(CommandTest, everyCommandHasOneRowAndAKeyOfItsOwn) {
         for (const auto& key : row.keys)
             byKey[key].push_back(row.name);
     }
-    EXPECT_THAT(commands, SizeIs(static_cast<std::size_t>(FileCommand::keyBindings)))
+    EXPECT_THAT(commands, SizeIs(static_cast<std::size_t>(FileCommand::about)))
         << "all of the enumeration but reviewOperation";
     for (const auto& [key, holders] : byKey)
         if (holders.size() > 1) {

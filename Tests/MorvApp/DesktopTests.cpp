@@ -1,6 +1,8 @@
 // What belongs to the desktop: volumes that come and go, and who opens folders.
 #include "MorvApp/Integration/DefaultFolderHandler.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SystemVolumes.h"
+#include "MorvApp/Model/MorvRuntime.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Platform/UserFolders.h"
 #include "Tests/MorvApp/Support.h"
@@ -87,6 +89,22 @@ TEST_F(SystemVolumesTest, syncFoldersAreCloudLocations) {
     EXPECT_TRUE(eventually([&] { return volumes.cloudLocations().empty(); }));
 }
 
+TEST_F(SystemVolumesTest, aServerThatNothingCanMountIsToldInASentence) {
+    ServerMounts servers(pools);
+    std::vector<std::string> sentences;
+    const ServerConnector::Listener listener{
+        [](const ServerQuestion&) { ADD_FAILURE() << "nobody asks"; },
+        [](const FileURL&) { ADD_FAILURE() << "nothing was mounted"; },
+        [&](const std::string& sentence) { sentences.push_back(sentence); }};
+    const auto first = servers.reach("no-such-kind://first/", listener);
+    auto attempt = servers.reach("no-such-kind://second/", listener);
+    servers.reach("no-such-kind://third/", listener).reset();
+    EXPECT_TRUE(sentences.empty()) << "never within the call";
+    EXPECT_TRUE(eventually([&] { return sentences.size() == 2; }));
+    EXPECT_THAT(sentences, testing::Each(testing::HasSubstr("no support for addresses of this kind")));
+    attempt.reset();
+}
+
 class DefaultFolderHandlerTest : public test::FolderTest {
 protected:
     DefaultFolderHandlerTest() : data(std::getenv("XDG_DATA_HOME")) {
@@ -114,6 +132,7 @@ protected:
     }
     UserDefaults defaults{FileURL::fromPath(std::string(std::getenv("XDG_CONFIG_HOME")) + "/Morv/Morv.conf")};
     DefaultFolderHandler handler{FileURL::fromPath("/opt/my apps/morv"), defaults};
+    TaskPools pools;
 };
 
 TEST_F(DefaultFolderHandlerTest, itIsRememberedWhatWasThereAndPutBack) {
@@ -152,6 +171,24 @@ TEST_F(DefaultFolderHandlerTest, itIsRememberedWhatWasThereAndPutBack) {
         handler.restore(); // GIO still knows the entry
         return false;
     }));
+}
+
+TEST_F(DefaultFolderHandlerTest, fromAnyThreadTheSameIsRemembered) {
+    install("other.desktop");
+    install("org.morv.Morv.desktop");
+    std::ofstream(std::filesystem::path(std::getenv("XDG_CONFIG_HOME")) / "mimeapps.list")
+        << "[Default Applications]\ninode/directory=other.desktop\n";
+    FolderHandlerModel model(pools,
+                             std::make_shared<DesktopFolderHandler>(FileURL::fromPath("/opt/my apps/morv"),
+                                                                    MorvServices::defaultsFile()));
+    model.refresh();
+    ASSERT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
+    model.makeDefault();
+    ASSERT_TRUE(eventually([&] { return model.state() && model.state()->isMorv; }));
+    EXPECT_EQ(defaults.replacedFolderHandler(), "other.desktop");
+    model.restore();
+    EXPECT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
+    EXPECT_EQ(defaults.replacedFolderHandler(), "");
 }
 
 } // namespace

@@ -185,6 +185,24 @@ TEST_F(GitStatusModelTest, whatIsShownBelongsToTheFolder) {
     EXPECT_EQ(model.status()->branch, "three");
 }
 
+TEST_F(GitStatusModelTest, nothingIsAskedOrShownWhileItIsNotWanted) {
+    GitStatusModel model(pools, reader(), soon);
+    model.setActive(true);
+    model.setLocation(work);
+    ASSERT_TRUE(eventually([&] { return model.status().has_value(); }));
+    model.setWanted(false);
+    EXPECT_FALSE(model.status());
+    const int asked = *calls + 1;
+    model.setLocation(work.child("one"));
+    bool isOver = false;
+    QTimer::singleShot(10 * soon, [&] { isOver = true; });
+    ASSERT_TRUE(eventually([&] { return isOver; }));
+    EXPECT_LE(*calls, asked);
+    EXPECT_FALSE(model.status());
+    model.setWanted(true);
+    EXPECT_TRUE(eventually([&] { return model.status().has_value(); }));
+}
+
 class PathCompletionTest : public test::FolderTest {
 protected:
     /// The text and the hint that came of completing `text` in the folder `base`.

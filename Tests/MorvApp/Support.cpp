@@ -62,10 +62,12 @@ FolderTest::FolderTest() {
         std::abort();
     root = FileURL::folder(path);
     work = folder("work");
-    // The configuration is the process's: no test finds what another one remembered.
-    QSettings(QString::fromStdString(std::string(std::getenv("XDG_CONFIG_HOME")) + "/Morv/Morv.conf"),
-              QSettings::IniFormat)
-        .clear();
+    // The configuration is the process's: no test finds what another one remembered, and none is greeted.
+    QSettings configuration(
+        QString::fromStdString(std::string(std::getenv("XDG_CONFIG_HOME")) + "/Morv/Morv.conf"),
+        QSettings::IniFormat);
+    configuration.clear();
+    configuration.setValue(QStringLiteral("onboarding.completed.v1"), true);
 }
 
 FolderTest::~FolderTest() {
@@ -154,6 +156,12 @@ std::optional<DeveloperTool> RecordingLauncher::find(const DeveloperPathIntent& 
                                                                        : std::string("terminal");
     const MutexLock lock(mutex_);
     const auto found = installed_.find(what);
+    return found == installed_.end() ? std::nullopt : std::optional(DeveloperTool{found->second});
+}
+
+std::optional<DeveloperTool> RecordingLauncher::terminal(const std::string& line) const {
+    const MutexLock lock(mutex_);
+    const auto found = installed_.find("own " + line);
     return found == installed_.end() ? std::nullopt : std::optional(DeveloperTool{found->second});
 }
 

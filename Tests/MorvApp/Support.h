@@ -66,6 +66,8 @@ public:
 
     std::optional<DeveloperTool> find(const DeveloperPathIntent& intent) const override;
     void open(const DeveloperTool& tool, const FileURL& folder) const override;
+    /// "own" and the line, once that was installed.
+    std::optional<DeveloperTool> terminal(const std::string& line) const override;
     std::vector<InstalledApplication> editors() const override;
 
 private:

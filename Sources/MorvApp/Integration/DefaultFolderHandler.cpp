@@ -69,6 +69,12 @@ bool DefaultFolderHandler::isDefault() const {
     return currentHandler() == desktopID;
 }
 
+std::string DefaultFolderHandler::currentName() {
+    const GHandle<GAppInfo> current(g_app_info_get_default_for_type(folderType, FALSE));
+    const char* name = current ? g_app_info_get_display_name(current.get()) : nullptr;
+    return name ? name : "";
+}
+
 void DefaultFolderHandler::makeDefault() {
     if (!isDefault()) {
         const auto before = currentHandler();
@@ -97,6 +103,21 @@ void DefaultFolderHandler::restore() {
             throw FileOperationError::unavailable(PosixError(errno, serviceFile().path()).what());
     }
     defaults_.setReplacedFileManagerService({});
+}
+
+FolderHandler::State DesktopFolderHandler::state() const {
+    UserDefaults defaults(defaultsFile_);
+    return {DefaultFolderHandler(program_, defaults).isDefault(), DefaultFolderHandler::currentName()};
+}
+
+void DesktopFolderHandler::makeDefault() const {
+    UserDefaults defaults(defaultsFile_);
+    DefaultFolderHandler(program_, defaults).makeDefault();
+}
+
+void DesktopFolderHandler::restore() const {
+    UserDefaults defaults(defaultsFile_);
+    DefaultFolderHandler(program_, defaults).restore();
 }
 
 } // namespace morv

@@ -5,11 +5,12 @@
 //             system's own of that name; what stood there before is kept in the user defaults
 // Invariants  I1  nothing outside the user's own folders is changed
 //             I2  restore() leaves alone what someone else has changed since
-// Threading   confined to the main thread; waits for small files on the disk of the home folder
+// Threading   confined to one thread; waits for small files on the disk of the home folder
 // Errors      FileOperationError::unavailable with a sentence; what was done before it stands, and restore()
 //             takes it back
 #pragma once
 
+#include "MorvApp/Model/FolderHandlerModel.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvCore/Foundation/FileURL.h"
 
@@ -23,6 +24,8 @@ public:
 
     /// Whether folders open with Morv.
     bool isDefault() const;
+    /// The name of what opens folders now; empty when nothing does.
+    static std::string currentName();
     /// Does nothing when it is already.
     void makeDefault();
     void restore();
@@ -32,6 +35,21 @@ private:
 
     FileURL program_;
     UserDefaults& defaults_;
+};
+
+/// The same for any thread: each call works on the defaults in `defaultsFile` for itself.
+class DesktopFolderHandler : public FolderHandler {
+public:
+    DesktopFolderHandler(FileURL program, FileURL defaultsFile)
+        : program_(std::move(program)), defaultsFile_(std::move(defaultsFile)) {}
+
+    State state() const override;
+    void makeDefault() const override;
+    void restore() const override;
+
+private:
+    FileURL program_;
+    FileURL defaultsFile_;
 };
 
 } // namespace morv

@@ -115,7 +115,7 @@ std::string terminalOfDesktop() {
     return {};
 }
 
-std::optional<DeveloperTool> terminal() {
+std::optional<DeveloperTool> terminalThatIsThere() {
     std::vector<std::string> candidates{environment("TERMINAL"), "xdg-terminal-exec", terminalOfDesktop()};
     for (const auto* known :
          {"gnome-terminal", "kgx", "konsole", "xfce4-terminal", "mate-terminal", "lxterminal", "qterminal",
@@ -194,7 +194,11 @@ std::optional<DeveloperTool> DesktopToolLauncher::find(const DeveloperPathIntent
         return installed(namesOf(*intent.editor), Folder::argument);
     if (intent.tool == Tool::warp)
         return installed({{"dev.warp.Warp.desktop"}, "warp-terminal"}, Folder::workingFolder);
-    return terminal();
+    return terminalThatIsThere();
+}
+
+std::optional<DeveloperTool> DesktopToolLauncher::terminal(const std::string& line) const {
+    return program(line, Folder::workingFolder);
 }
 
 void DesktopToolLauncher::open(const DeveloperTool& tool, const FileURL& folder) const {

@@ -13,6 +13,7 @@ namespace morv {
 class DesktopToolLauncher : public DeveloperToolLauncher {
 public:
     std::optional<DeveloperTool> find(const DeveloperPathIntent& intent) const override;
+    std::optional<DeveloperTool> terminal(const std::string& line) const override;
     void open(const DeveloperTool& tool, const FileURL& folder) const override;
     std::vector<InstalledApplication> editors() const override;
 };

@@ -76,6 +76,7 @@ void AppModel::showFolder(const FileURL& folder) {
 
 void AppModel::filterTag(const std::string& tag) {
     setSelectedWorkspaceID(std::nullopt);
+    goToColumn();
     auto& pane = activePane();
     pane.setQuery({});
     pane.setTagFilter(tag);
@@ -106,7 +107,10 @@ void AppModel::openWorkspace(std::size_t index) {
 
 void AppModel::openSelection() {
     const auto selected = currentPane().selectedEntries();
-    if (selected.size() == 1 && selected.front()->isNavigable())
+    const bool isFolder = selected.size() == 1 && selected.front()->isNavigable();
+    if (isFolder && activePane().preferences().view == BrowserViewMode::columns)
+        return Q_EMIT requested(FileCommand::open);
+    if (isFolder)
         return currentPane().navigate(selected.front()->url(), PaneModel::History::record);
     if (selected.size() > mostOpenedAtOnce)
         return setErrorMessage(
@@ -138,6 +142,17 @@ void AppModel::openWithDefault(const FileURL& url) {
         [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
 }
 
+void AppModel::openWith(const InstalledApplication& application, const std::vector<FileURL>& items) {
+    if (!services_.applications)
+        return;
+    tasks_.run(
+        TaskLane::reading,
+        [catalogue = services_.applications, application, items](const std::stop_token&) {
+            catalogue->open(application, items);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
 void AppModel::goTo(const std::optional<FileURL>& folder) {
     if (folder)
         showFolder(*folder);
@@ -147,8 +162,13 @@ void AppModel::eject(const FileURL& volume) {
     auto* source = volumes();
     if (!source)
         return;
+    if (!ejecting_.insert(volume).second)
+        return;
+    Q_EMIT ejectingChanged();
     // The source reads its lists again when it went well.
-    source->eject(volume, this, [this](const std::optional<std::string>& failure) {
+    source->eject(volume, this, [this, volume](const std::optional<std::string>& failure) {
+        ejecting_.erase(volume);
+        Q_EMIT ejectingChanged();
         if (failure)
             setErrorMessage(*failure);
     });
@@ -231,6 +251,13 @@ void AppModel::changePreferences(const std::function<void(FolderViewPreferences&
     currentPane().setPreferences(preferences);
 }
 
+void AppModel::viewAs(BrowserViewMode mode) {
+    if (activePane().preferences().view == mode)
+        return;
+    goToColumn();
+    changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
+}
+
 void AppModel::resizeIcons(double by) {
     changePreferences([by](FolderViewPreferences& preferences) {
         preferences.iconSize = std::clamp(preferences.iconSize + by, smallestIcon, largestIcon);
@@ -244,9 +271,6 @@ void AppModel::perform(const CommandCall& call) {
     if (selectedWorkspaceID_ && FileManagerCommands::worksOnSelection(call.command))
         return;
     auto& pane = currentPane();
-    const auto viewAs = [this](BrowserViewMode mode) {
-        changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
-    };
     switch (call.command) {
     case FileCommand::reviewOperation:
         if (call.plan)
@@ -309,6 +333,12 @@ void AppModel::perform(const CommandCall& call) {
         return showSheet(AppSheet::connect);
     case FileCommand::keyBindings:
         return showSheet(AppSheet::keyBindings);
+    case FileCommand::settings:
+        return services_.windows.openSettings();
+    case FileCommand::introduction:
+        return services_.windows.showIntroduction(this);
+    case FileCommand::about:
+        return showSheet(AppSheet::about);
     case FileCommand::favourite:
         return library().addFavourite(pane.location());
     case FileCommand::saveSearch:
@@ -359,11 +389,11 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::refresh:
         return refresh();
     case FileCommand::back:
-        return pane.back();
+        return activePane().back();
     case FileCommand::forward:
-        return pane.forward();
+        return activePane().forward();
     case FileCommand::enclosingFolder:
-        return pane.up();
+        return columnPane_ ? Q_EMIT requested(call.command) : activePane().up();
     case FileCommand::goHome:
         return goTo(homeFolder());
     case FileCommand::goDesktop:

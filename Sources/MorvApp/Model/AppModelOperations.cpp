@@ -138,9 +138,8 @@ void AppModel::transferToOtherPane(OperationKind kind) {
     const auto& active = activeTab();
     if (!active.second)
         return setErrorMessage("Open split view to transfer between panes.");
-    const auto& source = activePane();
-    const auto& target = &source == active.pane.get() ? *active.second : *active.pane;
-    auto request = requestOf(kind, source.selectedURLs());
+    const auto& target = &activePane() == active.pane.get() ? *active.second : *active.pane;
+    auto request = requestOf(kind, currentPane().selectedURLs());
     if (request.sources.empty())
         return;
     request.destination = target.location();
@@ -297,8 +296,9 @@ void AppModel::learningFailed() {
 
 EntrySelection AppModel::selectedInTab() const {
     auto selected = activeTab().pane->selection();
-    if (activeTab().second)
-        selected.insert(activeTab().second->selection().begin(), activeTab().second->selection().end());
+    for (const PaneModel* other : {activeTab().second.get(), columnPane_})
+        if (other)
+            selected.insert(other->selection().begin(), other->selection().end());
     return selected;
 }
 
@@ -315,9 +315,9 @@ void AppModel::selectResults(const OperationReceipt& receipt, const EntrySelecti
             results.push_back(*item.destination);
     // A transfer's results are in the other pane.
     const auto& active = activeTab();
-    active.pane->selectWhenLoaded(results);
-    if (active.second)
-        active.second->selectWhenLoaded(results);
+    for (auto* pane : {active.pane.get(), active.second.get(), columnPane_})
+        if (pane)
+            pane->selectWhenLoaded(results);
 }
 
 void AppModel::undo(std::optional<UUID> id) {

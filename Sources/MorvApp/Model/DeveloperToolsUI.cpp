@@ -42,6 +42,13 @@ std::optional<std::string> opened(const DeveloperToolLauncher& launcher, const D
     return std::nullopt;
 }
 
+/// The user's own terminal stands before all others, and nothing stands in for it.
+std::optional<DeveloperTool> found(const DeveloperToolLauncher& launcher, const DeveloperPathIntent& intent,
+                                   const std::string& ownTerminal) {
+    const bool isOwn = intent.tool == Tool::terminal && !intent.editor && !ownTerminal.empty();
+    return isOwn ? launcher.terminal(ownTerminal) : launcher.find(intent);
+}
+
 } // namespace
 
 DeveloperToolsUI::DeveloperToolsUI(TaskPools& pools, UserDefaults& defaults,
@@ -83,9 +90,21 @@ void DeveloperToolsUI::listEditors(std::function<void(const std::vector<Installe
         std::move(done), [this](const std::exception_ptr& failure) { Q_EMIT failed(sentence(failure)); });
 }
 
+void DeveloperToolsUI::findTerminal(std::function<void(const std::optional<DeveloperTool>&)> done) {
+    tasks_.run(
+        TaskLane::reading,
+        [launcher = launcher_, own = defaults_.terminalCommand()](const std::stop_token&) {
+            return launcher ? found(*launcher, {Tool::terminal, {}}, own) : std::nullopt;
+        },
+        std::move(done), [this](const std::exception_ptr& failure) { Q_EMIT failed(sentence(failure)); });
+}
+
 void DeveloperToolsUI::launch(const DeveloperPathIntent& intent, const std::string& name, const FileURL& at) {
-    start([launcher = launcher_, intent, name, at]() -> std::optional<std::string> {
-        const auto tool = launcher ? launcher->find(intent) : std::nullopt;
+    start([launcher = launcher_, own = defaults_.terminalCommand(), intent, name,
+           at]() -> std::optional<std::string> {
+        const auto tool = launcher ? found(*launcher, intent, own) : std::nullopt;
+        if (!tool && intent.tool == Tool::terminal && !own.empty())
+            return fmt::format("There is no program “{}”. Choose another terminal in Settings.", own);
         if (!tool)
             return fmt::format("{} is not installed. Choose an installed editor or use Terminal.", name);
         return opened(*launcher, *tool, at);

@@ -47,6 +47,9 @@ public:
 
     /// Nothing when no such application is installed.
     virtual std::optional<DeveloperTool> find(const DeveloperPathIntent& intent) const = 0;
+    /// The program that a line names, with its further words as arguments: split as a shell would, and run by
+    /// none. It begins in the folder. Nothing when there is no such program.
+    virtual std::optional<DeveloperTool> terminal(const std::string& line) const = 0;
     /// Throws FileOperationError::unavailable with the system's sentence when it does not start.
     virtual void open(const DeveloperTool& tool, const FileURL& folder) const = 0;
     /// Those that open folders or text, by name.
@@ -64,7 +67,9 @@ public:
     std::optional<FileURL> editorURL() const { return defaults_.editorApplication(); }
     /// Whether the input was a command; it is being carried out for the folder `at` then.
     bool executePathInput(std::string_view input, const FileURL& at);
-    /// `at` may be a file: its folder is opened.
+    /// What openTerminal() would start now; nothing when it is not there.
+    void findTerminal(std::function<void(const std::optional<DeveloperTool>&)> done);
+    /// The terminal of the settings, else one that is found. `at` may be a file: its folder is opened.
     void openTerminal(const FileURL& at);
     /// Asks for an editor first when none was ever chosen.
     void openEditor(const FileURL& at);

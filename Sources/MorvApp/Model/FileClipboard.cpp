@@ -70,6 +70,10 @@ std::vector<FileURL> FileClipboard::urlsIn(std::string_view uriList) {
     return urls;
 }
 
+bool FileClipboard::canPaste() const {
+    return board_.offers(copiedFilesType) || board_.offers(uriListType);
+}
+
 FileClipboard::Offer FileClipboard::readBoard() const {
     Offer offer;
     const auto take = [&offer](std::string_view uri) {

@@ -84,6 +84,9 @@ enum class FileCommand : std::uint8_t {
     selectAll,
     invertSelection,
     keyBindings,
+    settings,
+    introduction,
+    about,
 };
 
 /// A command and what it carries.
@@ -118,6 +121,8 @@ enum class AppSheet : std::uint8_t {
     creativeTools,
     keyBindings,
     chooseEditor,
+    introduction,
+    about,
 };
 
 } // namespace morv

@@ -40,7 +40,7 @@ const std::vector<CommandRow>& table() {
         {trash, "trash", Menu::edit, "Move to Trash", selection, {"Delete", "Ctrl+Backspace"}},
         {selectAll, "selectAll", Menu::edit, "Select All", always, {"Ctrl+A"}, true},
         {invertSelection, "invertSelection", Menu::edit, "Invert Selection", always, {"Ctrl+Shift+I"}},
-        {keyBindings, "keyBindings", Menu::edit, "Keyboard Shortcuts…", always, {}, true},
+        {settings, "settings", Menu::edit, "Settings…", always, {"Ctrl+,"}, true},
 
         {toggleSidebar, "toggleSidebar", Menu::view, "Compact Sidebar", always, {"Ctrl+Alt+S", "F9"}},
         {viewAsGrid, "viewAsGrid", Menu::view, "as Icons", always, {"Ctrl+1"}, true},
@@ -133,6 +133,10 @@ const std::vector<CommandRow>& table() {
         {saveSession, "saveSession", Menu::files, "Save Window Session", always, {}, true},
         {restoreSession, "restoreSession", Menu::files, "Restore Window Session"},
 
+        {keyBindings, "keyBindings", Menu::help, "Keyboard Shortcuts…"},
+        {introduction, "introduction", Menu::help, "Introduction to Morv…"},
+        {about, "about", Menu::help, "About Morv", always, {}, true},
+
         {appearance, "appearance", Menu::none, "Folder Appearance…", oneFolder},
     };
     return rows;
@@ -173,6 +177,8 @@ std::string_view title(CommandMenu menu) {
         return "Go";
     case CommandMenu::files:
         return "Files";
+    case CommandMenu::help:
+        return "Help";
     case CommandMenu::none:
         break;
     }
@@ -220,9 +226,9 @@ bool isEnabled(FileCommand command, const AppModel* model) {
     case oneFolder:
         return pane.selection().size() == 1 && pane.selectedFolders() == 1;
     case canGoBack:
-        return pane.canGoBack();
+        return model->activePane().canGoBack();
     case canGoForward:
-        return pane.canGoForward();
+        return model->activePane().canGoForward();
     }
     return false;
 }
@@ -234,18 +240,18 @@ std::string_view titleNow(FileCommand command, const AppModel* model) {
 }
 
 std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
-    const auto& preferences = model.currentPane().preferences();
+    const auto view = model.activePane().preferences().view;
     switch (command) {
     case viewAsGrid:
-        return preferences.view == BrowserViewMode::grid;
+        return view == BrowserViewMode::grid;
     case viewAsList:
-        return preferences.view == BrowserViewMode::list;
+        return view == BrowserViewMode::list;
     case viewAsColumns:
-        return preferences.view == BrowserViewMode::columns;
+        return view == BrowserViewMode::columns;
     case viewAsGallery:
-        return preferences.view == BrowserViewMode::gallery;
+        return view == BrowserViewMode::gallery;
     case toggleHidden:
-        return preferences.showHidden;
+        return model.currentPane().preferences().showHidden;
     case toggleInspector:
         return model.showInspector();
     case toggleSplit:
@@ -256,15 +262,17 @@ std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
 }
 
 std::vector<std::vector<FileCommand>> itemMenu(const PaneModel& pane) {
-    std::vector<FileCommand> changes = {rename, duplicate, alias, tags, compress};
+    std::vector<FileCommand> changes = {rename, duplicate, alias, compress};
     if (isOneArchive(pane))
         changes.push_back(extract);
-    changes.push_back(appearance);
-    return {{open, preview},
+    changes.push_back(tags);
+    return {{open, preview, info},
+            {terminal, editor},
+            {crossPaneCopy, crossPaneMove},
             {cut, copy, paste},
             std::move(changes),
-            {crossPaneCopy, crossPaneMove},
-            {info, share, terminal, editor},
+            {appearance},
+            {share},
             {trash}};
 }
 

@@ -22,7 +22,7 @@ class PaneModel;
 class MorvServices;
 
 /// Where in the menu bar a command stands; the rows of one menu are in its order.
-enum class CommandMenu : std::uint8_t { file, edit, view, go, files, none };
+enum class CommandMenu : std::uint8_t { file, edit, view, go, files, help, none };
 std::string_view title(CommandMenu menu);
 
 enum class EnabledWhen : std::uint8_t {

@@ -29,14 +29,26 @@ void GitStatusModel::setLocation(const FileURL& location) {
     if (location_ == location)
         return;
     location_ = location;
+    forget();
+    ask();
+}
+
+void GitStatusModel::setWanted(bool wanted) {
+    if (isWanted_ == wanted)
+        return;
+    isWanted_ = wanted;
+    forget();
+    ask();
+}
+
+void GitStatusModel::forget() {
     asking_.cancel();
     timer_.stop();
-    if (status_ || unavailable_) {
-        status_.reset();
-        unavailable_.reset();
-        Q_EMIT changed();
-    }
-    ask();
+    if (!status_ && !unavailable_)
+        return;
+    status_.reset();
+    unavailable_.reset();
+    Q_EMIT changed();
 }
 
 void GitStatusModel::setActive(bool active) {
@@ -47,7 +59,7 @@ void GitStatusModel::setActive(bool active) {
 
 void GitStatusModel::ask() {
     isDue_ = !isActive_;
-    if (!isActive_ || !location_)
+    if (!isActive_ || !isWanted_ || !location_)
         return;
     asking_ = tasks_.run(
         TaskLane::reading,

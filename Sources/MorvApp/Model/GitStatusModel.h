@@ -35,12 +35,16 @@ public:
 
     void setLocation(const FileURL& location);
     void setActive(bool active);
+    /// While it is not wanted nothing is asked and nothing shown.
+    void setWanted(bool wanted);
 
 Q_SIGNALS:
     void changed();
 
 private:
     static std::optional<GitFolderStatus> readGit(const FileURL& folder, const std::stop_token& stop);
+    /// What was said belongs to another folder, or is not wanted any more.
+    void forget();
     void ask();
     void answer(std::optional<GitFolderStatus> status, std::optional<std::string> unavailable);
 
@@ -49,6 +53,7 @@ private:
     std::optional<GitFolderStatus> status_;
     std::optional<std::string> unavailable_;
     bool isActive_ = false;
+    bool isWanted_ = true;
     bool isDue_ = false; ///< as soon as the window is active
     QTimer timer_;
     TaskHandle asking_;

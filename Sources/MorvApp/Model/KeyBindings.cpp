@@ -9,6 +9,8 @@ namespace morv {
 
 namespace {
 
+constexpr const char* returnKey = "Return";
+
 bool share(const std::vector<std::string>& a, const std::vector<std::string>& b) {
     return std::ranges::find_first_of(a, b) != a.end();
 }
@@ -69,6 +71,26 @@ void KeyBindings::setKeys(FileCommand command, std::vector<std::string> keys) {
         return reset(command);
     changed_[command] = std::move(keys);
     apply();
+}
+
+std::optional<FileCommand> KeyBindings::returnCommand() const {
+    for (const auto& row : FileManagerCommands::rows())
+        if (std::ranges::count(keys(row.command), returnKey) > 0)
+            return row.command;
+    return std::nullopt;
+}
+
+void KeyBindings::setReturnCommand(FileCommand command) {
+    for (const auto other : {FileCommand::rename, FileCommand::open}) {
+        auto kept = keys(other);
+        if (other != command && std::erase(kept, returnKey) > 0)
+            setKeys(other, std::move(kept));
+    }
+    auto wanted = keys(command);
+    if (std::ranges::count(wanted, returnKey) > 0)
+        return;
+    wanted.emplace_back(returnKey);
+    setKeys(command, std::move(wanted));
 }
 
 void KeyBindings::reset(FileCommand command) {

@@ -13,6 +13,7 @@
 
 #include <QObject>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,10 @@ public:
 
     /// `keys` are portable texts of key sequences; none leaves the command without a key.
     void setKeys(FileCommand command, std::vector<std::string> keys);
+    /// What Return does to selected files; nothing when no command has it.
+    std::optional<FileCommand> returnCommand() const;
+    /// Takes Return from rename and open, and gives it to this one.
+    void setReturnCommand(FileCommand command);
     /// Back to the table's.
     void reset(FileCommand command);
     void resetAll();

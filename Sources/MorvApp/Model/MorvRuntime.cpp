@@ -28,12 +28,12 @@ Environment processEnvironment() {
 }
 
 MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObservers observers)
-    : environment(std::move(given)), defaults(configurationHome().child("Morv").child("Morv.conf")),
+    : environment(std::move(given)), defaults(defaultsFile()), look(defaults),
       lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
       engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
       opener(std::move(itemOpener)), layout(defaults, environment), keys(store, pools), library(store, pools),
-      insights(pools), thumbnails(pools), appearances(store, pools), windows(engine, pools, defaults),
-      trash(pools), tasks_(pools) {
+      tags(store, pools), spaces(pools), insights(pools), thumbnails(pools), appearances(store, pools),
+      windows(engine, pools, defaults), trash(pools), tasks_(pools) {
     // The Activity list reports a history that cannot be read; at launch nobody has asked for it.
     tasks_.run(
         TaskLane::reading, [this](const std::stop_token& stop) { engine.history(stop); }, [] {},
@@ -62,6 +62,10 @@ FileURL MorvServices::dataDirectory(const Environment& environment) {
     return dataHome().child("Morv").asFolder();
 }
 
+FileURL MorvServices::defaultsFile() {
+    return configurationHome().child("Morv").child("Morv.conf");
+}
+
 FileURL MorvServices::firstFolder() const {
     if (const auto start = value(environment, "MORV_START_DIRECTORY")) {
         try {
@@ -70,7 +74,12 @@ FileURL MorvServices::firstFolder() const {
             // Relative to a folder that is gone: it names nothing.
         }
     }
-    if (auto last = defaults.lastLocation())
+    const auto place = defaults.firstFolder();
+    if (place == FirstFolder::home)
+        return homeFolder();
+    if (const auto chosen = defaults.chosenFirstFolder(); chosen && place == FirstFolder::chosen)
+        return *chosen;
+    if (const auto last = defaults.lastLocation(); last && place == FirstFolder::last)
         return *last;
     if (auto downloads = userFolder(UserFolder::downloads))
         return *downloads;

@@ -5,20 +5,25 @@
 // Threading   made and used on the main thread; the store and the engine are safe to share
 #pragma once
 
+#include "MorvApp/Model/ApplicationCatalogue.h"
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
 #include "MorvApp/Model/FileWindows.h"
 #include "MorvApp/Model/FinderTrashController.h"
 #include "MorvApp/Model/FolderAppearanceStore.h"
+#include "MorvApp/Model/FolderHandlerModel.h"
 #include "MorvApp/Model/FolderInsightCache.h"
 #include "MorvApp/Model/ItemSender.h"
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Model/LookPreferences.h"
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
+#include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
+#include "MorvApp/Model/VolumeSpaces.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
 
@@ -32,6 +37,8 @@ namespace morv {
 /// Opens an item with the desktop's default application. Called on a worker; throws with a sentence.
 using ItemOpener = std::function<void(const FileURL&)>;
 
+class ServerConnector;
+
 class MorvServices {
 public:
     /// Opens the record store in the data directory and starts reading the engine's history, which repairs
@@ -43,7 +50,10 @@ public:
     /// MORV_DATA_DIRECTORY as it is given (a relative one from the working directory, as in morvctl), else
     /// "Morv" in the user's data folder. Throws PosixError when the working directory is needed and gone.
     static FileURL dataDirectory(const Environment& environment);
-    /// Where a new window begins: MORV_START_DIRECTORY, the last folder, Downloads, home. Not looked up.
+    /// "Morv.conf" in the user's configuration folder.
+    static FileURL defaultsFile();
+    /// Where a new window begins: MORV_START_DIRECTORY, what the user has chosen (at first the last folder),
+    /// Downloads, home. Not looked up.
     FileURL firstFolder() const;
     /// With a start folder from the environment the remembered one is left alone.
     bool remembersLocation() const { return !value(environment, "MORV_START_DIRECTORY"); }
@@ -54,6 +64,7 @@ public:
 
     const Environment environment;
     UserDefaults defaults;
+    LookPreferences look;
 
 private:
     DataDirectoryLock lock_;
@@ -66,12 +77,20 @@ public:
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null where no application can be started.
+    std::shared_ptr<const ApplicationCatalogue> applications;
+    /// Null where the desktop has no such choice.
+    std::shared_ptr<const FolderHandler> folderHandler;
+    /// Null where no server can be reached.
+    ServerConnector* servers = nullptr;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    TagsInUse tags;
+    VolumeSpaces spaces;
     FolderInsightCache insights;
     ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;

@@ -116,6 +116,17 @@ void PaneModel::refresh() {
     load();
 }
 
+void PaneModel::cancelLoading() {
+    if (!isLoading_)
+        return;
+    task_.cancel();
+    searchDelay_.stop();
+    ++requestGeneration_;
+    changedMeanwhile_ = false;
+    setError(isSearch_ ? "The search was cancelled." : "Reading this folder was cancelled.");
+    setLoading(false);
+}
+
 void PaneModel::runSearch() {
     beginRequest();
     isSearch_ = asksForSearch();
@@ -163,6 +174,7 @@ void PaneModel::load() {
     request.folder = location_;
     request.preferences = preferences_;
     request.viewRecord = awaitsViewRecord_ ? PaneReading::ViewRecord::load : PaneReading::ViewRecord::keep;
+    request.standard.showHidden = services_.standards && services_.standards->showsHiddenFiles();
     request.rule = readingRule_;
     request.entriesToReplace = entries_.size();
     request.query = withoutBlanks(query_);

@@ -49,6 +49,8 @@ struct PaneServices {
     DirectoryService directories = DirectoryService();
     SearchService search = SearchService();
     ChangeSource changes = ChangeSource::events;
+    /// What folders without a view of their own begin with; null: nothing hidden is shown.
+    const UserDefaults* standards = nullptr;
 };
 
 class PaneModel : public QObject {
@@ -128,6 +130,9 @@ public:
     /// stay until the new reading has found as many entries, or has ended: rows that still exist never blink,
     /// and the view never has to scroll away from them.
     void refresh();
+    /// Gives up the present reading; what it has found stays, and error() says so. A reader that hangs in the
+    /// system is left to itself.
+    void cancelLoading();
     /// As refresh(), 250 ms after the last call of several, so that typing costs one reading for each pause.
     void runSearch();
     /// Reads again with a view that a session kept; it is not saved for the folder. `selectionIDs` are

@@ -47,7 +47,7 @@ void PaneReading::run(const std::stop_token& stop, const Emit& emit) {
 
 /// A folder without a record of its own, or with one that cannot be read, is shown with the defaults.
 void PaneReading::loadViewRecord(const Emit& emit) {
-    FolderViewPreferences preferences;
+    auto preferences = request_.standard;
     if (request_.folder.lastComponent() == "Downloads")
         preferences.grouping = FileGrouping::kind;
     try {

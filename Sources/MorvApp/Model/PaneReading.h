@@ -49,6 +49,7 @@ public:
         FileURL folder;
         FolderViewPreferences preferences;
         ViewRecord viewRecord = ViewRecord::keep;
+        FolderViewPreferences standard; ///< of a folder without a view record
         Rule rule;
         /// A folder with fewer entries is published only at its end: rows on the screen are not taken away
         /// before it is known that they are gone.

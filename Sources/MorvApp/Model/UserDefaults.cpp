@@ -2,6 +2,10 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QStringList>
+#include <algorithm>
+#include <array>
+#include <utility>
 
 namespace morv {
 
@@ -13,6 +17,17 @@ QString fractionsKey(const std::string& name) {
 
 QString sidebarWidthKey(const std::string& nameSpace) {
     return QString::fromStdString("com.morvapp.layout." + nameSpace + ".sidebar.expandedWidth");
+}
+
+constexpr std::array<std::pair<FirstFolder, const char*>, 4> firstFolders{
+    {{FirstFolder::last, "last"},
+     {FirstFolder::home, "home"},
+     {FirstFolder::downloads, "downloads"},
+     {FirstFolder::chosen, "chosen"}}};
+
+/// "system" where nothing was chosen.
+std::string choice(const QSettings& settings, const char* key) {
+    return settings.value(QLatin1String(key), QStringLiteral("system")).toString().toStdString();
 }
 
 } // namespace
@@ -29,6 +44,38 @@ std::optional<FileURL> UserDefaults::lastLocation() const {
 
 void UserDefaults::setLastLocation(const FileURL& folder) {
     settings_.setValue(QStringLiteral("lastLocation"), QByteArray::fromStdString(folder.path()));
+}
+
+FirstFolder UserDefaults::firstFolder() const {
+    const auto name = settings_.value(QStringLiteral("windows.firstFolder")).toString();
+    const auto found = std::ranges::find_if(
+        firstFolders, [&name](const auto& each) { return name == QLatin1String(each.second); });
+    return found == firstFolders.end() ? FirstFolder::last : found->first;
+}
+
+void UserDefaults::setFirstFolder(FirstFolder place) {
+    const auto found =
+        std::ranges::find_if(firstFolders, [place](const auto& each) { return each.first == place; });
+    settings_.setValue(QStringLiteral("windows.firstFolder"), QLatin1String(found->second));
+}
+
+std::optional<FileURL> UserDefaults::chosenFirstFolder() const {
+    const auto bytes = settings_.value(QStringLiteral("windows.chosenFolder")).toByteArray();
+    if (!bytes.startsWith('/'))
+        return std::nullopt;
+    return FileURL::folder(bytes.toStdString());
+}
+
+void UserDefaults::setChosenFirstFolder(const FileURL& folder) {
+    settings_.setValue(QStringLiteral("windows.chosenFolder"), QByteArray::fromStdString(folder.path()));
+}
+
+bool UserDefaults::showsHiddenFiles() const {
+    return settings_.value(QStringLiteral("folders.showHidden"), false).toBool();
+}
+
+void UserDefaults::setShowsHiddenFiles(bool shown) {
+    settings_.setValue(QStringLiteral("folders.showHidden"), shown);
 }
 
 std::string UserDefaults::windowFrame() const {
@@ -67,6 +114,25 @@ void UserDefaults::setEditorApplication(const FileURL& application) {
                        QByteArray::fromStdString(application.path()));
 }
 
+std::string UserDefaults::terminalCommand() const {
+    return settings_.value(QStringLiteral("developerTools.terminalCommand")).toByteArray().toStdString();
+}
+
+void UserDefaults::setTerminalCommand(const std::string& line) {
+    settings_.setValue(QStringLiteral("developerTools.terminalCommand"), QByteArray::fromStdString(line));
+}
+
+bool UserDefaults::showsGitStatus() const {
+    return settings_.value(QStringLiteral("developerTools.gitStatus"), true).toBool();
+}
+
+void UserDefaults::setShowsGitStatus(bool shown) {
+    if (shown == showsGitStatus())
+        return;
+    settings_.setValue(QStringLiteral("developerTools.gitStatus"), shown);
+    Q_EMIT showsGitStatusChanged();
+}
+
 bool UserDefaults::introductionCompleted() const {
     return settings_.value(QStringLiteral("onboarding.completed.v1"), false).toBool();
 }
@@ -76,9 +142,27 @@ void UserDefaults::setIntroductionCompleted(bool completed) {
 }
 
 std::string UserDefaults::appearance() const {
-    return settings_.value(QStringLiteral("appearance.preference.v2"), QStringLiteral("system"))
-        .toString()
-        .toStdString();
+    return choice(settings_, "appearance.preference.v2");
+}
+
+void UserDefaults::setAppearance(const std::string& choice) {
+    settings_.setValue(QStringLiteral("appearance.preference.v2"), QString::fromStdString(choice));
+}
+
+std::string UserDefaults::contrast() const {
+    return choice(settings_, "appearance.contrast");
+}
+
+void UserDefaults::setContrast(const std::string& wish) {
+    settings_.setValue(QStringLiteral("appearance.contrast"), QString::fromStdString(wish));
+}
+
+std::string UserDefaults::motion() const {
+    return choice(settings_, "appearance.motion");
+}
+
+void UserDefaults::setMotion(const std::string& wish) {
+    settings_.setValue(QStringLiteral("appearance.motion"), QString::fromStdString(wish));
 }
 
 bool UserDefaults::sidebarIsCompact() const {
@@ -87,6 +171,20 @@ bool UserDefaults::sidebarIsCompact() const {
 
 void UserDefaults::setSidebarIsCompact(bool compact) {
     settings_.setValue(QStringLiteral("sidebar.compact"), compact);
+}
+
+std::set<std::string> UserDefaults::closedSidebarSections() const {
+    std::set<std::string> titles;
+    for (const auto& title : settings_.value(QStringLiteral("sidebar.closedSections")).toStringList())
+        titles.insert(title.toStdString());
+    return titles;
+}
+
+void UserDefaults::setClosedSidebarSections(const std::set<std::string>& titles) {
+    QStringList list;
+    for (const auto& title : titles)
+        list << QString::fromStdString(title);
+    settings_.setValue(QStringLiteral("sidebar.closedSections"), list);
 }
 
 std::vector<double> UserDefaults::fractions(const std::string& name) const {

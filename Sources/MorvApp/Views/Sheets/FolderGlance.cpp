@@ -6,6 +6,7 @@
 #include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Theme/Type.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -72,10 +73,7 @@ QLabel* FolderGlance::addFact(QWidget* row, const char* title, const char* name)
     column->setSpacing(2);
     auto* value = new QLabel(fact);
     value->setObjectName(QLatin1String(name));
-    auto large = value->font();
-    large.setPointSizeF(large.pointSizeF() * 1.4);
-    large.setWeight(QFont::DemiBold);
-    value->setFont(large);
+    value->setFont(Type::title(value->font()));
     column->addWidget(value);
     auto* caption = new QLabel(QLatin1String(title), fact);
     caption->setObjectName(QStringLiteral("secondary"));

@@ -89,7 +89,8 @@ void KindBar::paintEvent(QPaintEvent*) {
     double left = 0;
     for (const auto& part : parts_) {
         const double length = part.share * width();
-        painter.fillRect(QRectF(left, 0, length - 1, barHeight), colourOf(part.kind));
+        const double at = isRightToLeft() ? width() - left - length + 1 : left;
+        painter.fillRect(QRectF(at, 0, length - 1, barHeight), colourOf(part.kind));
         left += length;
     }
 }

@@ -9,9 +9,17 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <QVariantAnimation>
 #include <algorithm>
 
 namespace morv {
+
+namespace {
+
+/// A sheet rises this far while it appears.
+constexpr double travel = 12;
+
+} // namespace
 
 Sheet::Sheet(const QString& title, QSize largest, Height height, QWidget* window)
     : QWidget(window), largest_(largest), height_(height), previousFocus_(QApplication::focusWidget()) {
@@ -78,6 +86,24 @@ void Sheet::present(QWidget* focus) {
     show();
     raise();
     focus->setFocus(Qt::OtherFocusReason);
+    arrive();
+}
+
+void Sheet::arrive() {
+    const int duration = Theme::shared().motion().sheet;
+    if (duration == 0)
+        return;
+    auto* arrival = new QVariantAnimation(this);
+    arrival->setDuration(duration);
+    arrival->setStartValue(0.0);
+    arrival->setEndValue(1.0);
+    arrival->setEasingCurve(QEasingCurve::OutCubic);
+    connect(arrival, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+        arrival_ = value.toDouble();
+        place();
+        update();
+    });
+    arrival->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 void Sheet::place() {
@@ -91,13 +117,16 @@ void Sheet::place() {
             layout->hasHeightForWidth() ? layout->heightForWidth(size.width()) : card_->sizeHint().height();
         size.setHeight(std::min(size.height(), wanted));
     }
-    card_->setGeometry(
-        QRect(QPoint((whole.width() - size.width()) / 2, (whole.height() - size.height()) / 2), size));
+    card_->setGeometry(QRect(QPoint((whole.width() - size.width()) / 2,
+                                    (whole.height() - size.height()) / 2 + qRound((1 - arrival_) * travel)),
+                             size));
 }
 
 void Sheet::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), Theme::shared().colours().scrim);
+    auto scrim = Theme::shared().colours().scrim;
+    scrim.setAlphaF(scrim.alphaF() * static_cast<float>(arrival_));
+    painter.fillRect(rect(), scrim);
     // A soft edge under the card; an effect would render the whole card into a picture at every change.
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);

@@ -49,12 +49,16 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
+    /// Rises into its place, as far as motion is wanted.
+    void arrive();
+
     QSize largest_;
     Height height_;
     QFrame* card_;
     QVBoxLayout* body_;
     QHBoxLayout* buttons_;
     int actionCount_ = 0;
+    double arrival_ = 1; ///< 0 to 1: how far it has come
     QPushButton* default_ = nullptr;
     QPointer<QWidget> previousFocus_;
 };

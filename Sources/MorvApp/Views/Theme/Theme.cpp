@@ -1,51 +1,33 @@
 #include "MorvApp/Views/Theme/Theme.h"
 
+#include "MorvApp/Views/Theme/Type.h"
+
 #include <QApplication>
+#include <QEvent>
 #include <QFontDatabase>
 #include <QIcon>
 #include <QPalette>
-#include <QStyle>
-#include <QStyleFactory>
+#include <QProxyStyle>
 
 namespace morv {
 
 namespace {
 
-const ThemeColours lightColours{
-    .window = QColor(0xF5, 0xF6, 0xF8),
-    .content = QColor(0xFF, 0xFF, 0xFF),
-    .raised = QColor(0xFF, 0xFF, 0xFF),
-    .text = QColor(0x1C, 0x20, 0x28),
-    .secondaryText = QColor(0x64, 0x6B, 0x78),
-    .separator = QColor(0xE2, 0xE5, 0xEA),
-    .hover = QColor(0x1C, 0x20, 0x28, 0x0D),
-    .accent = QColor(0x2B, 0x66, 0xE0),
-    .accentText = QColor(0xFF, 0xFF, 0xFF),
-    .selection = QColor(0xD6, 0xE4, 0xFD),
-    .quietSelection = QColor(0xE8, 0xEB, 0xF0),
-    .warning = QColor(0x9A, 0x62, 0x00),
-    .failure = QColor(0xB9, 0x2C, 0x2C),
-    .success = QColor(0x1F, 0x7A, 0x46),
-    .scrim = QColor(0x14, 0x18, 0x20, 0x59),
-};
-
-const ThemeColours darkColours{
-    .window = QColor(0x22, 0x24, 0x29),
-    .content = QColor(0x1A, 0x1C, 0x20),
-    .raised = QColor(0x2C, 0x2F, 0x36),
-    .text = QColor(0xE9, 0xEB, 0xEF),
-    .secondaryText = QColor(0x9B, 0xA2, 0xAE),
-    .separator = QColor(0x34, 0x37, 0x3F),
-    .hover = QColor(0xFF, 0xFF, 0xFF, 0x12),
-    .accent = QColor(0x6B, 0x9B, 0xFF),
-    .accentText = QColor(0x0E, 0x14, 0x22),
-    .selection = QColor(0x2B, 0x42, 0x6E),
-    .quietSelection = QColor(0x32, 0x35, 0x3C),
-    .warning = QColor(0xE8, 0xB3, 0x4B),
-    .failure = QColor(0xF2, 0x7C, 0x7C),
-    .success = QColor(0x6C, 0xCB, 0x93),
-    .scrim = QColor(0x00, 0x00, 0x00, 0x8C),
-};
+/// Full lines around what can be used, and a focus that nobody overlooks.
+constexpr const char* highContrastRules = R"(
+QToolButton { border: 1px solid transparent; padding: 5px; }
+QToolButton:hover { border: 1px solid $text; }
+QToolButton:checked, QToolButton:pressed { border: 2px solid $text; padding: 4px; }
+QToolButton:focus { border: 3px solid $accent; padding: 3px; }
+QPushButton:focus, QPushButton:default:focus { border: 3px solid $accent; padding: 4px 14px; }
+QLineEdit:focus { border: 3px solid $accent; padding: 3px 6px; }
+QComboBox:focus { border: 3px solid $accent; padding: 3px 6px; }
+QCheckBox:focus, QRadioButton:focus { border: 3px solid $accent; border-radius: 6px; }
+QTreeView::item:selected, QListView::item:selected { border: 1px solid $text; }
+QMenu::item:selected { border: 1px solid $text; }
+QTabBar#tabs::tab:selected { border: 2px solid $text; }
+QFrame#errorLine { border-bottom: 2px solid $failure; }
+)";
 
 QString css(const QColor& colour) {
     return QStringLiteral("rgba(%1,%2,%3,%4)")
@@ -89,6 +71,24 @@ void chooseFont() {
     }
 }
 
+/// The toolkit's own movements take as long as ours.
+class MotionStyle : public QProxyStyle {
+public:
+    MotionStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
+
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* answer) const override {
+        if (hint == SH_Widget_Animation_Duration || hint == SH_Widget_Animate)
+            return Theme::shared().motion().press;
+        return QProxyStyle::styleHint(hint, option, widget, answer);
+    }
+};
+
+QString points(const QFont& font) {
+    return font.pointSizeF() > 0 ? QString::number(font.pointSizeF(), 'f', 2) + QStringLiteral("pt")
+                                 : QString::number(font.pixelSize()) + QStringLiteral("px");
+}
+
 } // namespace
 
 Theme& Theme::shared() {
@@ -97,7 +97,13 @@ Theme& Theme::shared() {
 }
 
 const ThemeColours& Theme::colours() const {
-    return appearance_ == Appearance::dark ? darkColours : lightColours;
+    return coloursOf(look_.appearance, look_.contrast);
+}
+
+const MotionTimes& Theme::motion() const {
+    static constexpr MotionTimes full{120, 160, 80};
+    static constexpr MotionTimes reduced{};
+    return look_.motion == Motion::reduced ? reduced : full;
 }
 
 Appearance Theme::ofPlatform() {
@@ -107,23 +113,51 @@ Appearance Theme::ofPlatform() {
                : Appearance::light;
 }
 
+void Theme::follow(const LookPreferences& preferences) {
+    connect(&preferences, &LookPreferences::changed, this,
+            [this, &preferences] { apply(preferences.look()); });
+    apply(preferences.look());
+}
+
 void Theme::apply(Appearance appearance) {
-    appearance_ = appearance;
-    if (QApplication::style()->objectName() != QLatin1String("fusion") || qApp->styleSheet().isEmpty()) {
-        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    auto look = look_;
+    look.appearance = appearance;
+    apply(look);
+}
+
+void Theme::apply(const Look& look) {
+    look_ = look;
+    if (!isPrepared_) {
+        isPrepared_ = true;
+        QApplication::setStyle(new MotionStyle);
         chooseFont();
+        qApp->installEventFilter(this);
     }
     // A user's own icon theme stands; without one the bundled families of Breeze follow the colours.
     const auto themeName = QIcon::themeName();
     const auto breeze =
-        appearance == Appearance::dark ? QStringLiteral("breeze-dark") : QStringLiteral("breeze");
+        look.appearance == Appearance::dark ? QStringLiteral("breeze-dark") : QStringLiteral("breeze");
     if (themeName.isEmpty() || themeName == QLatin1String("hicolor") ||
         themeName.startsWith(QLatin1String("breeze")))
         QIcon::setThemeName(breeze);
     QIcon::setFallbackThemeName(breeze);
+    for (const auto effect : {Qt::UI_AnimateMenu, Qt::UI_AnimateCombo, Qt::UI_AnimateTooltip, Qt::UI_FadeMenu,
+                              Qt::UI_FadeTooltip, Qt::UI_AnimateToolBox})
+        QApplication::setEffectEnabled(effect, false);
     QApplication::setPalette(paletteOf(colours()));
     qApp->setStyleSheet(styleSheet());
     Q_EMIT changed();
+}
+
+bool Theme::eventFilter(QObject* watched, QEvent* event) {
+    // The sizes in the style sheet are multiples of the interface font's.
+    if (watched == qApp && event->type() == QEvent::ApplicationFontChange) {
+        if (const auto sheet = styleSheet(); sheet != qApp->styleSheet()) {
+            qApp->setStyleSheet(sheet);
+            Q_EMIT changed();
+        }
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 QString Theme::styleSheet() const {
@@ -169,13 +203,19 @@ QTabBar#tabs::tab { background: transparent; color: $secondary; border: none; bo
                     padding: 6px 12px; margin: 4px 0 4px 8px; min-width: 96px; }
 QTabBar#tabs::tab:hover { background: $hover; color: $text; }
 QTabBar#tabs::tab:selected { background: $quiet; color: $text; font-weight: 600; }
-QToolButton#tabClose { padding: 2px 4px; border-radius: 4px; color: $secondary; font-size: 8pt; }
+QToolButton#tabClose { padding: 2px 4px; border-radius: 4px; color: $secondary; font-size: $captionSize; }
 QToolButton#tabClose:hover { background: $separator; color: $text; }
 QLabel#paneTitle { background: $window; color: $secondary; padding: 6px 16px;
                    border-bottom: 2px solid $separator; }
 QLabel#paneTitle[active="true"] { color: $text; font-weight: 600; border-bottom: 2px solid $accent; }
+QScrollArea#downloadsBar, QWidget#chips { background: $content; }
+QToolButton#chip { border: 1px solid $separator; border-radius: 14px; padding: 4px 12px; color: $text; }
+QToolButton#chip:checked { background: $selection; border-color: $accent; }
+QToolButton#chip:focus { border-color: $accent; background: $hover; }
+QToolButton#chip:checked:focus { background: $selection; border: 2px solid $accent; padding: 3px 11px; }
 QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
+QScrollArea#columnsView, QWidget#columnsContent { background: $content; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: $handle; border-radius: 4px; margin: 2px; }
@@ -196,9 +236,16 @@ QListView#completions { background: $raised; padding: 4px; }
 QListView#completions::item { padding: 6px 8px; border-radius: 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
-QTreeView#sidebar { background: $window; border: none; border-radius: 0; padding: 4px 8px; }
-QTreeView#sidebar::item { padding: 0 8px; border-radius: 6px; }
-QTreeView#sidebar::item:selected { background: $quiet; }
+QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
+                                           padding: 4px 8px; }
+QTreeView#sidebarRail { border-right: 1px solid $separator; }
+QTreeView#sidebar::item, QTreeView#sidebarRail::item { background: transparent; }
+QToolButton#eject { padding: 4px; }
+QListView#settingsPages { background: $window; border: none; border-radius: 0; padding: 8px; }
+QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
+QListView#settingsPages::item:selected { background: $quiet; }
+QScrollArea { background: transparent; border: none; }
+QSpinBox { padding: 5px 8px; }
 QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
 QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
 QComboBox::drop-down { border: none; width: 20px; }
@@ -220,16 +267,35 @@ QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
 QFrame#trashBand { background: $quiet; border: none; }
 QFrame#trashBand[problem="true"] { background: $errorBack; }
-QLabel#secondary { color: $secondary; }
+QLabel#secondary, QLabel#freeSpace { color: $secondary; }
+QPushButton#statusText, QPushButton#statusText:disabled { border: none; border-radius: 4px; padding: 4px 8px;
+                        background: transparent; color: $secondary; text-align: right; min-height: 0; }
+QPushButton#statusText:hover:enabled, QPushButton#statusText:focus { color: $text; background: $hover; }
+QSlider#iconSize { min-height: 20px; }
+QSlider#iconSize::groove:horizontal { height: 4px; border-radius: 2px; background: $quiet; }
+QSlider#iconSize::sub-page:horizontal { height: 4px; border-radius: 2px; background: $secondary; }
+QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0; border-radius: 7px;
+                                      background: $raised; border: 1px solid $secondary; }
+QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
+                                      background: $accent; }
 QLabel#warning { color: $warning; }
-QLabel#title { font-size: 14pt; font-weight: 600; }
+QLabel#caption { color: $secondary; font-size: $captionSize; }
+QLabel#large { font-size: $largeSize; font-weight: 600; }
+QLabel#title { font-size: $titleSize; font-weight: 600; }
 QLabel#heading { font-weight: 600; }
+QLabel#failure { color: $failure; }
 )");
-    auto errorBack = c.failure;
-    errorBack.setAlpha(0x1C);
-    const QColor segment = appearance_ == Appearance::dark ? QColor(0x4A, 0x4F, 0x5A) : c.raised;
+    if (look_.contrast == Contrast::high)
+        sheet += QLatin1String(highContrastRules);
+    auto errorBack = look_.contrast == Contrast::high ? c.window : c.failure;
+    if (look_.contrast == Contrast::standard)
+        errorBack.setAlpha(0x1C);
+    const QColor segment = look_.contrast == Contrast::high       ? c.selection
+                           : look_.appearance == Appearance::dark ? QColor(0x4A, 0x4F, 0x5A)
+                                                                  : c.raised;
     auto handle = c.secondaryText;
-    handle.setAlpha(0x66);
+    if (look_.contrast == Contrast::standard)
+        handle.setAlpha(0x66);
     const std::pair<const char*, QColor> names[] = {
         {"$accentText", c.accentText},   {"$accent", c.accent},        {"$raised", c.raised},
         {"$window", c.window},           {"$content", c.content},      {"$text", c.text},
@@ -240,6 +306,10 @@ QLabel#heading { font-weight: 600; }
     };
     for (const auto& [name, colour] : names)
         sheet.replace(QLatin1String(name), css(colour));
+    const auto base = QApplication::font();
+    sheet.replace(QLatin1String("$captionSize"), points(Type::caption(base)));
+    sheet.replace(QLatin1String("$titleSize"), points(Type::title(base)));
+    sheet.replace(QLatin1String("$largeSize"), points(Type::large(base)));
     return sheet;
 }
 

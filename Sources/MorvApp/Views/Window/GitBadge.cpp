@@ -7,6 +7,7 @@
 #include <QLocale>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
 #include <algorithm>
 
 namespace morv {
@@ -103,16 +104,21 @@ void GitBadge::paintEvent(QPaintEvent*) {
         painter.setBrush(colours.hover);
         painter.drawRoundedRect(rect(), Space::radius, Space::radius);
     }
-    drawBranch(painter, QPointF(Space::tiny, (badgeHeight - symbolWidth) / 2.0), colour);
+    const auto placed = [this](const QRect& place) {
+        return QStyle::visualRect(layoutDirection(), rect(), place);
+    };
+    const QRect symbol(Space::tiny, (badgeHeight - symbolWidth) / 2, symbolWidth, symbolWidth);
+    drawBranch(painter, placed(symbol).topLeft(), colour);
     if (nameWidth_ > 0) {
         painter.setPen(colours.secondaryText);
-        painter.drawText(QRect(2 * Space::tiny + symbolWidth, 0, nameWidth_, badgeHeight),
+        painter.drawText(placed(QRect(2 * Space::tiny + symbolWidth, 0, nameWidth_, badgeHeight)),
                          Qt::AlignVCenter | Qt::AlignLeft,
                          fontMetrics().elidedText(branch_, Qt::ElideMiddle, nameWidth_));
     }
     if (showsCount_) {
         painter.setPen(colours.text);
-        painter.drawText(rect().adjusted(0, 0, -Space::tiny, 0), Qt::AlignVCenter | Qt::AlignRight, count_);
+        painter.drawText(placed(rect().adjusted(0, 0, -Space::tiny, 0)), Qt::AlignVCenter | Qt::AlignRight,
+                         count_);
     }
 }
 

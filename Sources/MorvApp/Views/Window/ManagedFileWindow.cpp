@@ -58,6 +58,13 @@ void ManagedFileWindow::quit() {
     box->open();
 }
 
+void ManagedFileWindow::showEvent(QShowEvent* event) {
+    MainWindow::showEvent(event);
+    // Whoever starts Morv on a folder of its own, a test or a demonstration, is not its new user.
+    if (services_.remembersLocation())
+        services_.windows.offerIntroduction(model());
+}
+
 void ManagedFileWindow::changeEvent(QEvent* event) {
     MainWindow::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isActiveWindow())

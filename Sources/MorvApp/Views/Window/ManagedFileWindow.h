@@ -28,6 +28,8 @@ Q_SIGNALS:
     void closed();
 
 protected:
+    /// The first window of a user who has not seen it offers the introduction.
+    void showEvent(QShowEvent* event) override;
     void changeEvent(QEvent* event) override;
     /// The last window of a process that could not be reached without it does not close while files are being
     /// processed; any other does, and the operation goes on.

@@ -86,6 +86,8 @@ SearchField::SearchField(AppModel& app, QWidget* parent)
 }
 
 void SearchField::search(const QString& text, Meaning meaning) {
+    // Of the column that is worked in, like everything else.
+    app_.goToColumn();
     const auto tokens =
         searchTokens(typedBytes(text), meaning == Meaning::meant ? TokenEnding::meant : TokenEnding::typing);
     auto& pane = app_.activePane();

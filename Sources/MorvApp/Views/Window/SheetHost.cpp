@@ -1,10 +1,13 @@
 #include "MorvApp/Views/Window/SheetHost.h"
 
+#include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
 #include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
+#include "MorvApp/Views/Sheets/IntroductionSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
@@ -21,6 +24,15 @@ SheetHost::SheetHost(AppModel& app, WindowActions& actions, QWidget* window)
     : app_(app), actions_(actions), window_(window) {
     connect(&app_, &AppModel::reviewPlanChanged, this, &SheetHost::update);
     connect(&app_, &AppModel::sheetChanged, this, &SheetHost::update);
+    auto& windows = app_.services().windows;
+    connect(&windows, &FileWindows::introductionTargetChanged, this, [this, &windows] {
+        if (windows.introductionTarget() == &app_)
+            app_.showSheet(AppSheet::introduction);
+    });
+    connect(&app_, &AppModel::sheetChanged, this, [this, &windows] {
+        if (app_.sheet() != AppSheet::introduction)
+            windows.introductionEnded(app_);
+    });
 }
 
 SheetHost::~SheetHost() {
@@ -60,12 +72,18 @@ Sheet* SheetHost::make(AppSheet wanted) {
     case AppSheet::workspace:
     case AppSheet::editWorkspace:
         return new WorkspaceSheet(app_, window_);
+    case AppSheet::connect:
+        return new ConnectSheet(app_, window_);
     case AppSheet::commands:
         return new QuickActionsSheet(app_, window_);
     case AppSheet::chooseEditor:
         return new EditorSheet(app_, window_);
     case AppSheet::keyBindings:
         return new KeyBindingsSheet(app_, window_);
+    case AppSheet::introduction:
+        return new IntroductionSheet(app_, window_);
+    case AppSheet::about:
+        return new AboutSheet(app_, window_);
     case AppSheet::viewOptions:
         return new ViewOptionsSheet(app_, window_);
     case AppSheet::appearance:

@@ -58,9 +58,8 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
 bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
-        for (const auto without : {FileCommand::preview, FileCommand::tidy, FileCommand::smartClean,
-                                   FileCommand::spaceReview, FileCommand::creativeTools, FileCommand::connect,
-                                   FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+        for (const auto without : {FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
+                                   FileCommand::creativeTools})
             set.insert(static_cast<int>(without));
         return set;
     }();
@@ -68,19 +67,22 @@ bool WindowActions::isOffered(FileCommand command) {
 }
 
 void WindowActions::fill(QMenuBar& bar) {
-    for (const auto place : menus) {
-        auto* menu = bar.addMenu(text(title(place)));
-        for (const auto& row : FileManagerCommands::rows()) {
-            if (row.menu != place || !isOffered(row.command))
-                continue;
-            if (row.startsGroup)
-                menu->addSeparator();
-            menu->addAction(action(row.command));
-        }
-        if (place == CommandMenu::files) {
+    for (const auto place : menus)
+        addMenu(bar, place);
+}
+
+void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
+    auto* menu = bar.addMenu(text(title(place)));
+    for (const auto& row : FileManagerCommands::rows()) {
+        if (row.menu != place || !isOffered(row.command))
+            continue;
+        if (row.startsGroup)
             menu->addSeparator();
-            menu->addAction(emptyTrash_);
-        }
+        menu->addAction(action(row.command));
+    }
+    if (place == CommandMenu::files) {
+        menu->addSeparator();
+        menu->addAction(emptyTrash_);
     }
 }
 
@@ -121,6 +123,7 @@ void WindowActions::update() {
 void WindowActions::readKeys() {
     sequences_.clear();
     returnCommand_.reset();
+    spaceCommand_.reset();
     for (const auto& row : FileManagerCommands::rows()) {
         if (!isOffered(row.command))
             continue;
@@ -129,6 +132,9 @@ void WindowActions::readKeys() {
             if (sequence == QKeySequence(Qt::Key_Return) || sequence == QKeySequence(Qt::Key_Enter)) {
                 if (!returnCommand_)
                     returnCommand_ = row.command;
+            } else if (sequence == QKeySequence(Qt::Key_Space)) {
+                if (!spaceCommand_)
+                    spaceCommand_ = row.command;
             } else if (!sequence.isEmpty()) {
                 sequences_[row.command] << sequence;
             }

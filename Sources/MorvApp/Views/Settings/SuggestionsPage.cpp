@@ -1,0 +1,188 @@
+#include "MorvApp/Views/Settings/SuggestionsPage.h"
+
+#include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Theme/Theme.h"
+#include "MorvCore/Platform/UserFolders.h"
+
+#include <QCheckBox>
+#include <QFile>
+#include <QFileDialog>
+#include <QLabel>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QStyle>
+#include <algorithm>
+
+namespace morv {
+
+namespace {
+
+constexpr int longestRetention = 365;
+constexpr int rootsHeight = 96;
+
+QString local(const FileURL& url) {
+    return QFile::decodeName(QByteArray::fromStdString(url.path()));
+}
+
+} // namespace
+
+SuggestionsPage::SuggestionsPage(SQLiteStore& store, TaskPools& pools, QWidget* parent)
+    : SettingsPage(QStringLiteral("Suggestions"), parent), memory_(store, pools) {
+    buildPolicy();
+    buildRoots();
+    buildRecords();
+    finish();
+    connect(&memory_, &SuggestionMemoryModel::changed, this, &SuggestionsPage::show);
+    show();
+}
+
+void SuggestionsPage::buildPolicy() {
+    enabled_ = addCheck("rememberFiling", QStringLiteral("Remember where I file things"));
+    addNote(QStringLiteral(
+        "Paths and dates of finished moves, on this computer alone; never what is in a file."));
+    suggests_ = addCheck("suggestFolders", QStringLiteral("Suggest folders from what is remembered"));
+    days_ = new QSpinBox(this);
+    days_->setObjectName(QStringLiteral("retentionDays"));
+    days_->setRange(0, longestRetention);
+    days_->setSpecialValueText(QStringLiteral("without limit"));
+    days_->setSuffix(QStringLiteral(" days"));
+    // A number that is being typed is not the number that is meant: a shorter time removes records.
+    days_->setKeyboardTracking(false);
+    addRow(QStringLiteral("Keep records"), {days_});
+    connect(enabled_, &QCheckBox::clicked, this,
+            [this](bool on) { change([on](auto& policy) { policy.enabled = on; }); });
+    connect(suggests_, &QCheckBox::clicked, this,
+            [this](bool on) { change([on](auto& policy) { policy.suggestionsEnabled = on; }); });
+    connect(days_, &QSpinBox::valueChanged, this,
+            [this](int days) { change([days](auto& policy) { policy.retentionDays = days; }); });
+}
+
+void SuggestionsPage::buildRoots() {
+    excluded_ = new QListWidget(this);
+    excluded_->setObjectName(QStringLiteral("excludedFolders"));
+    excluded_->setFixedHeight(rootsHeight);
+    excluded_->setTextElideMode(Qt::ElideMiddle);
+    addRow(QStringLiteral("Never in"), {excluded_});
+    auto* add = new QPushButton(QStringLiteral("Add Folder…"), this);
+    removeRoot_ = new QPushButton(QStringLiteral("Remove"), this);
+    removeRoot_->setObjectName(QStringLiteral("removeExcluded"));
+    removeRoot_->setAccessibleName(QStringLiteral("Remove the folder from the list"));
+    addRow(QString(), {add, removeRoot_});
+    addNote(QStringLiteral("What was remembered of such a folder is forgotten."));
+    connect(add, &QPushButton::clicked, this, &SuggestionsPage::addExcluded);
+    connect(removeRoot_, &QPushButton::clicked, this, &SuggestionsPage::removeExcluded);
+    connect(excluded_, &QListWidget::currentRowChanged, removeRoot_,
+            [this](int row) { removeRoot_->setEnabled(row >= 0); });
+}
+
+void SuggestionsPage::buildRecords() {
+    addHeading(QStringLiteral("What is remembered"));
+    count_ = new QLabel(this);
+    export_ = new QPushButton(QStringLiteral("Export…"), this);
+    export_->setObjectName(QStringLiteral("exportSuggestions"));
+    clear_ = new QPushButton(QStringLiteral("Clear…"), this);
+    clear_->setObjectName(QStringLiteral("clearSuggestions"));
+    addRow(QStringLiteral("Records"), {count_, export_, clear_});
+    message_ = addNote(QString(), "secondary");
+    connect(export_, &QPushButton::clicked, this, &SuggestionsPage::exportRecords);
+    connect(clear_, &QPushButton::clicked, this, &SuggestionsPage::confirmClearing);
+}
+
+void SuggestionsPage::refresh() {
+    memory_.refresh();
+}
+
+void SuggestionsPage::change(const std::function<void(SuggestionMemoryPreferences&)>& apply) {
+    if (!memory_.preferences())
+        return;
+    auto policy = *memory_.preferences();
+    apply(policy);
+    memory_.setPreferences(std::move(policy));
+}
+
+void SuggestionsPage::addExcluded() {
+    auto* dialog = new QFileDialog(this, QStringLiteral("Never Remember Anything In"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
+        if (path.isEmpty())
+            return;
+        const auto folder = FileURL::fromPath(QFile::encodeName(path).toStdString()).asFolder();
+        change([&folder](auto& policy) {
+            if (std::ranges::find(policy.excludedRoots, folder) == policy.excludedRoots.end())
+                policy.excludedRoots.push_back(folder);
+        });
+    });
+    dialog->open();
+}
+
+void SuggestionsPage::removeExcluded() {
+    const auto row = static_cast<std::size_t>(std::max(excluded_->currentRow(), 0));
+    change([row](auto& policy) {
+        if (row < policy.excludedRoots.size())
+            policy.excludedRoots.erase(policy.excludedRoots.begin() + static_cast<std::ptrdiff_t>(row));
+    });
+}
+
+void SuggestionsPage::exportRecords() {
+    auto* dialog = new QFileDialog(this, QStringLiteral("Export What Is Remembered"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    // Nothing is ever replaced, so nothing is to be asked.
+    dialog->setOption(QFileDialog::DontConfirmOverwrite);
+    dialog->setDirectory(local(userFolder(UserFolder::documents).value_or(homeFolder())));
+    dialog->selectFile(ours(SuggestionMemoryStore::exportName));
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
+        if (!path.isEmpty())
+            memory_.exportTo(FileURL::fromPath(QFile::encodeName(path).toStdString()));
+    });
+    dialog->open();
+}
+
+void SuggestionsPage::confirmClearing() {
+    const auto title = QStringLiteral("Forget where you have filed things?");
+    auto* box = new QMessageBox(QMessageBox::Question, title, title, QMessageBox::NoButton, this);
+    box->setObjectName(QStringLiteral("confirmClearing"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setInformativeText(
+        QStringLiteral("%1 will be removed, and cannot be brought back. No file is touched.")
+            .arg(shownCount(memory_.recordCount(), "record", "records")));
+    // Of the one role that every desktop lays out in this order.
+    auto* keep = box->addButton(QStringLiteral("Keep"), QMessageBox::ActionRole);
+    auto* forget = box->addButton(QStringLiteral("Forget All"), QMessageBox::ActionRole);
+    box->setDefaultButton(keep);
+    box->setEscapeButton(keep);
+    connect(forget, &QPushButton::clicked, &memory_, &SuggestionMemoryModel::clear);
+    box->open();
+}
+
+void SuggestionsPage::show() {
+    const auto& policy = memory_.preferences();
+    for (QWidget* control : {static_cast<QWidget*>(enabled_), static_cast<QWidget*>(suggests_),
+                             static_cast<QWidget*>(days_), static_cast<QWidget*>(excluded_)})
+        control->setEnabled(policy.has_value());
+    count_->setText(shownCount(memory_.recordCount(), "record", "records"));
+    clear_->setEnabled(policy && memory_.recordCount() > 0);
+    export_->setEnabled(policy.has_value());
+    message_->setText(shown(memory_.message()));
+    message_->setObjectName(memory_.hasFailed() ? QStringLiteral("failure") : QStringLiteral("secondary"));
+    message_->style()->polish(message_);
+    if (!policy)
+        return;
+    enabled_->setChecked(policy->enabled);
+    suggests_->setChecked(policy->suggestionsEnabled);
+    suggests_->setEnabled(policy->enabled);
+    const QSignalBlocker quiet(days_);
+    days_->setValue(static_cast<int>(policy->retentionDays));
+    const int row = excluded_->currentRow();
+    excluded_->clear();
+    for (const auto& root : policy->excludedRoots)
+        excluded_->addItem(shownPath(root));
+    excluded_->setCurrentRow(std::min(row, excluded_->count() - 1));
+    removeRoot_->setEnabled(excluded_->currentRow() >= 0);
+}
+
+} // namespace morv
