@@ -232,6 +232,8 @@ QHeaderView::section:hover { color: $text; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
 QTreeView::item { padding: 0 4px; }
+QListView#completions { background: $raised; padding: 4px; }
+QListView#completions::item { padding: 6px 8px; border-radius: 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
 QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
