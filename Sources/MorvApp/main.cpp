@@ -2,9 +2,12 @@
 #include "MorvApp/Integration/Applications.h"
 #include "MorvApp/Integration/DecoderProcess.h"
 #include "MorvApp/Integration/DefaultFolderHandler.h"
+#include "MorvApp/Integration/DesktopApplications.h"
 #include "MorvApp/Integration/DesktopPreferences.h"
 #include "MorvApp/Integration/DesktopToolLauncher.h"
+#include "MorvApp/Integration/MailSender.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
@@ -120,6 +123,7 @@ private:
         QApplication::setQuitOnLastWindowClosed(false);
         life_.emplace(windows, services_->engine, morv::ProcessLife::Limits());
         services_->toolLauncher = std::make_shared<morv::DesktopToolLauncher>();
+        services_->applications = std::make_shared<morv::DesktopApplications>();
         settings_.emplace(*services_);
         connect(&*life_, &morv::ProcessLife::endingBegan, &*settings_, &morv::SettingsPresenter::close);
         // Who opens folders is the user's choice; a session with places of its own does not make it.
@@ -128,11 +132,14 @@ private:
                 morv::FileURL::fromPath(
                     QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
                 morv::MorvServices::defaultsFile());
+        services_->itemSender = std::make_shared<morv::MailSender>();
         services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
+        servers_.emplace(services_->pools);
+        services_->servers = &*servers_;
         services_->trash.setOperations(
             {morv::emptyTrashAlert(), morv::trashFinishedAlert(),
              [](const std::stop_token& stop) { morv::emptySystemTrash(morv::emptyTrashLimit, stop); },
@@ -192,6 +199,7 @@ private:
     std::optional<morv::ProcessLife> life_;
     std::optional<morv::SettingsPresenter> settings_;
     std::optional<morv::SystemVolumes> volumes_;
+    std::optional<morv::ServerMounts> servers_;
     std::optional<morv::StartupFailureView> failure_;
 };
 

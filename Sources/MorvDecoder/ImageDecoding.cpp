@@ -168,6 +168,21 @@ void write(Image image, Canvas canvas, Decoded& result) {
     result.picture = size;
 }
 
+/// Shrinks while it loads where the format allows. Of what ends early the part that is there is shown.
+Image thumbnail(const Source& source, VipsImage* header, int side) {
+    VipsImage* made = nullptr;
+    // Numbers without a profile are taken as they are: they would be moved to another white.
+    const bool hasProfile = vips_image_get_typeof(header, VIPS_META_ICC_NAME) != 0;
+    const int status =
+        hasProfile ? vips_thumbnail_source(source.get(), &made, side, "height", side, "size", VIPS_SIZE_DOWN,
+                                           "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_NONE, nullptr)
+                   : vips_thumbnail_source(source.get(), &made, side, "height", side, "size", VIPS_SIZE_DOWN,
+                                           "fail_on", VIPS_FAIL_ON_NONE, nullptr);
+    if (status != 0)
+        throw Refusal(DecoderRefusal::damaged);
+    return Image(made);
+}
+
 std::optional<Decoded> decode(const Source& source, Canvas canvas) {
     if (!source || !vips_foreign_find_load_source(source.get())) {
         vips_error_clear();
@@ -182,13 +197,7 @@ std::optional<Decoded> decode(const Source& source, Canvas canvas) {
     if (vips_image_get_orientation_swap(header.get()))
         std::swap(result.natural.width, result.natural.height);
     describe(header.get(), result);
-    VipsImage* made = nullptr;
-    // Shrinks while it loads where the format allows; sRGB is the library's own profile, not a file. Of what ends
-    // early the part that is there is shown.
-    if (vips_thumbnail_source(source.get(), &made, canvas.side, "height", canvas.side, "size", VIPS_SIZE_DOWN,
-                              "export_profile", "srgb", "fail_on", VIPS_FAIL_ON_NONE, nullptr) != 0)
-        throw Refusal(DecoderRefusal::damaged);
-    write(Image(made), canvas, result);
+    write(thumbnail(source, header.get(), canvas.side), canvas, result);
     return result;
 }
 

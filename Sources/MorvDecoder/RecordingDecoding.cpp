@@ -324,6 +324,9 @@ std::optional<Decoded> decodeRecording(const Input& input, Canvas canvas) {
         drawCover(*video, canvas, result);
         video = nullptr;
     }
+    // A stream that never says how large it is has nothing to show; what is heard may be whole.
+    if (video && audio && video->codecpar->width <= 0)
+        video = nullptr;
     if (!video && !audio)
         throw Refusal(DecoderRefusal::unknown);
     if (video) {

@@ -101,10 +101,11 @@ TEST(CollectionLayout, itemsStandWhereOnePlacedByOneTheyWould) {
             ASSERT_EQ(rect.size(), expected.size());
             ASSERT_EQ(layout.columnOf(index), expected.left());
             ASSERT_TRUE(content.contains(rect) || wanted.viewport.width() < rect.width()) << index;
-            if (index > 0 && layout.columnOf(index) > 0)
-                ASSERT_TRUE(wanted.direction == Qt::RightToLeft
-                                ? rect.right() < rects[rects.size() - 2].left()
-                                : rect.left() > rects[rects.size() - 2].right());
+            if (index == 0 || layout.columnOf(index) == 0)
+                continue;
+            const auto& before = rects[rects.size() - 2];
+            ASSERT_TRUE(wanted.direction == Qt::RightToLeft ? rect.right() < before.left()
+                                                            : rect.left() > before.right());
         }
         const auto within = [&random](int length) {
             return std::uniform_int_distribution<int>(-40, length + 40)(random);
@@ -195,7 +196,7 @@ TEST(CollectionLayout, theHeadingOfWhatIsReadStaysUntilTheNextPushesItAway) {
     using Found = std::vector<std::pair<std::size_t, int>>;
     const int second = list.rect(10).top() - CollectionLayout::heading;
     EXPECT_EQ(visible(0), (Found{{1, second}, {0, 0}}));
-    EXPECT_EQ(visible(50), (Found{{1, second - 50}, {2, 2 * second - 50}, {0, 0}}));
+    EXPECT_EQ(visible(50), (Found{{1, second - 50}, {0, 0}}));
     EXPECT_EQ(visible(second - 10), (Found{{1, 10}, {2, second + 10}, {0, 10 - CollectionLayout::heading}}));
     EXPECT_EQ(visible(second), (Found{{2, second}, {1, 0}}));
 }

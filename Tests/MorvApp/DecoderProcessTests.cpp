@@ -3,6 +3,8 @@
 #include "Tests/MorvApp/Support.h"
 #include "Tests/Support/TemporaryFolder.h"
 
+#include <QBuffer>
+#include <QColorSpace>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -18,8 +20,10 @@ namespace {
 
 using test::eventually;
 using test::sentenceOf;
+using testing::AnyOf;
 using testing::Contains;
 using testing::HasSubstr;
+using testing::StrEq;
 using namespace std::chrono_literals;
 
 constexpr const char* tooLong = "The file took too long to decode.";
@@ -87,6 +91,12 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
         document.newPage();
         painter.fillRect(QRect(0, 0, 100'000, 100'000), QColor(10, 120, 230));
     }
+    QImage wide(400, 200, QImage::Format_RGB32);
+    wide.fill(QColor(10, 120, 200));
+    wide.setColorSpace(QColorSpace::DisplayP3);
+    ASSERT_TRUE(wide.save(QString::fromStdString(path("wide.png").path()), "PNG"));
+    const auto inSRGB = wide.convertedToColorSpace(QColorSpace::SRgb).pixel(0, 0);
+    ASSERT_FALSE(isNear(inSRGB, wide.pixel(0, 0)));
     const struct {
         const char* name;
         int page;
@@ -97,6 +107,7 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
         {"opaque.png", 0, 100, 50, 400, 200, qRgb(10, 120, 230), {"Dimensions", "400 × 200"}},
         {"veil.png", 0, 40, 20, 40, 20, qRgba(100, 50, 0, 128), {"Depth", "8 bits per channel"}},
         {"photo.jpg", 0, 100, 50, 3000, 1500, qRgb(10, 120, 230), {"Colours", "RGB"}},
+        {"wide.png", 0, 100, 50, 400, 200, inSRGB, {"Dimensions", "400 × 200"}},
         {"old.bmp", 0, 100, 50, 400, 200, qRgb(10, 120, 230), {"Dimensions", "400 × 200"}},
         {"drawing.svg", 0, 100, 50, 20, 10, qRgb(10, 120, 230), {"Dimensions", "20 × 10"}},
         {"paper.pdf", 1, 100, 50, 567, 283, qRgb(10, 120, 230), {"Title", "Harbour"}},
@@ -130,6 +141,57 @@ TEST_F(DecoderTest, showsImagesDrawingsDocumentsAndRecordings) {
     EXPECT_FALSE(sound.picture);
     for (const auto& fact : {MediaFact{"Duration", "0:02"}, {"Sample rate", "8 kHz"}, {"Channels", "Stereo"}})
         EXPECT_THAT(sound.facts, Contains(fact));
+}
+
+std::string number(std::uint32_t value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+std::string chunk(const char* type, const std::string& body) {
+    return type + number(static_cast<std::uint32_t>(body.size())) + body + std::string(body.size() % 2, '\0');
+}
+
+/// AVI (RIFF) with photographs as its frames, 25 in a second: the first tenth is black.
+std::string film(int frames) {
+    const auto frame = [](QColor colour) {
+        QImage made(320, 240, QImage::Format_RGB32);
+        made.fill(colour);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        made.save(&buffer, "JPEG");
+        return chunk("00dc", bytes.toStdString());
+    };
+    std::string header;
+    for (const int field : {40'000, 0, 0, 16, frames, 0, 1, 0, 320, 240, 0, 0, 0, 0})
+        header += number(static_cast<std::uint32_t>(field));
+    std::string stream = "vidsMJPG";
+    for (const int field : {0, 0, 0, 1, 25, 0, frames, 0, 0, 0, 0, 320 | 240 << 16})
+        stream += number(static_cast<std::uint32_t>(field));
+    std::string format = number(40) + number(320) + number(240) + number(1 | 24 << 16) + "MJPG";
+    format += number(320 * 240 * 3) + std::string(16, '\0');
+    std::string pictures = "movi";
+    std::string index;
+    for (int i = 0; i < frames; ++i) {
+        const auto picture = frame(i < frames / 10 ? Qt::black : QColor(10, 120, 230));
+        index += "00dc" + number(16) + number(static_cast<std::uint32_t>(pictures.size())) +
+                 number(static_cast<std::uint32_t>(picture.size() - 8));
+        pictures += picture;
+    }
+    return chunk(
+        "RIFF", "AVI " +
+                    chunk("LIST", "hdrl" + chunk("avih", header) +
+                                      chunk("LIST", "strl" + chunk("strh", stream) + chunk("strf", format))) +
+                    chunk("LIST", pictures) + chunk("idx1", index));
+}
+
+TEST_F(DecoderTest, aFilmShowsAFrameFromBehindItsBeginning) {
+    const DecoderProcess decoder(limits());
+    const auto media = decoder.decode({file("film.avi", film(50)), 160, 0}, {});
+    EXPECT_EQ(media.naturalWidth, 320);
+    ASSERT_EQ(media.picture.width, 160);
+    EXPECT_TRUE(isNear(pixel(media.picture, 80, 60), qRgb(10, 120, 230)));
+    for (const auto& fact :
+         {MediaFact{"Dimensions", "320 × 240"}, {"Duration", "0:02"}, {"Video", "Motion JPEG"}})
+        EXPECT_THAT(media.facts, Contains(fact));
 }
 
 TEST_F(DecoderTest, turnsAPhotographAsItsCameraWasHeld) {
@@ -196,25 +258,44 @@ TEST_F(DecoderTest, hostileFilesCostTheirPictureAndNothingElse) {
 }
 
 TEST_F(DecoderTest, aDrawingReadsNoOtherFile) {
-    const auto secret = image("secret.png", 10, 10, Qt::red, "PNG").path();
-    file("secret.txt", "red");
-    file("drawing.svg",
-         "<!DOCTYPE svg [<!ENTITY secret SYSTEM 'file://" + path("secret.txt").path() +
-             "'>]><svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "
-             "xmlns:xi='http://www.w3.org/2001/XInclude' width='20' height='20'>"
-             "<rect width='20' height='20' fill='lime'/>"
-             "<rect width='20' height='20' fill='&secret;' fill-opacity='0'/>"
-             "<image xlink:href='file://" +
-             secret +
-             "' width='20' height='20'/><image href='secret.png' width='20' height='20'/>"
-             "<xi:include href='file://" +
-             path("other.svg").path() + "'/></svg>");
-    file("other.svg",
-         "<svg xmlns='http://www.w3.org/2000/svg'><rect width='20' height='20' fill='red'/></svg>");
+    const auto secret = "file://" + image("secret.png", 10, 10, Qt::red, "PNG").path();
+    const auto text = "file://" + file("secret.txt", "red").path();
+    const auto other =
+        "file://" +
+        file("other.svg",
+             "<svg xmlns='http://www.w3.org/2000/svg'><rect width='20' height='20' fill='red'/></svg>")
+            .path();
+    file("style.css", "rect { fill: red !important; }");
+    const struct {
+        const char* name;
+        std::string before, inside;
+    } rows[] = {
+        {"an image by its address", "", "<image xlink:href='" + secret + "' width='20' height='20'/>"},
+        {"an image beside it", "", "<image href='secret.png' width='20' height='20'/>"},
+        {"another drawing", "", "<use xlink:href='" + other + "#a'/><image href='" + other + "'/>"},
+        {"an inclusion", "", "<xi:include href='" + other + "'><xi:fallback/></xi:include>"},
+        {"a style", "<?xml-stylesheet href='style.css' type='text/css'?>",
+         "<style>@import 'style.css';</style>"},
+        {"an entity", "<!DOCTYPE svg [<!ENTITY secret SYSTEM '" + text + "'>]>",
+         "<rect width='20' height='20' fill='&secret;'/>"},
+    };
     const DecoderProcess decoder(limits());
-    const auto media = decoder.decode({path("drawing.svg"), 20, 0}, {});
-    ASSERT_TRUE(media.picture);
-    EXPECT_EQ(pixel(media.picture, 10, 10), qRgb(0, 255, 0));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        file("drawing.svg",
+             row.before +
+                 "<svg xmlns='http://www.w3.org/2000/svg' xmlns:xlink='http://www.w3.org/1999/xlink' "
+                 "xmlns:xi='http://www.w3.org/2001/XInclude' width='20' height='20'>"
+                 "<rect width='20' height='20' fill='lime'/>" +
+                 row.inside + "</svg>");
+        try {
+            const auto media = decoder.decode({path("drawing.svg"), 20, 0}, {});
+            ASSERT_TRUE(media.picture);
+            EXPECT_EQ(pixel(media.picture, 5, 5), qRgb(0, 255, 0));
+        } catch (const MediaError&) {
+            EXPECT_THAT(row.name, AnyOf(StrEq("an inclusion"), StrEq("an entity"))) << "refused as a whole";
+        }
+    }
 }
 
 TEST_F(DecoderTest, theHelperHasGivenUpItsRights) {
@@ -264,8 +345,7 @@ TEST_F(DecoderTest, aHelperThatMisbehavesIsReplaced) {
         EXPECT_TRUE(children().empty());
         EXPECT_EQ(impatient.decode({any, 10, 0}, {}).picture.width, 1) << "the next one works";
     }
-    const DecoderProcess decoder(few);
-    EXPECT_EQ(decoder.decode({any, 10, 7}, {}).facts.front().value, "a\xEF\xBF\xBD");
+    EXPECT_EQ(DecoderProcess(few).decode({any, 10, 7}, {}).facts.front().value, "a\xEF\xBF\xBD");
     const auto silent = path("silent");
     std::filesystem::create_symlink(DECODER_PARTNER, silent.path());
     few.program = silent;

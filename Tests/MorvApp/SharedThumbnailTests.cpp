@@ -99,10 +99,9 @@ TEST_F(SharedThumbnailTest, isMadeOnceAndReadableByItsOwnerOnly) {
     EXPECT_EQ(names(written.parent()).size(), 1U) << "nothing temporary is left";
     std::ifstream reading(written.path(), std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(reading), {}};
-    auto header = thumbnailHeader(bytes);
-    ASSERT_TRUE(header);
-    EXPECT_EQ(header->texts["Thumb::URI"], thumbnailURI(photo));
-    EXPECT_EQ(header->texts["Thumb::MTime"], std::to_string(timeOf(photo)));
+    for (const auto& text : {"Thumb::URI" + std::string(1, '\0') + thumbnailURI(photo),
+                             "Thumb::MTime" + std::string(1, '\0') + std::to_string(timeOf(photo))})
+        EXPECT_LT(bytes.find("tEXt" + text), bytes.find("IDAT")) << text;
     EXPECT_EQ(QImage(QString::fromStdString(written.path())).text(QStringLiteral("Thumb::MTime")),
               QString::number(timeOf(photo)))
         << "whole for other readers too";
@@ -181,8 +180,8 @@ TEST_F(SharedThumbnailTest, failuresAreRememberedWhileTheFileStaysAsItIs) {
         decoder->fault = fault;
         EXPECT_ANY_THROW(make(unlucky));
         decoder->fault = nullptr;
-        fs::remove_all(cache.child("normal").path());
         EXPECT_TRUE(make(unlucky)) << "of the file that said nothing";
+        fs::remove_all(cache.child("normal").path());
     }
 }
 

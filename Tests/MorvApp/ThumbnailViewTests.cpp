@@ -67,12 +67,13 @@ protected:
         services->thumbnails.setMaker(std::move(with));
         app().refresh();
     }
-    /// Of the middle of the picture in a cell.
     bool isShown(std::int64_t index) {
         auto& collection = window->collection();
-        const auto cell = collection.visualRect(index);
-        const auto image = collection.viewport()->grab(cell).toImage();
-        return image.pixelColor(image.width() / 2, 10 + 60) == QColor(Qt::magenta);
+        const auto image = collection.viewport()->grab(collection.visualRect(index)).toImage();
+        for (int y = 0; y < image.height(); ++y)
+            if (image.pixelColor(image.width() / 2, y) == QColor(Qt::magenta))
+                return true;
+        return false;
     }
 
     std::shared_ptr<ColourMaker> maker = std::make_shared<ColourMaker>();

@@ -27,7 +27,6 @@ namespace {
 constexpr std::string_view signature{"\x89PNG\r\n\x1A\n", 8};
 /// Signature and IHDR, after which our texts stand.
 constexpr std::size_t beginning = 33;
-constexpr std::size_t longestText = 64U << 10U;
 constexpr std::int64_t largestFile = 8 << 20;
 constexpr mode_t folderMode = 0700;
 
@@ -36,6 +35,15 @@ std::uint32_t number(std::string_view bytes) {
     for (const char byte : bytes.substr(0, 4))
         result = result << 8U | static_cast<unsigned char>(byte);
     return result;
+}
+
+/// By the header alone, before a pixel is read.
+bool fits(std::string_view png, std::uint32_t side) {
+    if (png.size() <= beginning || !png.starts_with(signature) || png.substr(12, 4) != "IHDR")
+        return false;
+    const auto width = number(png.substr(16));
+    const auto height = number(png.substr(20));
+    return width > 0 && width <= side && height > 0 && height <= side;
 }
 
 std::string numberText(std::uint32_t number) {
@@ -146,41 +154,17 @@ std::string thumbnailName(std::string_view uri) {
     return digest.toHex().toStdString() + ".png";
 }
 
-std::optional<ThumbnailHeader> thumbnailHeader(std::string_view png) {
-    constexpr std::size_t chunkFrame = 12; // length, type, checksum
-    if (!png.starts_with(signature) || png.substr(12, 4) != "IHDR")
-        return std::nullopt;
-    ThumbnailHeader header;
-    for (auto left = png.substr(signature.size()); left.size() >= chunkFrame;) {
-        const std::size_t length = number(left);
-        const auto type = left.substr(4, 4);
-        if (type == "IDAT")
-            return header;
-        if (length > left.size() - chunkFrame)
-            return std::nullopt;
-        const auto body = left.substr(8, length);
-        if (type == "IHDR" && length >= 8) {
-            header.width = static_cast<int>(std::min<std::uint32_t>(number(body), INT32_MAX));
-            header.height = static_cast<int>(std::min<std::uint32_t>(number(body.substr(4)), INT32_MAX));
-        } else if (type == "tEXt" && length <= longestText) {
-            if (const auto end = body.find('\0'); end != std::string_view::npos)
-                header.texts.emplace(body.substr(0, end), body.substr(end + 1));
-        }
-        left.remove_prefix(chunkFrame + length);
-    }
-    return std::nullopt;
-}
-
 std::optional<MediaPicture> readThumbnail(const FileURL& png, const ThumbnailOrigin& origin,
                                           int largestSide) {
     const auto bytes = content(png);
-    auto header = bytes ? thumbnailHeader(*bytes) : std::nullopt;
-    if (!header || header->width <= 0 || header->height <= 0 || header->width > largestSide ||
-        header->height > largestSide || header->texts["Thumb::URI"] != origin.uri ||
-        header->texts["Thumb::MTime"] != std::to_string(origin.modified))
+    if (!bytes || !fits(*bytes, static_cast<std::uint32_t>(largestSide)))
         return std::nullopt;
-    auto picture = pictureOf(QImage::fromData(
-        QByteArray::fromRawData(bytes->data(), static_cast<qsizetype>(bytes->size())), "PNG"));
+    const auto image = QImage::fromData(
+        QByteArray::fromRawData(bytes->data(), static_cast<qsizetype>(bytes->size())), "PNG");
+    if (image.text(QStringLiteral("Thumb::URI")).toStdString() != origin.uri ||
+        image.text(QStringLiteral("Thumb::MTime")).toStdString() != std::to_string(origin.modified))
+        return std::nullopt;
+    auto picture = pictureOf(image);
     return picture ? std::optional(std::move(picture)) : std::nullopt;
 }
 

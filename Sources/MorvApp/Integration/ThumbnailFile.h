@@ -1,7 +1,7 @@
 // One PNG of the thumbnail cache that all programs of a desktop share (freedesktop.org, Thumbnail Managing Standard).
 //
 // Name      lower-case MD5 of the file's URI and ".png"
-// Texts     tEXt chunks before the pixels: "Thumb::URI", and "Thumb::MTime" in seconds since 1970. It is of that file
+// Texts     chunks of text before the pixels: "Thumb::URI", and "Thumb::MTime" in seconds since 1970. It is of that file
 //           only while both are equal to what the file has now
 // Trust     whoever writes into the user's cache folder wrote it: its size is bounded before it is read, and its
 //           pixels before they are decoded
@@ -11,7 +11,6 @@
 #include "MorvApp/Model/MediaDecoder.h"
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,14 +27,6 @@ struct ThumbnailOrigin {
 std::string thumbnailURI(const FileURL& file);
 /// Without a folder.
 std::string thumbnailName(std::string_view uri);
-
-struct ThumbnailHeader {
-    int width = 0;
-    int height = 0;
-    std::map<std::string, std::string> texts;
-};
-/// Nothing for what is no PNG, or one whose first chunks make no sense.
-std::optional<ThumbnailHeader> thumbnailHeader(std::string_view png);
 
 /// Nothing when there is none, it is of something else or of an older file, or wider than `largestSide`.
 std::optional<MediaPicture> readThumbnail(const FileURL& png, const ThumbnailOrigin& origin, int largestSide);

@@ -11,8 +11,6 @@ namespace morv {
 
 namespace {
 
-constexpr double smallestIcon = 72;
-constexpr double largestIcon = 160;
 constexpr double iconStep = 16;
 /// More tabs and programs at once than anybody means to have.
 constexpr std::size_t mostOpenedAtOnce = 50;
@@ -78,6 +76,7 @@ void AppModel::showFolder(const FileURL& folder) {
 
 void AppModel::filterTag(const std::string& tag) {
     setSelectedWorkspaceID(std::nullopt);
+    goToColumn();
     auto& pane = activePane();
     pane.setQuery({});
     pane.setTagFilter(tag);
@@ -108,7 +107,10 @@ void AppModel::openWorkspace(std::size_t index) {
 
 void AppModel::openSelection() {
     const auto selected = currentPane().selectedEntries();
-    if (selected.size() == 1 && selected.front()->isNavigable())
+    const bool isFolder = selected.size() == 1 && selected.front()->isNavigable();
+    if (isFolder && activePane().preferences().view == BrowserViewMode::columns)
+        return Q_EMIT requested(FileCommand::open);
+    if (isFolder)
         return currentPane().navigate(selected.front()->url(), PaneModel::History::record);
     if (selected.size() > mostOpenedAtOnce)
         return setErrorMessage(
@@ -140,6 +142,17 @@ void AppModel::openWithDefault(const FileURL& url) {
         [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
 }
 
+void AppModel::openWith(const InstalledApplication& application, const std::vector<FileURL>& items) {
+    if (!services_.applications)
+        return;
+    tasks_.run(
+        TaskLane::reading,
+        [catalogue = services_.applications, application, items](const std::stop_token&) {
+            catalogue->open(application, items);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
 void AppModel::goTo(const std::optional<FileURL>& folder) {
     if (folder)
         showFolder(*folder);
@@ -149,8 +162,13 @@ void AppModel::eject(const FileURL& volume) {
     auto* source = volumes();
     if (!source)
         return;
+    if (!ejecting_.insert(volume).second)
+        return;
+    Q_EMIT ejectingChanged();
     // The source reads its lists again when it went well.
-    source->eject(volume, this, [this](const std::optional<std::string>& failure) {
+    source->eject(volume, this, [this, volume](const std::optional<std::string>& failure) {
+        ejecting_.erase(volume);
+        Q_EMIT ejectingChanged();
         if (failure)
             setErrorMessage(*failure);
     });
@@ -233,6 +251,13 @@ void AppModel::changePreferences(const std::function<void(FolderViewPreferences&
     currentPane().setPreferences(preferences);
 }
 
+void AppModel::viewAs(BrowserViewMode mode) {
+    if (activePane().preferences().view == mode)
+        return;
+    goToColumn();
+    changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
+}
+
 void AppModel::resizeIcons(double by) {
     changePreferences([by](FolderViewPreferences& preferences) {
         preferences.iconSize = std::clamp(preferences.iconSize + by, smallestIcon, largestIcon);
@@ -246,9 +271,6 @@ void AppModel::perform(const CommandCall& call) {
     if (selectedWorkspaceID_ && FileManagerCommands::worksOnSelection(call.command))
         return;
     auto& pane = currentPane();
-    const auto viewAs = [this](BrowserViewMode mode) {
-        changePreferences([mode](FolderViewPreferences& preferences) { preferences.view = mode; });
-    };
     switch (call.command) {
     case FileCommand::reviewOperation:
         if (call.plan)
@@ -367,11 +389,11 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::refresh:
         return refresh();
     case FileCommand::back:
-        return pane.back();
+        return activePane().back();
     case FileCommand::forward:
-        return pane.forward();
+        return activePane().forward();
     case FileCommand::enclosingFolder:
-        return pane.up();
+        return columnPane_ ? Q_EMIT requested(call.command) : activePane().up();
     case FileCommand::goHome:
         return goTo(homeFolder());
     case FileCommand::goDesktop:
@@ -388,13 +410,15 @@ void AppModel::perform(const CommandCall& call) {
         return developerTools_.openTerminal(developerTarget());
     case FileCommand::editor:
         return developerTools_.openEditor(developerTarget());
+    case FileCommand::info:
+        setShowInspector(true);
+        return Q_EMIT requested(call.command);
     case FileCommand::redo:
         return;
     case FileCommand::newWindow:
     case FileCommand::closeWindow:
     case FileCommand::quit:
     case FileCommand::preview:
-    case FileCommand::info:
     case FileCommand::share:
     case FileCommand::editPath:
     case FileCommand::search:

@@ -16,6 +16,7 @@
 #include "MorvApp/Model/FileSession.h"
 #include "MorvApp/Model/MorvRuntime.h"
 #include "MorvApp/Model/PaneModel.h"
+#include "MorvApp/Model/TagChange.h"
 #include "MorvApp/Model/VolumeSource.h"
 
 #include <QObject>
@@ -24,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -47,6 +49,10 @@ public:
     /// A last check before a reviewed plan runs, on a worker; throws with a sentence when the plan is stale.
     using ReviewValidation = std::function<void(const std::stop_token&)>;
 
+    /// Points; what a folder's own record says beyond them is left alone.
+    static constexpr double smallestIcon = 72;
+    static constexpr double largestIcon = 160;
+
     /// Begins at `initialLocation`, else at the services' first folder. `services` and `board` outlive it.
     AppModel(MorvServices& services, ClipboardBoard& board,
              const std::optional<FileURL>& initialLocation = {}, QObject* parent = nullptr);
@@ -64,8 +70,11 @@ public:
     PaneModel& currentPane() const { return columnPane_ ? *columnPane_ : activePane(); }
     /// Null ends it. The pane belongs to the caller and must be taken back before it goes.
     void setColumnPane(PaneModel* pane);
-    /// Another pane of the window's own making: for the column view.
+    /// Another pane of the window's own making, for the column view: where it goes is not remembered.
     std::unique_ptr<PaneModel> makePane(const FileURL& location);
+    /// The active pane goes to the folder of the column pane, with its view and selection, and the column
+    /// pane ends: for what puts something else in the place of the columns. Nothing without a column pane.
+    void goToColumn();
 
     /// At `url`, else where the active pane is; it becomes the active tab.
     void addTab(const std::optional<FileURL>& url = {});
@@ -86,6 +95,8 @@ public:
     /// A plain folder is shown in the active pane; anything else opens with its default application. What it
     /// is, is read first.
     void open(const FileURL& url);
+    /// A failure is told by the error line.
+    void openWith(const InstalledApplication& application, const std::vector<FileURL>& items);
     /// Shows a folder in the active pane, at once. One that is shown already is not read again.
     void showFolder(const FileURL& folder);
     void filterTag(const std::string& tag);
@@ -122,6 +133,8 @@ public:
     VolumeSource* volumes() const { return services_.windows.volumes(); }
     /// Unmounts, in its own time; a failure is told by the error line.
     void eject(const FileURL& volume);
+    /// Those that this window has asked to go and that are still here.
+    const std::set<FileURL>& ejecting() const { return ejecting_; }
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
     /// Files that are dragged over this window.
@@ -158,6 +171,12 @@ public:
     void renameItem(const FileURL& item, std::string newName);
     void createFolder(const FileURL& parent, std::string name);
     void setTags(std::vector<FileURL> items, std::vector<std::string> tags);
+    /// Each item keeps its other tags, so that items with different ones need an operation for each result.
+    void changeTags(std::vector<FileURL> items, TagChange change);
+    /// Opens a message with the files attached; a failure is told by the error line.
+    void sendByMail(std::vector<FileURL> files);
+    /// The paths as text on the clipboard.
+    void copyLocations(const std::vector<FileURL>& items);
     /// With a router a plan that needs a review is handed over instead of being shown here.
     void setCommandRouter(std::function<void(const CommandCall&)> router) {
         commandRouter_ = std::move(router);
@@ -183,6 +202,7 @@ Q_SIGNALS:
     void fileSnapshotRevisionChanged();
     void layoutRestored();
     void reviewPlanChanged();
+    void ejectingChanged();
     void errorMessageChanged();
     void statusChanged();
     void isOperatingChanged();
@@ -190,7 +210,7 @@ Q_SIGNALS:
     void progressChanged();
     void sheetChanged();
     /// The window is asked for what only it can do: begin a rename or the path's editing, focus the search
-    /// field, select rows, show a preview, a panel or another program.
+    /// field, select rows, move between columns, show a preview, a panel or another program.
     void requested(FileCommand command);
     /// The keyboard focus belongs to the active pane now.
     void focusPaneRequested();
@@ -199,6 +219,9 @@ Q_SIGNALS:
 
 private:
     FileTab& tab() { return tabs_[tabIndex()]; }
+    std::unique_ptr<PaneModel> makeTabPane(const FileURL& location);
+    /// The tags of what it reads are counted among those in use.
+    std::unique_ptr<PaneModel> noticed(std::unique_ptr<PaneModel> pane);
     FileTab makeTab(const FileURL& location);
     FileTab restoredTab(const SavedPaneSession& saved);
     static SavedPaneSession snapshot(const FileTab& tab);
@@ -216,6 +239,7 @@ private:
     void openWithDefault(const FileURL& url);
     void goTo(const std::optional<FileURL>& folder);
     void resizeIcons(double by);
+    void viewAs(BrowserViewMode mode);
     void changePreferences(const std::function<void(FolderViewPreferences&)>& change);
 
     void endValidation();
@@ -262,6 +286,7 @@ private:
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
     std::function<void(const CommandCall&)> commandRouter_;
+    std::set<FileURL> ejecting_;
     std::optional<std::string> errorMessage_;
     std::optional<std::string> status_;
     bool isOperating_ = false;

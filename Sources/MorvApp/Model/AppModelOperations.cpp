@@ -79,6 +79,35 @@ void AppModel::setTags(std::vector<FileURL> items, std::vector<std::string> tags
         plan(std::move(request));
 }
 
+void AppModel::changeTags(std::vector<FileURL> items, TagChange change) {
+    tasks_.run(
+        TaskLane::reading,
+        [items = std::move(items), change = std::move(change)](const std::stop_token& stop) {
+            return tagGroups(items, change, stop);
+        },
+        [this](std::vector<TagGroup> groups) {
+            for (auto& group : groups)
+                setTags(std::move(group.items), std::move(group.tags));
+        },
+        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::sendByMail(std::vector<FileURL> files) {
+    if (!services_.itemSender)
+        return setErrorMessage("No message could be opened. Check that an e-mail program is installed.");
+    tasks_.run(
+        TaskLane::watching,
+        [sender = services_.itemSender, files = std::move(files)](const std::stop_token& stop) {
+            sender->sendByMail(files, stop);
+        },
+        [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+}
+
+void AppModel::copyLocations(const std::vector<FileURL>& urls) {
+    if (clipboard_.writeLocations(urls))
+        setStatus(urls.size() == 1 ? "Copied the location" : "Copied the locations of " + items(urls.size()));
+}
+
 void AppModel::copySelection(FileClipboard::Mode mode) {
     const auto urls = currentPane().selectedURLs();
     if (urls.empty() || !clipboard_.write(urls, mode))
@@ -109,9 +138,8 @@ void AppModel::transferToOtherPane(OperationKind kind) {
     const auto& active = activeTab();
     if (!active.second)
         return setErrorMessage("Open split view to transfer between panes.");
-    const auto& source = activePane();
-    const auto& target = &source == active.pane.get() ? *active.second : *active.pane;
-    auto request = requestOf(kind, source.selectedURLs());
+    const auto& target = &activePane() == active.pane.get() ? *active.second : *active.pane;
+    auto request = requestOf(kind, currentPane().selectedURLs());
     if (request.sources.empty())
         return;
     request.destination = target.location();
@@ -268,8 +296,9 @@ void AppModel::learningFailed() {
 
 EntrySelection AppModel::selectedInTab() const {
     auto selected = activeTab().pane->selection();
-    if (activeTab().second)
-        selected.insert(activeTab().second->selection().begin(), activeTab().second->selection().end());
+    for (const PaneModel* other : {activeTab().second.get(), columnPane_})
+        if (other)
+            selected.insert(other->selection().begin(), other->selection().end());
     return selected;
 }
 
@@ -286,9 +315,9 @@ void AppModel::selectResults(const OperationReceipt& receipt, const EntrySelecti
             results.push_back(*item.destination);
     // A transfer's results are in the other pane.
     const auto& active = activeTab();
-    active.pane->selectWhenLoaded(results);
-    if (active.second)
-        active.second->selectWhenLoaded(results);
+    for (auto* pane : {active.pane.get(), active.second.get(), columnPane_})
+        if (pane)
+            pane->selectWhenLoaded(results);
 }
 
 void AppModel::undo(std::optional<UUID> id) {

@@ -9,9 +9,8 @@ namespace {
 
 constexpr std::size_t closedTabsKept = 20;
 
-PaneServices paneServices(MorvServices& services) {
-    PaneServices result{services.store, services.pools};
-    result.lastLocation = services.remembersLocation() ? &services.defaults : nullptr;
+PaneServices paneServices(MorvServices& services, UserDefaults* lastLocation) {
+    PaneServices result{services.store, services.pools, lastLocation};
     result.standards = &services.defaults;
     return result;
 }
@@ -21,11 +20,22 @@ PaneServices paneServices(MorvServices& services) {
 // Tabs and panes.
 
 std::unique_ptr<PaneModel> AppModel::makePane(const FileURL& location) {
-    return std::make_unique<PaneModel>(location, paneServices(services_));
+    return noticed(std::make_unique<PaneModel>(location, paneServices(services_, nullptr)));
+}
+
+std::unique_ptr<PaneModel> AppModel::makeTabPane(const FileURL& location) {
+    auto* remembered = services_.remembersLocation() ? &services_.defaults : nullptr;
+    return noticed(std::make_unique<PaneModel>(location, paneServices(services_, remembered)));
+}
+
+std::unique_ptr<PaneModel> AppModel::noticed(std::unique_ptr<PaneModel> pane) {
+    connect(pane.get(), &PaneModel::loaded, this,
+            [this, made = pane.get()] { services_.tags.notice(made->entries()); });
+    return pane;
 }
 
 FileTab AppModel::makeTab(const FileURL& location) {
-    return {UUID::random(), makePane(location), nullptr};
+    return {UUID::random(), makeTabPane(location), nullptr};
 }
 
 std::size_t AppModel::tabIndex() const {
@@ -43,6 +53,18 @@ void AppModel::setColumnPane(PaneModel* pane) {
         return;
     columnPane_ = pane;
     observeActivePane();
+}
+
+void AppModel::goToColumn() {
+    if (!columnPane_)
+        return;
+    const auto folder = columnPane_->location();
+    const auto selected = columnPane_->selectedIDs();
+    auto preferences = columnPane_->preferences();
+    preferences.view = activePane().preferences().view;
+    setColumnPane(nullptr);
+    activePane().navigate(folder, PaneModel::History::record);
+    activePane().restoreView(preferences, selected);
 }
 
 void AppModel::observeActivePane() {
@@ -141,13 +163,13 @@ void AppModel::moveTab(std::size_t from, std::size_t to) {
 
 void AppModel::toggleSplit() {
     if (!isSplit()) {
-        tab().second = makePane(activePane().location());
+        tab().second = makeTabPane(activePane().location());
         Q_EMIT tabsChanged();
         return observeActivePane();
     }
     const auto closed = std::move(tab().second);
-    secondaryActive_ = false;
-    columnPane_ = nullptr;
+    if (std::exchange(secondaryActive_, false))
+        columnPane_ = nullptr;
     Q_EMIT tabsChanged();
     observeActivePane();
 }
@@ -206,7 +228,7 @@ FileTab AppModel::restoredTab(const SavedPaneSession& saved) {
     tab.pane->restoreView(saved.view, saved.selection.value_or(std::set<std::string>()));
     tab.pane->restoreHistory(saved.history);
     if (saved.secondary) {
-        tab.second = makePane(*saved.secondary);
+        tab.second = makeTabPane(*saved.secondary);
         tab.second->restoreView(saved.secondaryView.value_or(saved.view),
                                 saved.secondarySelection.value_or(std::set<std::string>()));
         tab.second->restoreHistory(saved.secondaryHistory);

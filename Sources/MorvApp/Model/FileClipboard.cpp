@@ -24,29 +24,42 @@ std::vector<std::string_view> lines(std::string_view text) {
     return result;
 }
 
+std::string plainText(const std::vector<FileURL>& urls) {
+    std::string text;
+    for (const auto& url : urls) {
+        if (!text.empty())
+            text += '\n';
+        text += displayText(url.path());
+    }
+    return text;
+}
+
 } // namespace
 
 bool FileClipboard::write(const std::vector<FileURL>& urls, Mode mode) {
     std::string uriList;
     std::string copied = mode == Mode::move ? "cut" : "copy";
-    std::string plain;
     for (const auto& url : urls) {
         const auto uri = url.absoluteString();
         uriList += uri + "\r\n";
         copied += "\n" + uri;
-        if (!plain.empty())
-            plain += '\n';
-        plain += displayText(url.path());
     }
     const bool written = board_.write({{uriListType, uriList},
                                        {copiedFilesType, copied},
                                        {cutSelectionType, mode == Mode::move ? "1" : "0"},
-                                       {plainTextType, plain}});
+                                       {plainTextType, plainText(urls)}});
     if (written && mode == Mode::move)
         board_.pendingMove_ = ClipboardBoard::PendingMove{board_.changeCount(), urls};
     else
         board_.pendingMove_.reset();
     return written;
+}
+
+bool FileClipboard::writeLocations(const std::vector<FileURL>& urls) {
+    if (urls.empty() || !board_.write({{plainTextType, plainText(urls)}}))
+        return false;
+    board_.pendingMove_.reset();
+    return true;
 }
 
 std::vector<FileURL> FileClipboard::urlsIn(std::string_view uriList) {
@@ -55,6 +68,10 @@ std::vector<FileURL> FileClipboard::urlsIn(std::string_view uriList) {
         if (auto url = FileURL::parse(line))
             urls.push_back(std::move(*url));
     return urls;
+}
+
+bool FileClipboard::canPaste() const {
+    return board_.offers(copiedFilesType) || board_.offers(uriListType);
 }
 
 FileClipboard::Offer FileClipboard::readBoard() const {

@@ -27,6 +27,8 @@ public:
     virtual bool write(const Contents& contents) = 0;
     /// Absent when the clipboard does not offer `type`.
     virtual std::optional<std::string> read(const std::string& type) const = 0;
+    /// Without asking the owner for the contents.
+    virtual bool offers(const std::string& type) const { return read(type).has_value(); }
     /// Another number after every change, whoever made it.
     virtual std::uint64_t changeCount() const = 0;
 
@@ -52,8 +54,12 @@ public:
     explicit FileClipboard(ClipboardBoard& board) : board_(board) {}
 
     bool write(const std::vector<FileURL>& urls, Mode mode);
+    /// The paths alone, as text: nothing that could be pasted as files.
+    bool writeLocations(const std::vector<FileURL>& urls);
     /// What a paste would take: a cut of ours that still stands, or the mark another application wrote.
     Offer read();
+    /// Whether a paste would find files, as far as the types on the clipboard tell.
+    bool canPaste() const;
     /// A move has put the keys of `mapping` at its values: what was cut is offered there as a plain copy, so
     /// that a second paste cannot move it again.
     void completedMove(const std::unordered_map<FileURL, FileURL>& mapping);

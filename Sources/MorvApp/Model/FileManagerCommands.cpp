@@ -226,9 +226,9 @@ bool isEnabled(FileCommand command, const AppModel* model) {
     case oneFolder:
         return pane.selection().size() == 1 && pane.selectedFolders() == 1;
     case canGoBack:
-        return pane.canGoBack();
+        return model->activePane().canGoBack();
     case canGoForward:
-        return pane.canGoForward();
+        return model->activePane().canGoForward();
     }
     return false;
 }
@@ -240,18 +240,18 @@ std::string_view titleNow(FileCommand command, const AppModel* model) {
 }
 
 std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
-    const auto& preferences = model.currentPane().preferences();
+    const auto view = model.activePane().preferences().view;
     switch (command) {
     case viewAsGrid:
-        return preferences.view == BrowserViewMode::grid;
+        return view == BrowserViewMode::grid;
     case viewAsList:
-        return preferences.view == BrowserViewMode::list;
+        return view == BrowserViewMode::list;
     case viewAsColumns:
-        return preferences.view == BrowserViewMode::columns;
+        return view == BrowserViewMode::columns;
     case viewAsGallery:
-        return preferences.view == BrowserViewMode::gallery;
+        return view == BrowserViewMode::gallery;
     case toggleHidden:
-        return preferences.showHidden;
+        return model.currentPane().preferences().showHidden;
     case toggleInspector:
         return model.showInspector();
     case toggleSplit:
@@ -262,15 +262,17 @@ std::optional<bool> isChecked(FileCommand command, const AppModel& model) {
 }
 
 std::vector<std::vector<FileCommand>> itemMenu(const PaneModel& pane) {
-    std::vector<FileCommand> changes = {rename, duplicate, alias, tags, compress};
+    std::vector<FileCommand> changes = {rename, duplicate, alias, compress};
     if (isOneArchive(pane))
         changes.push_back(extract);
-    changes.push_back(appearance);
-    return {{open, preview},
+    changes.push_back(tags);
+    return {{open, preview, info},
+            {terminal, editor},
+            {crossPaneCopy, crossPaneMove},
             {cut, copy, paste},
             std::move(changes),
-            {crossPaneCopy, crossPaneMove},
-            {info, share, terminal, editor},
+            {appearance},
+            {share},
             {trash}};
 }
 

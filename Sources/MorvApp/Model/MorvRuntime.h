@@ -5,6 +5,7 @@
 // Threading   made and used on the main thread; the store and the engine are safe to share
 #pragma once
 
+#include "MorvApp/Model/ApplicationCatalogue.h"
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Model/Environment.h"
 #include "MorvApp/Model/FileLibrary.h"
@@ -13,13 +14,16 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Model/FolderHandlerModel.h"
 #include "MorvApp/Model/FolderInsightCache.h"
+#include "MorvApp/Model/ItemSender.h"
 #include "MorvApp/Model/KeyBindings.h"
 #include "MorvApp/Model/LookPreferences.h"
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
+#include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
+#include "MorvApp/Model/VolumeSpaces.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
 
@@ -32,6 +36,8 @@ namespace morv {
 
 /// Opens an item with the desktop's default application. Called on a worker; throws with a sentence.
 using ItemOpener = std::function<void(const FileURL&)>;
+
+class ServerConnector;
 
 class MorvServices {
 public:
@@ -66,17 +72,25 @@ private:
 public:
     SQLiteStore store;
     FileOperationEngine engine;
+    /// Null where nothing can be sent.
+    std::shared_ptr<const ItemSender> itemSender;
     ItemOpener opener;
     /// Of windows that are made from now on; null where nothing can be started.
     std::shared_ptr<const DeveloperToolLauncher> toolLauncher;
+    /// Null where no application can be started.
+    std::shared_ptr<const ApplicationCatalogue> applications;
     /// Null where the desktop has no such choice.
     std::shared_ptr<const FolderHandler> folderHandler;
+    /// Null where no server can be reached.
+    ServerConnector* servers = nullptr;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    TagsInUse tags;
+    VolumeSpaces spaces;
     FolderInsightCache insights;
     ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;

@@ -116,6 +116,17 @@ void PaneModel::refresh() {
     load();
 }
 
+void PaneModel::cancelLoading() {
+    if (!isLoading_)
+        return;
+    task_.cancel();
+    searchDelay_.stop();
+    ++requestGeneration_;
+    changedMeanwhile_ = false;
+    setError(isSearch_ ? "The search was cancelled." : "Reading this folder was cancelled.");
+    setLoading(false);
+}
+
 void PaneModel::runSearch() {
     beginRequest();
     isSearch_ = asksForSearch();

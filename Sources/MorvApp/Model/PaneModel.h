@@ -130,6 +130,9 @@ public:
     /// stay until the new reading has found as many entries, or has ended: rows that still exist never blink,
     /// and the view never has to scroll away from them.
     void refresh();
+    /// Gives up the present reading; what it has found stays, and error() says so. A reader that hangs in the
+    /// system is left to itself.
+    void cancelLoading();
     /// As refresh(), 250 ms after the last call of several, so that typing costs one reading for each pause.
     void runSearch();
     /// Reads again with a view that a session kept; it is not saved for the folder. `selectionIDs` are

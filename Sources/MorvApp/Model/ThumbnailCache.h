@@ -47,7 +47,7 @@ public:
 
     static constexpr std::size_t simultaneousRequests = 6;
     static constexpr std::size_t capacity = 500;
-    static constexpr std::size_t byteCapacity = 96U << 20U;
+    static constexpr std::size_t byteCapacity = 64U << 20U;
     /// Pixels for each point: enough for every screen.
     static constexpr int scale = 2;
 

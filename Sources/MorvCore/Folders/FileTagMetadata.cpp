@@ -90,6 +90,15 @@ std::vector<std::string> names(const AttributeTarget& item) {
     return strings;
 }
 
+std::vector<Tag> tags(const AttributeTarget& item) {
+    std::vector<Tag> result;
+    for (const auto& string : storedStrings(item)) {
+        const auto name = nameOf(string);
+        result.push_back({std::string(name), name.size() < string.size() ? string.back() - '0' : 0});
+    }
+    return result;
+}
+
 void setNames(const FileURL& url, const std::vector<std::string>& names) {
     const auto item = AttributeTarget::path(url);
     static const std::string attributeName(attribute);

@@ -19,6 +19,17 @@ inline constexpr std::string_view attribute = "user.com.apple.metadata:_kMDItemU
 std::vector<std::string> names(const FileURL& url);
 std::vector<std::string> names(const AttributeTarget& item);
 
+/// A tag as it is stored: 1 grey, 2 green, 3 purple, 4 blue, 5 yellow, 6 red, 7 orange.
+struct Tag {
+    std::string name;
+    int colour = 0; ///< 0: none
+
+    friend bool operator==(const Tag&, const Tag&) = default;
+};
+
+/// As names(), with the colours.
+std::vector<Tag> tags(const AttributeTarget& item);
+
 /// Replaces the item's tags; a name that the item already carried keeps its colour. No names removes the
 /// attribute. Throws PosixError; a symbolic link carries no tags and fails.
 void setNames(const FileURL& url, const std::vector<std::string>& names);

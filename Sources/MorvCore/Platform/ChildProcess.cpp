@@ -220,8 +220,8 @@ int millisecondsUntil(std::chrono::steady_clock::time_point moment) {
 } // namespace
 
 RunningChild RunningChild::serving(const std::string& executable, const std::vector<std::string>& environment,
-                                   Descriptor channel) {
-    return startProgram({executable, {}, environment, {}, std::move(channel)});
+                                   Descriptor socket) {
+    return startProgram({executable, {}, environment, {}, std::move(socket)});
 }
 
 int RunningChild::end() {

@@ -59,7 +59,7 @@ public:
     /// when the other end of its socket has gone: after a crash of ours nobody is left to kill it.
     /// Throws PosixError when it cannot be started.
     static RunningChild serving(const std::string& executable, const std::vector<std::string>& environment,
-                                Descriptor channel);
+                                Descriptor socket);
     explicit RunningChild(pid_t process) : process_(process) {}
     RunningChild(RunningChild&& other) noexcept : process_(std::exchange(other.process_, -1)) {}
     RunningChild& operator=(RunningChild&&) = delete;

@@ -32,10 +32,12 @@ std::optional<FileStat> read(int directory, const char* name, int flags) {
     stat.mode = record.stx_mode;
     stat.links = record.stx_nlink;
     stat.owner = record.stx_uid;
+    stat.group = record.stx_gid;
     stat.mayBeImmutable = !(record.stx_attributes_mask & STATX_ATTR_IMMUTABLE) ||
                           (record.stx_attributes & STATX_ATTR_IMMUTABLE);
     stat.modified = time(record.stx_mtime);
     stat.changed = time(record.stx_ctime);
+    stat.accessed = time(record.stx_atime);
     if (record.stx_mask & STATX_BTIME)
         stat.born = time(record.stx_btime);
     return stat;

@@ -30,10 +30,12 @@ struct FileStat {
     std::uint32_t mode = 0;  ///< with type bits
     std::uint32_t links = 0;
     std::uint32_t owner = 0;
+    std::uint32_t group = 0;
     /// Marked immutable, or the volume does not say: the mode alone does not prove that it can be written.
     bool mayBeImmutable = true;
     FileTime modified;
     FileTime changed;
+    FileTime accessed; ///< as often as the mount keeps it
     std::optional<FileTime> born;
 
     bool isDirectory() const { return S_ISDIR(mode); }

@@ -115,7 +115,7 @@ QRect CollectionLayout::rect(std::int64_t index) const {
 
 std::pair<std::int64_t, std::int64_t> CollectionLayout::itemsIn(std::size_t section,
                                                                 const QRect& area) const {
-    const auto& [first, count, top, heading] = sections_[section];
+    const auto& [first, count, top, above] = sections_[section];
     if (mode_ == CollectionMode::strip) {
         const int left = isMirrored_ ? contentSize().width() - 1 - area.right() : area.left();
         const auto begin = std::clamp<std::int64_t>((left - margin_) / cell_.width(), 0, count);
@@ -124,7 +124,7 @@ std::pair<std::int64_t, std::int64_t> CollectionLayout::itemsIn(std::size_t sect
         return {begin, end};
     }
     const auto rows = rowsOf(sections_[section]);
-    const auto origin = top + heading;
+    const auto origin = top + above;
     const auto begin = std::clamp<std::int64_t>((area.top() - origin) / cell_.height(), 0, rows);
     // Integer division rounds up below zero.
     const auto end =

@@ -3,13 +3,17 @@
 #include "MorvApp/Model/FolderAppearanceStore.h"
 #include "MorvApp/Views/Collection/VisibleInsights.h"
 #include "MorvApp/Views/Collection/VisibleThumbnails.h"
+#include "MorvApp/Views/Theme/TagColours.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
 #include <QLocale>
 #include <QPainter>
+#include <QTextBoundaryFinder>
 #include <QTextLayout>
 #include <QTextOption>
+#include <algorithm>
+#include <vector>
 
 namespace morv {
 
@@ -17,14 +21,55 @@ namespace {
 
 constexpr int gridTop = 10;
 constexpr int gridGap = 6;
+constexpr double dot = 8; ///< of a tag
+constexpr std::size_t mostDots = 3;
+constexpr int tagLeft = 14; ///< from a dot's edge to its tag's name
 constexpr double unavailableOpacity = 0.45;
 constexpr double captionScale = 0.88;
+/// A line that ends before this part of the width looks torn off.
+constexpr double leastFilled = 0.35;
+constexpr qsizetype fewestAlone = 4; ///< characters of a broken word on a line
+
+bool canBreak(QChar before, QChar after) {
+    if (before.isSpace() || QStringView(u"-_,;+&=)]}").contains(before))
+        return !after.isSpace();
+    return after == QLatin1Char('.') || QStringView(u"([{").contains(after) ||
+           (before.isLower() && after.isUpper());
+}
 
 } // namespace
 
+std::pair<QString, QString> brokenName(const QString& name, int width, const QFont& font) {
+    QTextLayout layout(name, font);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    auto line = layout.createLine();
+    line.setLineWidth(width);
+    layout.endLayout();
+    const qsizetype fits = line.isValid() ? line.textLength() : 0;
+    if (fits >= name.size())
+        return {name, {}};
+    const auto least = static_cast<qsizetype>(static_cast<double>(fits) * leastFilled);
+    for (auto at = fits; at > least && at > 0; --at)
+        if (canBreak(name.at(at - 1), name.at(at)))
+            return {name.left(at).trimmed(), name.mid(at).trimmed()};
+    // One long word: neither line gets a scrap of it.
+    auto at = std::max(fits / 2, std::min(fits, name.size() - fewestAlone));
+    QTextBoundaryFinder graphemes(QTextBoundaryFinder::Grapheme, name);
+    graphemes.setPosition(at);
+    if (!graphemes.isAtBoundary())
+        at = std::max<qsizetype>(graphemes.toPreviousBoundary(), 0);
+    if (at == 0)
+        at = fits;
+    return {name.left(at), name.mid(at)};
+}
+
 CollectionPainter::CollectionPainter(QPainter& painter, const CollectionSources& sources,
                                      const ThemeColours& colours, bool hasFocus)
-    : painter_(painter), sources_(sources), colours_(colours), hasFocus_(hasFocus) {
+    : painter_(painter), sources_(sources), colours_(colours), hasFocus_(hasFocus),
+      isMirrored_(painter.layoutDirection() == Qt::RightToLeft) {
     painter_.setRenderHint(QPainter::Antialiasing);
 }
 
@@ -34,14 +79,21 @@ QRect CollectionPainter::gridNameRect(const QRect& cell, int picture) {
 }
 
 QRect CollectionPainter::listNameRect(const QRect& row, int picture, const ListColumns& columns) {
-    const int left = row.left() + Space::small + picture + Space::small;
-    return {left, row.top(), columns[0].first + columns[0].second - left - Space::small, row.height()};
+    const auto& [left, width] = columns[0];
+    const int taken = 3 * Space::small + picture;
+    const bool isMirrored = left > columns[1].first;
+    // The picture stands inside the row's own edge, which the column does not know.
+    const int start = isMirrored ? left + Space::small : row.left() + taken - Space::small;
+    const int end = isMirrored ? row.right() + 1 - taken + Space::small : left + width - Space::small;
+    return {start, row.top(), end - start, row.height()};
 }
 
 void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
     const auto frame = QRectF(rect).adjusted(1.5, 1.5, -1.5, -1.5);
     QColor fill = Qt::transparent;
-    if (state.isSelected)
+    if (state.isPressed)
+        fill = colours_.quietSelection;
+    else if (state.isSelected)
         fill = hasFocus_ ? colours_.selection : colours_.quietSelection;
     else if (state.isHovered)
         fill = colours_.hover;
@@ -79,26 +131,17 @@ void CollectionPainter::paintPicture(const QRect& rect, const FileEntry& entry) 
 }
 
 int CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
-    QTextLayout layout(text, painter_.font());
-    QTextOption option(Qt::AlignHCenter);
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    layout.beginLayout();
-    auto first = layout.createLine();
-    first.setLineWidth(rect.width());
-    const auto second = layout.createLine();
-    layout.endLayout();
     const QFontMetrics metrics(painter_.font());
-    const int height = metrics.height();
-    const QRect top(rect.left(), rect.top(), rect.width(), height);
-    const int split = first.textLength();
-    painter_.drawText(top, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
-                      text.left(split).trimmed());
-    if (second.isValid())
-        // The end of a name tells files apart as often as its beginning.
-        painter_.drawText(top.translated(0, height), Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine,
-                          metrics.elidedText(text.mid(split), Qt::ElideMiddle, rect.width()));
-    return second.isValid() ? 2 : 1;
+    const auto lines = brokenName(text, rect.width(), painter_.font());
+    const QRect top(rect.left(), rect.top(), rect.width(), metrics.height());
+    constexpr int flags = static_cast<int>(Qt::AlignHCenter | Qt::AlignVCenter) | Qt::TextSingleLine;
+    painter_.drawText(top, flags, lines.first);
+    if (lines.second.isEmpty())
+        return 1;
+    // The end of a name tells files apart as often as its beginning.
+    painter_.drawText(top.translated(0, metrics.height()), flags,
+                      metrics.elidedText(lines.second, Qt::ElideMiddle, rect.width()));
+    return 2;
 }
 
 void CollectionPainter::paintCaption(const QRect& rect, const FolderInsight& insight, CellState state) {
@@ -134,49 +177,36 @@ void CollectionPainter::paintGridCell(const QRect& rect, const CollectionLayout&
         place.setHeight(layout.caption());
         paintCaption(place, *insight, state);
     }
-    if (!entry.tags().empty()) {
-        painter_.setPen(Qt::NoPen);
-        painter_.setBrush(colours_.accent);
-        painter_.drawEllipse(QPointF(rect.right() - 12, rect.top() + 12), 4, 4);
+    // One over the other's edge, from the cell's corner inwards.
+    const auto dots = std::min(entry.tags().size(), mostDots);
+    for (std::size_t i = 0; i < dots; ++i) {
+        const double inwards = 12 + static_cast<double>(dots - 1 - i) * (dot - 2);
+        paintTagDot({isMirrored_ ? rect.left() + inwards : rect.right() - inwards, rect.top() + 12.0},
+                    entry.tags()[i]);
     }
+}
+
+void CollectionPainter::paintTagDot(QPointF centre, const std::string& tag) {
+    painter_.setPen(QPen(colours_.content, 1));
+    painter_.setBrush(tagColour(tag));
+    painter_.drawEllipse(centre, dot / 2, dot / 2);
 }
 
 void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListColumns& columns,
                                      const FileEntry& entry, CellState state) {
     paintBackground(rect, state);
-    paintPicture({rect.left() + Space::small, rect.top() + (rect.height() - picture) / 2, picture, picture},
-                 entry);
+    paintPicture(atStart(rect, Space::small, picture), entry);
+    if (!state.isRenaming)
+        paintListName(listNameRect(rect, picture, columns), entry, state);
     const QFontMetrics metrics(painter_.font());
+    // On a selection the quieter colour would be too quiet.
+    painter_.setPen(state.isSelected ? colours_.text : colours_.secondaryText);
     const auto cell = [&](std::size_t column, const QString& text, Qt::Alignment alignment) {
         const auto& [left, width] = columns[column];
         const QRect place(left + Space::small, rect.top(), width - 2 * Space::small, rect.height());
         painter_.drawText(place, static_cast<int>(alignment | Qt::AlignVCenter) | Qt::TextSingleLine,
                           metrics.elidedText(text, Qt::ElideRight, place.width()));
     };
-    if (!state.isRenaming) {
-        auto place = listNameRect(rect, picture, columns);
-        painter_.setPen(colours_.text);
-        QString tags;
-        for (const auto& tag : entry.tags())
-            tags += (tags.isEmpty() ? QString() : QStringLiteral(" · ")) + shown(tag);
-        const int tagWidth =
-            tags.isEmpty() ? 0
-                           : std::min(metrics.horizontalAdvance(tags) + 2 * Space::small, place.width() / 3);
-        const auto name = metrics.elidedText(shown(entry.name), Qt::ElideMiddle, place.width() - tagWidth);
-        painter_.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
-        if (tagWidth > 0) {
-            QRect pill(place.left() + metrics.horizontalAdvance(name) + Space::small, 0,
-                       tagWidth - Space::small, metrics.height() + 2);
-            pill.moveTop(rect.top() + (rect.height() - pill.height()) / 2);
-            painter_.setPen(Qt::NoPen);
-            painter_.setBrush(state.isSelected ? colours_.content : colours_.quietSelection);
-            painter_.drawRoundedRect(pill, pill.height() / 2.0, pill.height() / 2.0);
-            painter_.setPen(colours_.secondaryText);
-            painter_.drawText(pill, Qt::AlignCenter | Qt::TextSingleLine,
-                              metrics.elidedText(tags, Qt::ElideRight, pill.width() - Space::small));
-        }
-    }
-    painter_.setPen(colours_.secondaryText);
     const bool isUnavailable = entry.availability == FileAvailability::unavailable;
     auto size = QStringLiteral("—");
     if (entry.isNavigable()) {
@@ -185,22 +215,54 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
     } else if (!isUnavailable) {
         size = ours(entry.formattedSize());
     }
-    cell(1, size, Qt::AlignRight);
-    cell(2, isUnavailable ? QStringLiteral("Unavailable") : shownKind(entry), Qt::AlignLeft);
-    cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeft);
+    cell(1, size, Qt::AlignTrailing);
+    cell(2, isUnavailable ? QStringLiteral("Unavailable") : shownKind(entry), Qt::AlignLeading);
+    cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeading);
+}
+
+void CollectionPainter::paintListName(QRect place, const FileEntry& entry, CellState state) {
+    const QFontMetrics metrics(painter_.font());
+    constexpr int flags = static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine;
+    // What the tags may take is settled first, so that a long name does not push them out.
+    std::vector<std::pair<const std::string*, QString>> tags;
+    int tagWidth = 0;
+    for (const auto& tag : entry.tags()) {
+        auto words = metrics.elidedText(shown(tag), Qt::ElideRight, place.width() / 4);
+        const int width = tagLeft + metrics.horizontalAdvance(words) + Space::medium;
+        if (tagWidth + width > place.width() / 2)
+            break;
+        tagWidth += width;
+        tags.emplace_back(&tag, std::move(words));
+    }
+    const auto name = metrics.elidedText(shown(entry.name), Qt::ElideMiddle, place.width() - tagWidth);
+    painter_.setPen(colours_.text);
+    painter_.drawText(place, flags, name);
+    int used = metrics.horizontalAdvance(name) + Space::medium;
+    for (const auto& [tag, words] : tags) {
+        const double along = used + dot / 2;
+        paintTagDot({isMirrored_ ? place.right() - along : place.left() + along, place.center().y() + 1.0},
+                    *tag);
+        used += tagLeft;
+        painter_.setPen(state.isSelected ? colours_.text : colours_.secondaryText);
+        painter_.drawText(place.adjusted(isMirrored_ ? 0 : used, 0, isMirrored_ ? -used : 0, 0), flags,
+                          words);
+        used += metrics.horizontalAdvance(words) + Space::medium;
+    }
+}
+
+QRect CollectionPainter::atStart(const QRect& row, int inset, int side) const {
+    return {isMirrored_ ? row.right() + 1 - inset - side : row.left() + inset,
+            row.top() + (row.height() - side) / 2, side, side};
 }
 
 void CollectionPainter::paintColumnRow(const QRect& rect, int picture, const FileEntry& entry,
                                        CellState state) {
-    const bool isMirrored = painter_.layoutDirection() == Qt::RightToLeft;
     const auto place = [&](int left, int width) {
-        return QRect(isMirrored ? rect.right() + 1 - left - width : rect.left() + left, rect.top(), width,
+        return QRect(isMirrored_ ? rect.right() + 1 - left - width : rect.left() + left, rect.top(), width,
                      rect.height());
     };
     paintBackground(rect, state);
-    paintPicture(place(Space::small, picture)
-                     .adjusted(0, (rect.height() - picture) / 2, 0, -(rect.height() - picture) / 2),
-                 entry);
+    paintPicture(atStart(rect, Space::small, picture), entry);
     const int nameLeft = picture + 2 * Space::small;
     const int arrow = entry.isNavigable() ? Space::large : 0;
     painter_.setPen(colours_.text);
@@ -211,7 +273,7 @@ void CollectionPainter::paintColumnRow(const QRect& rect, int picture, const Fil
                           metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width()));
     if (arrow > 0) {
         const QPointF tip = place(rect.width() - Space::small - 5, 5).center();
-        const double back = isMirrored ? 2.5 : -2.5;
+        const double back = isMirrored_ ? 2.5 : -2.5;
         painter_.setPen(QPen(colours_.secondaryText, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter_.drawPolyline(
             QPolygonF({tip + QPointF(back, -4), tip + QPointF(-back / 2, 0), tip + QPointF(back, 4)}));

@@ -27,6 +27,7 @@ struct CellState {
     bool isCurrent = false; ///< shown by a ring while the view has the focus
     bool isHovered = false;
     bool isRenaming = false; ///< the name is left to the editor
+    bool isPressed = false;  ///< for the moment of a press
 };
 
 /// Where a painter finds what an entry alone does not say.
@@ -60,6 +61,10 @@ public:
 private:
     void paintBackground(const QRect& rect, CellState state);
     void paintPicture(const QRect& rect, const FileEntry& entry);
+    void paintListName(QRect place, const FileEntry& entry, CellState state);
+    void paintTagDot(QPointF centre, const std::string& tag);
+    /// A square in the middle of the row's height, at its reading edge.
+    QRect atStart(const QRect& row, int inset, int side) const;
     /// Returns how many of the two it took.
     int paintTwoLines(const QRect& rect, const QString& text);
     void paintCaption(const QRect& rect, const FolderInsight& insight, CellState state);
@@ -69,7 +74,12 @@ private:
     CollectionSources sources_;
     const ThemeColours& colours_;
     bool hasFocus_;
+    bool isMirrored_;
 };
+
+/// The two lines of a name in a cell of this width: broken between words, before an extension or after a
+/// hyphen where there is one, and the second not yet elided. A name of one line leaves it empty.
+std::pair<QString, QString> brokenName(const QString& name, int width, const QFont& font);
 
 /// Over whatever was painted there.
 void paintSectionHeading(QPainter& painter, const QRect& rect, std::string_view title, std::size_t count);

@@ -1,5 +1,6 @@
 // What hands do to a collection: keys, pointer, the editor of a name and the context menu.
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Collection/OpenWithMenu.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Foundation/Unicode.h"
@@ -12,6 +13,7 @@
 #include <QMouseEvent>
 #include <QScrollBar>
 #include <QTimer>
+#include <QToolTip>
 #include <algorithm>
 
 namespace morv {
@@ -20,6 +22,7 @@ namespace {
 
 constexpr qint64 typeAheadPause = 800;
 constexpr int autoScrollInterval = 30;
+constexpr int pressTime = 80;
 
 std::optional<MoveKey> moveOf(int key) {
     switch (key) {
@@ -63,6 +66,29 @@ bool beginsWith(const std::string& name, const std::string& lowerPrefix) {
 
 } // namespace
 
+bool MorvCollectionView::isTyping() const {
+    return !typedPrefix_.empty() && lastTyped_.isValid() && lastTyped_.elapsed() <= typeAheadPause;
+}
+
+bool MorvCollectionView::event(QEvent* event) {
+    if (event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        // Beside the files there is nothing to go to but the other files.
+        if (key->key() == Qt::Key_Tab && key->modifiers() == Qt::NoModifier && app_.isSplit()) {
+            perform(FileCommand::switchPane);
+            return true;
+        }
+    } else if (event->type() == QEvent::ShortcutOverride && isTyping()) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Space && key->modifiers() == Qt::NoModifier) {
+            // Within a name that is being typed.
+            event->accept();
+            return true;
+        }
+    }
+    return QAbstractScrollArea::event(event);
+}
+
 bool MorvCollectionView::moveKey(QKeyEvent* event) {
     const auto key = moveOf(event->key());
     if (!key || event->modifiers().testFlag(Qt::AltModifier))
@@ -103,8 +129,11 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
             return moveTo(current_, Select::toggle);
-        if (plain && typedPrefix_.empty())
+        if (plain && !isTyping()) {
+            if (const auto command = actions_.spaceCommand(); command && !event->isAutoRepeat())
+                perform(*command);
             return;
+        }
         break;
     case Qt::Key_Escape:
         return select({});
@@ -127,7 +156,7 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
 }
 
 void MorvCollectionView::typeAhead(const QString& text) {
-    if (!lastTyped_.isValid() || lastTyped_.elapsed() > typeAheadPause)
+    if (!isTyping())
         typedPrefix_.clear();
     lastTyped_.start();
     typedPrefix_ += typedBytes(text);
@@ -147,13 +176,14 @@ void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
         return;
     endInlineRename(true);
-    setFocus(Qt::MouseFocusReason);
+    focusForFileInteraction();
     const bool toggles = event->modifiers().testFlag(Qt::ControlModifier);
     const bool extends = event->modifiers().testFlag(Qt::ShiftModifier);
     pressedSelected_.reset();
     dragFrom_.reset();
     if (const auto index = itemAt(event->pos())) {
         const bool wasSelected = pane().isSelected(entry(*index));
+        press(*index);
         if (event->button() == Qt::LeftButton && !extends)
             dragFrom_ = event->pos();
         if (event->button() == Qt::RightButton)
@@ -193,6 +223,22 @@ void MorvCollectionView::mouseMoveEvent(QMouseEvent* event) {
         hovered_ = index;
         viewport()->update();
     }
+}
+
+void MorvCollectionView::press(std::int64_t index) {
+    pressed_ = index;
+    pressing_.start(pressTime, this);
+    viewport()->update(visualRect(index));
+}
+
+void MorvCollectionView::selectItem(std::int64_t index) {
+    focusForFileInteraction();
+    moveTo(index, Select::only);
+}
+
+void MorvCollectionView::openItem(std::int64_t index) {
+    selectItem(index);
+    perform(FileCommand::open);
 }
 
 void MorvCollectionView::updateRubberBand(QPoint viewportPoint) {
@@ -249,8 +295,10 @@ void MorvCollectionView::timerEvent(QTimerEvent* event) {
         verticalScrollBar()->setValue(verticalScrollBar()->value() + distance);
         updateRubberBand(point);
     } else if (event->timerId() == slowLoading_.timerId()) {
-        slowLoading_.stop();
-        showsLoading_ = true;
+        losePatience();
+    } else if (event->timerId() == pressing_.timerId()) {
+        pressing_.stop();
+        pressed_ = -1;
         viewport()->update();
     } else if (event->timerId() == midnight_.timerId()) {
         midnight_.stop();
@@ -265,6 +313,16 @@ bool MorvCollectionView::viewportEvent(QEvent* event) {
     if (event->type() == QEvent::Leave && hovered_ >= 0) {
         hovered_ = -1;
         viewport()->update();
+    }
+    if (event->type() == QEvent::ToolTip) {
+        const auto* help = static_cast<QHelpEvent*>(event);
+        if (const auto section = headingAt(help->pos()))
+            QToolTip::showText(help->globalPos(), sectionSize(*section), viewport());
+        else if (const auto index = itemAt(help->pos()); index && mode() != CollectionMode::list)
+            QToolTip::showText(help->globalPos(), shown(entry(*index).name), viewport(), visualRect(*index));
+        else
+            QToolTip::hideText();
+        return true;
     }
     return QAbstractScrollArea::viewportEvent(event);
 }
@@ -383,15 +441,38 @@ void MorvCollectionView::showContextMenu(QPoint globalPosition) {
     menu->setAttribute(Qt::WA_DeleteOnClose);
     // Its commands are meant for what was there when it came up.
     connect(&pane_, &PaneModel::locationChanged, menu, &QMenu::close);
-    actions_.fill(*menu, pane().selection().empty() ? FileManagerCommands::backgroundMenu()
-                                                    : FileManagerCommands::itemMenu(pane()));
-    if (pane().selection().size() == 1 && pane().selectedFolders() == 1 && menu->actions().size() > 1) {
-        auto* glance = new QAction(QStringLiteral("Folder at a Glance"), menu);
+    auto groups = pane().selection().empty() ? FileManagerCommands::backgroundMenu()
+                                             : FileManagerCommands::itemMenu(pane());
+    if (!app_.clipboard().canPaste())
+        for (auto& group : groups)
+            std::erase_if(group, [](FileCommand command) {
+                return command == FileCommand::paste || command == FileCommand::movePaste;
+            });
+    actions_.fill(*menu, groups);
+    addItemActions(*menu);
+    menu->popup(globalPosition);
+}
+
+/// What is no command of its own, each beside its relatives.
+void MorvCollectionView::addItemActions(QMenu& menu) {
+    const auto urls = pane().selectedURLs();
+    const auto behind = [&menu](const QAction* action) -> QAction* {
+        const auto index = menu.actions().indexOf(action);
+        return index < 0 || index + 1 >= menu.actions().size() ? nullptr : menu.actions().at(index + 1);
+    };
+    const auto* open = actions_.action(FileCommand::open);
+    if (const bool isOneFolder = urls.size() == 1 && pane().selectedFolders() == 1; isOneFolder) {
+        auto* glance = new QAction(QStringLiteral("Folder at a Glance"), &menu);
         glance->setObjectName(QStringLiteral("glanceAction"));
         connect(glance, &QAction::triggered, &app_, [this] { app_.showSheet(AppSheet::glance); });
-        menu->insertAction(menu->actions().at(1), glance);
+        menu.insertAction(behind(open), glance);
+        auto* favourite = new QAction(QStringLiteral("Add to Favourites"), &menu);
+        connect(favourite, &QAction::triggered, &app_,
+                [this, folder = urls.front()] { app_.library().addFavourite(folder); });
+        menu.insertAction(behind(actions_.action(FileCommand::appearance)), favourite);
     }
-    menu->popup(globalPosition);
+    if (!urls.empty() && app_.services().applications)
+        menu.insertMenu(behind(open), new OpenWithMenu(app_, urls, &menu));
 }
 
 } // namespace morv

@@ -1,5 +1,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 
+#include "MorvApp/Views/Collection/CollectionAccessibility.h"
+#include "MorvApp/Views/Collection/CollectionFocusContinuity.h"
 #include "MorvApp/Views/Collection/VisibleInsights.h"
 #include "MorvApp/Views/Collection/VisibleThumbnails.h"
 #include "MorvApp/Views/Theme/Text.h"
@@ -75,23 +77,32 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     // Every pixel is painted: the window's background is not drawn first.
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     viewport()->setObjectName(QStringLiteral("collectionViewport"));
+    CollectionAccessible::install();
     buildHeader();
+    noticeButtons_ = new NoticeButtons(*viewport(), [this](NoticeAction action) {
+        switch (action) {
+        case NoticeAction::goUp:
+            return perform(FileCommand::enclosingFolder);
+        case NoticeAction::goBack:
+            return perform(FileCommand::back);
+        case NoticeAction::tryAgain:
+            return pane_.refresh();
+        case NoticeAction::cancel:
+            return pane_.cancelLoading();
+        case NoticeAction::showHidden:
+            return perform(FileCommand::toggleHidden);
+        }
+    });
     display_.setOverride(std::exchange(options_.overrideEntries, std::nullopt));
     connect(&pane_, &PaneModel::entriesChanged, this, &MorvCollectionView::entriesChanged);
     connect(&pane_, &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
     connect(&pane_, &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
     connect(&pane_, &PaneModel::downloadsChanged, this, &MorvCollectionView::reload);
     connect(&pane_, &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
-    connect(&pane_, &PaneModel::errorChanged, viewport(), qOverload<>(&QWidget::update));
-    connect(&pane_, &PaneModel::isLoadingChanged, this, [this] {
-        showsLoading_ = false;
-        if (pane_.isLoading())
-            slowLoading_.start(loadingPatience, this);
-        else
-            slowLoading_.stop();
-        viewport()->update();
-    });
+    connect(&pane_, &PaneModel::errorChanged, this, &MorvCollectionView::updateNotice);
+    connect(&pane_, &PaneModel::isLoadingChanged, this, &MorvCollectionView::awaitReading);
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
+    connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::updateNotice);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
     connect(insights_, &VisibleInsights::arrived, viewport(), qOverload<>(&QWidget::update));
     connect(thumbnails_, &VisibleThumbnails::arrived, this, &MorvCollectionView::showThumbnails);
@@ -105,8 +116,13 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
         viewport()->update();
     });
     acceptDrops();
-    locationChanged();
+    shownLocation_ = pane_.location();
+    arrive();
     preferencesChanged();
+}
+
+MorvCollectionView::~MorvCollectionView() {
+    preserveKeyboardFocusForReplacement();
 }
 
 void MorvCollectionView::buildHeader() {
@@ -147,7 +163,7 @@ void MorvCollectionView::placeHeader() {
     header_->setVisible(isList);
     const int height = isList ? header_->sizeHint().height() : 0;
     setViewportMargins(0, height, 0, 0);
-    header_->setGeometry(0, 0, viewport()->width(), height);
+    header_->setGeometry(viewport()->x(), 0, viewport()->width(), height);
 }
 
 CollectionMode MorvCollectionView::wantedMode() const {
@@ -166,6 +182,22 @@ int MorvCollectionView::wantedIconSize() const {
     if (options_.iconSize)
         return *options_.iconSize;
     return static_cast<int>(std::clamp(pane().preferences().iconSize, smallestIcon, largestIcon));
+}
+
+void MorvCollectionView::setIconSize(int size) {
+    options_.iconSize = size;
+    reload();
+}
+
+void MorvCollectionView::takeUpSelection() {
+    const auto selected = pane().selectedEntries();
+    if (selected.size() != 1)
+        return;
+    currentKey_ = EntryKey(*selected.front());
+    findCurrent();
+    if (current_ >= 0)
+        scrollTo(current_);
+    viewport()->update();
 }
 
 void MorvCollectionView::setOverrideEntries(std::optional<EntryList> entries) {
@@ -191,6 +223,10 @@ void MorvCollectionView::reload() {
     if (isOtherShape && current_ >= 0)
         scrollTo(current_);
     awaitTomorrow();
+    updateNotice();
+    CollectionAccessible::itemsChanged(*this);
+    if (isVisible())
+        offerForKeyboard();
 }
 
 void MorvCollectionView::awaitTomorrow() {
@@ -198,9 +234,7 @@ void MorvCollectionView::awaitTomorrow() {
     if (!until)
         return midnight_.stop();
     const auto seconds = until->sinceReference - options_.now().sinceReference;
-    midnight_.start(
-        std::chrono::milliseconds(static_cast<std::int64_t>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1),
-        Qt::CoarseTimer, this);
+    midnight_.start(static_cast<int>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1, Qt::CoarseTimer, this);
 }
 
 void MorvCollectionView::relayout() {
@@ -227,7 +261,7 @@ void MorvCollectionView::relayout() {
 
 std::vector<const FileEntry*> MorvCollectionView::foldersInSight() const {
     std::vector<const FileEntry*> found;
-    if (!isVisible() || (mode() == CollectionMode::grid && layout_.caption() == 0))
+    if (!isVisible() || (mode() != CollectionMode::list && layout_.caption() == 0))
         return found;
     layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
         if (const auto& item = entry(index); FolderInsightCache::hasInsight(item))
@@ -263,6 +297,7 @@ void MorvCollectionView::changeEvent(QEvent* event) {
 void MorvCollectionView::showEvent(QShowEvent* event) {
     QAbstractScrollArea::showEvent(event);
     insights_->changed();
+    offerForKeyboard();
     thumbnails_->changed();
 }
 
@@ -270,6 +305,29 @@ void MorvCollectionView::hideEvent(QHideEvent* event) {
     QAbstractScrollArea::hideEvent(event);
     insights_->changed();
     thumbnails_->changed();
+    // A window that goes as a whole takes its keyboard along.
+    if (!event->spontaneous() && window()->isVisible())
+        preserveKeyboardFocusForReplacement();
+}
+
+void MorvCollectionView::offerForKeyboard() {
+    CollectionFocusContinuity::shared().add(
+        *this, {[this] { return isVisible() && isEnabled() && &app_.currentPane() == &pane_; },
+                [this] { focusForFileInteraction(); }});
+}
+
+void MorvCollectionView::preserveKeyboardFocusForReplacement() {
+    if (!hasFocus())
+        return;
+    CollectionFocusContinuity::shared().preserve(*this, *window());
+    // Or the toolkit gives it to whatever comes next in the window.
+    clearFocus();
+}
+
+void MorvCollectionView::focusForFileInteraction() {
+    app_.activate(pane_);
+    if (!editor_ || !editor_->hasFocus())
+        setFocus();
 }
 
 void MorvCollectionView::entriesChanged() {
@@ -277,6 +335,26 @@ void MorvCollectionView::entriesChanged() {
     if (shownLocation_ != pane().location())
         locationChanged();
     reload();
+}
+
+void MorvCollectionView::awaitReading() {
+    patience_ = Patience::unasked;
+    if (pane_.isLoading())
+        slowLoading_.start(loadingPatience, this);
+    else
+        slowLoading_.stop();
+    updateNotice();
+}
+
+void MorvCollectionView::losePatience() {
+    if (patience_ == Patience::unasked) {
+        patience_ = Patience::asked;
+        slowLoading_.start(static_cast<int>(options_.answerPatience.count()), this);
+    } else {
+        patience_ = Patience::ended;
+        slowLoading_.stop();
+    }
+    updateNotice();
 }
 
 void MorvCollectionView::locationChanged() {
@@ -292,7 +370,15 @@ void MorvCollectionView::locationChanged() {
     current_ = anchor_ = lastCurrent_ = -1;
     typedPrefix_.clear();
     verticalScrollBar()->setValue(0);
-    setAccessibleName(QStringLiteral("Files in ") + shown(location.lastComponent()));
+    arrive();
+}
+
+/// The pane never stops reading when it goes on from a folder that is still being read.
+void MorvCollectionView::arrive() {
+    const auto& location = pane().location();
+    setAccessibleName(QStringLiteral("Files in ") +
+                      (location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent())));
+    awaitReading();
 }
 
 void MorvCollectionView::preferencesChanged() {
@@ -357,13 +443,18 @@ QPoint MorvCollectionView::toContent(QPoint viewportPoint) const {
 }
 
 std::optional<std::int64_t> MorvCollectionView::itemAt(QPoint viewportPoint) const {
-    bool isHeading = false;
+    return headingAt(viewportPoint) ? std::nullopt : layout_.indexAt(toContent(viewportPoint));
+}
+
+std::optional<std::size_t> MorvCollectionView::headingAt(QPoint viewportPoint) const {
+    std::optional<std::size_t> found;
     const auto point = toContent(viewportPoint);
     const int scrolled = verticalScrollBar()->value();
     layout_.forEachHeading(scrolled, viewport()->height(), [&](std::size_t section) {
-        isHeading = isHeading || layout_.headingRect(section, scrolled).contains(point);
+        if (layout_.headingRect(section, scrolled).contains(point))
+            found = section;
     });
-    return isHeading ? std::nullopt : layout_.indexAt(point);
+    return found;
 }
 
 QRect MorvCollectionView::visualRect(std::int64_t index) const {
@@ -389,7 +480,7 @@ void MorvCollectionView::scrollTo(std::int64_t index) {
 
 void MorvCollectionView::resizeEvent(QResizeEvent*) {
     if (header_)
-        header_->setGeometry(0, 0, viewport()->width(), header_->height());
+        header_->setGeometry(viewport()->x(), 0, viewport()->width(), header_->height());
     relayout();
 }
 
@@ -406,7 +497,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     painter.setFont(font());
     painter.fillRect(event->rect(), colours.content);
     if (count() == 0) {
-        paintMessage(painter);
+        paintNotice(painter);
         return paintDropTarget(painter);
     }
     paintCells(painter, event->rect());
@@ -432,7 +523,8 @@ void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {
         const CellState state{.isSelected = pane().isSelected(item),
                               .isCurrent = index == current_,
                               .isHovered = index == hovered_,
-                              .isRenaming = editor_ && renamedKey_ == EntryKey(item)};
+                              .isRenaming = editor_ && renamedKey_ == item,
+                              .isPressed = index == pressed_};
         const auto rect = visualRect(index);
         switch (mode()) {
         case CollectionMode::grid:
@@ -454,46 +546,6 @@ void MorvCollectionView::paintHeadings(QPainter& painter) {
         paintSectionHeading(painter, layout_.headingRect(section, scrolled).translated(origin()), title,
                             count);
     });
-}
-
-void MorvCollectionView::paintMessage(QPainter& painter) {
-    const auto& colours = Theme::shared().colours();
-    QString title;
-    QString detail;
-    QString icon = QStringLiteral("folder-open");
-    if (pane().error()) {
-        title = QStringLiteral("This folder can’t be shown");
-        detail = shown(*pane().error());
-        icon = QStringLiteral("dialog-warning");
-    } else if (pane().loadedLocation() && pane().isSearch()) {
-        title = QStringLiteral("Nothing found");
-        detail = pane().searchNote() ? shown(*pane().searchNote()) : QString();
-        icon = QStringLiteral("edit-find");
-    } else if (pane().loadedLocation()) {
-        title = QStringLiteral("This folder is empty");
-        detail = pane().preferences().showHidden ? QString() : QStringLiteral("Hidden files are not shown.");
-    } else if (showsLoading_) {
-        title = pane().isSearch() ? QStringLiteral("Searching…") : QStringLiteral("Reading this folder…");
-    } else {
-        return;
-    }
-    constexpr int picture = 64;
-    const auto centre = viewport()->rect().center();
-    painter.setOpacity(0.6);
-    painter.drawPixmap(QPoint(centre.x() - picture / 2, centre.y() - picture - 16),
-                       icons_.named(icon, picture, devicePixelRatioF()));
-    painter.setOpacity(1);
-    auto heading = font();
-    heading.setPointSizeF(heading.pointSizeF() * 1.3);
-    heading.setWeight(QFont::DemiBold);
-    painter.setFont(heading);
-    painter.setPen(colours.text);
-    const int width = std::min(560, viewport()->width() - 48);
-    painter.drawText(QRect(centre.x() - width / 2, centre.y(), width, 32), Qt::AlignCenter, title);
-    painter.setFont(font());
-    painter.setPen(colours.secondaryText);
-    painter.drawText(QRect(centre.x() - width / 2, centre.y() + 34, width, 80),
-                     static_cast<int>(Qt::AlignHCenter | Qt::AlignTop) | Qt::TextWordWrap, detail);
 }
 
 void MorvCollectionView::selectRange(std::int64_t from, std::int64_t to) {
@@ -527,6 +579,20 @@ void MorvCollectionView::invertSelection() {
     select(std::move(inverse));
 }
 
+void MorvCollectionView::selectNeighbour(int by) {
+    if (count() == 0)
+        return;
+    auto from = current_;
+    if (current_ < 0 || !pane().isSelected(entry(current_)))
+        for (std::int64_t index = 0; index < count(); ++index)
+            if (pane().isSelected(entry(index))) {
+                from = index;
+                break;
+            }
+    const auto target = from < 0 ? 0 : std::clamp<std::int64_t>(from + by, 0, count() - 1);
+    moveTo(target, Select::only);
+}
+
 void MorvCollectionView::moveTo(std::int64_t index, Select select) {
     const auto anchor = anchor_;
     current_ = lastCurrent_ = index;
@@ -555,11 +621,14 @@ void MorvCollectionView::moveTo(std::int64_t index, Select select) {
     }
     scrollTo(index);
     viewport()->update();
+    CollectionAccessible::currentChanged(*this);
 }
 
 void MorvCollectionView::focusInEvent(QFocusEvent* event) {
     QAbstractScrollArea::focusInEvent(event);
+    CollectionFocusContinuity::shared().forget(*window());
     app_.activate(pane_);
+    CollectionAccessible::currentChanged(*this);
     viewport()->update();
 }
 

@@ -10,6 +10,7 @@
 #include "MorvApp/Model/FileDrag.h"
 #include "MorvApp/Model/PaneDisplay.h"
 #include "MorvApp/Views/Collection/CollectionLayout.h"
+#include "MorvApp/Views/Collection/CollectionNotice.h"
 #include "MorvApp/Views/Collection/CollectionPainter.h"
 #include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
@@ -17,6 +18,7 @@
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
 #include <QElapsedTimer>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -25,6 +27,7 @@
 
 class QHeaderView;
 class QLineEdit;
+class QMenu;
 
 namespace morv {
 
@@ -44,6 +47,8 @@ struct CollectionOptions {
     /// Takes the commands in place of the window's model.
     std::function<void(FileCommand)> onCommand = {};
     PaneDisplay::Clock now = Date::now;
+    /// A folder that is not read within this time may never be: a server that has gone answers nothing.
+    std::chrono::milliseconds answerPatience = std::chrono::seconds(10);
 };
 
 class MorvCollectionView : public QAbstractScrollArea {
@@ -53,6 +58,7 @@ public:
     /// `pane` is one of the model's and must not go before this view.
     MorvCollectionView(AppModel& app, PaneModel& pane, const WindowActions& actions,
                        CollectionOptions options, QWidget* parent = nullptr);
+    ~MorvCollectionView() override;
 
     CollectionMode mode() const { return layout_.mode(); }
     std::int64_t count() const { return layout_.count(); }
@@ -61,16 +67,38 @@ public:
     /// The item that has the keyboard; -1: none.
     std::int64_t current() const { return current_; }
     void setOverrideEntries(std::optional<EntryList> entries);
-    /// The cell of a displayed entry, in viewport coordinates.
+    bool isSelected(std::int64_t index) const { return pane_.isSelected(entry(index)); }
+    /// In place of the pane's.
+    void setIconSize(int size);
+    /// The keyboard goes to the one item that the model has selected.
+    void takeUpSelection();
+    /// The cell of a shown entry, in viewport coordinates.
     QRect visualRect(std::int64_t index) const;
+    std::optional<std::int64_t> itemAt(QPoint viewportPoint) const;
+    /// Selects the item alone; the other one opens it then.
+    void selectItem(std::int64_t index);
+    void openItem(std::int64_t index);
+    /// The pane becomes the active one and the files get the keyboard, unless a name is being edited in them.
+    void focusForFileInteraction();
+    /// Before this view is hidden or goes: the one that takes its place gets the keyboard if this has it.
+    void preserveKeyboardFocusForReplacement();
+    /// What is read out of an item, and of the section that it stands in.
+    QString spokenName(std::int64_t index) const;
+    QString spokenSection(std::int64_t index) const;
+    /// How much a section holds: "1.2 MB in 12 local files and 2 physical folders."
+    QString sectionSize(std::size_t section) const;
     /// Edits the name of the one selected item, with the part before its extension selected.
     void beginInlineRename();
     /// The editor of a name, while there is one.
     QLineEdit* nameEditor() const { return editor_; }
     void selectAll();
     void invertSelection();
+    /// The item `by` places on from the selected one, in the shown order, is selected alone and in sight.
+    /// At the ends nothing happens.
+    void selectNeighbour(int by);
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void changeEvent(QEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -96,6 +124,8 @@ private:
         int iconSize;
         friend bool operator==(const Shape&, const Shape&) = default;
     };
+    /// How long the present reading has kept everybody waiting.
+    enum class Patience : std::uint8_t { unasked, asked, ended };
     enum class Select : std::uint8_t { only, extend, toggle, none };
     struct RubberBand {
         QPoint origin; ///< in content coordinates
@@ -108,7 +138,7 @@ private:
     /// Where the content's corner stands in the viewport.
     QPoint origin() const;
     QPoint toContent(QPoint viewportPoint) const;
-    std::optional<std::int64_t> itemAt(QPoint viewportPoint) const;
+    std::optional<std::size_t> headingAt(QPoint viewportPoint) const;
     ListColumns columns() const;
     void buildHeader();
     void placeHeader();
@@ -120,6 +150,7 @@ private:
     void reload();
     void awaitTomorrow();
     void relayout();
+    void offerForKeyboard();
     void entriesChanged();
     void locationChanged();
     void preferencesChanged();
@@ -137,6 +168,7 @@ private:
     void placeEditor();
     void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
+    void addItemActions(QMenu& menu);
     void acceptDrops();
     /// The hand that pressed an item carries it away; true while it may.
     bool beginsDrag(const QMouseEvent& event);
@@ -148,10 +180,18 @@ private:
     std::vector<const FileEntry*> foldersInSight() const;
     void paintCells(QPainter& painter, const QRect& area);
     void paintHeadings(QPainter& painter);
+    /// What stands in place of files; absent while there are some, or nothing to say yet.
+    std::optional<CollectionNotice> notice() const;
+    void updateNotice();
+    void paintNotice(QPainter& painter);
+    void arrive();
+    void awaitReading();
+    void losePatience();
+    void press(std::int64_t index);
+    bool isTyping() const;
     /// Files of the visible cells.
     std::vector<const FileEntry*> filesInSight() const;
     void showThumbnails();
-    void paintMessage(QPainter& painter);
     void perform(FileCommand command);
 
     AppModel& app_;
@@ -181,7 +221,10 @@ private:
     QBasicTimer autoScroll_;
     QBasicTimer slowLoading_;
     QBasicTimer midnight_;
-    bool showsLoading_ = false;
+    QBasicTimer pressing_;
+    std::int64_t pressed_ = -1; ///< marked for a moment
+    Patience patience_ = Patience::unasked;
+    NoticeButtons* noticeButtons_ = nullptr;
     std::string typedPrefix_;
     QElapsedTimer lastTyped_;
     QLineEdit* editor_ = nullptr;

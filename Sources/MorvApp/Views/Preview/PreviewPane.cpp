@@ -277,15 +277,24 @@ void PreviewPane::showPlain(const QString& sentence) {
 }
 
 void PreviewPane::showFailure(const std::exception_ptr& failure) {
+    if (isGone(failure))
+        return showGone();
     if (isOfContent(failure))
         return showPlain(shown(sentence(failure)));
-    const auto name = shown(entry_->name);
-    const auto title = isGone(failure) ? QStringLiteral("“%1” is no longer there").arg(name)
-                                       : QStringLiteral("“%1” cannot be shown").arg(name);
-    state_->setState({icons_.named(QStringLiteral("dialog-warning"), signPicture, devicePixelRatioF()),
-                      title,
-                      isGone(failure) ? QString() : shown(sentence(failure)),
-                      {}});
+    showSign(QStringLiteral("“%1” cannot be shown").arg(shown(entry_->name)), shown(sentence(failure)));
+}
+
+void PreviewPane::showGone() {
+    if (!entry_)
+        return;
+    reading_.cancel();
+    showSign(QStringLiteral("“%1” is no longer there").arg(shown(entry_->name)),
+             QStringLiteral("It has been moved, renamed or removed."));
+}
+
+void PreviewPane::showSign(const QString& title, const QString& text) {
+    const auto sign = icons_.named(QStringLiteral("dialog-warning"), signPicture, devicePixelRatioF());
+    state_->setState({sign, title, text, {}});
     showContent(state_);
 }
 

@@ -47,6 +47,8 @@ public:
     void show(const FileEntry& entry);
     /// Nothing is shown; a sentence says so in the viewer.
     void clear();
+    /// The entry is no longer where it was: a sentence takes its place.
+    void showGone();
     const std::optional<FileEntry>& entry() const { return entry_; }
 
     /// A plain folder in the active pane, anything else with its default application.
@@ -76,6 +78,7 @@ private:
     void showTitle();
     void showContent(QWidget* content);
     void showPlain(const QString& sentence = {});
+    void showSign(const QString& title, const QString& text);
     void showFailure(const std::exception_ptr& failure);
     QPixmap picture(int size);
     void readText();

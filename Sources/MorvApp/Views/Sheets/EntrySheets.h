@@ -14,12 +14,4 @@ public:
     NewFolderSheet(AppModel& app, QWidget* window);
 };
 
-/// Asks for the tags that the selected items shall have in place of theirs.
-class TagsSheet : public Sheet {
-    Q_OBJECT
-
-public:
-    TagsSheet(AppModel& app, QWidget* window);
-};
-
 } // namespace morv

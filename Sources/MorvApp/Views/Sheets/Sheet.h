@@ -39,6 +39,8 @@ protected:
     QPushButton* addDefault(const QString& title);
     /// Lays the card out; called by a subclass when it is filled.
     void present(QWidget* focus);
+    /// Lays it out again, after what it holds has become more or less.
+    void place();
 
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -47,7 +49,6 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
-    void place();
     /// Rises into its place, as far as motion is wanted.
     void arrive();
 

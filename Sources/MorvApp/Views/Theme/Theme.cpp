@@ -208,8 +208,14 @@ QToolButton#tabClose:hover { background: $separator; color: $text; }
 QLabel#paneTitle { background: $window; color: $secondary; padding: 6px 16px;
                    border-bottom: 2px solid $separator; }
 QLabel#paneTitle[active="true"] { color: $text; font-weight: 600; border-bottom: 2px solid $accent; }
+QScrollArea#downloadsBar, QWidget#chips { background: $content; }
+QToolButton#chip { border: 1px solid $separator; border-radius: 14px; padding: 4px 12px; color: $text; }
+QToolButton#chip:checked { background: $selection; border-color: $accent; }
+QToolButton#chip:focus { border-color: $accent; background: $hover; }
+QToolButton#chip:checked:focus { background: $selection; border: 2px solid $accent; padding: 3px 11px; }
 QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
+QScrollArea#columnsView, QWidget#columnsContent { background: $content; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: $handle; border-radius: 4px; margin: 2px; }
@@ -228,9 +234,11 @@ QTreeView, QListView { background: $content; border: 1px solid $separator; borde
 QTreeView::item { padding: 0 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
-QTreeView#sidebar { background: $window; border: none; border-radius: 0; padding: 4px 8px; }
-QTreeView#sidebar::item { padding: 0 8px; border-radius: 6px; }
-QTreeView#sidebar::item:selected { background: $quiet; }
+QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
+                                           padding: 4px 8px; }
+QTreeView#sidebarRail { border-right: 1px solid $separator; }
+QTreeView#sidebar::item, QTreeView#sidebarRail::item { background: transparent; }
+QToolButton#eject { padding: 4px; }
 QListView#settingsPages { background: $window; border: none; border-radius: 0; padding: 8px; }
 QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
 QListView#settingsPages::item:selected { background: $quiet; }
@@ -245,6 +253,8 @@ QProgressBar::chunk { border-radius: 2px; background: $accent; }
 QFrame#card { background: $window; border: 1px solid $separator; border-radius: 12px; }
 QFrame#lookPreview { background: $content; border: 1px solid $separator; border-radius: 8px; }
 QFrame#bar { background: $window; border: none; }
+QFrame#inspector, QWidget#inspectorContent, QScrollArea#inspectorScroll { background: $window; border: none; }
+QScrollArea#inspectorScroll:focus { border-left: 2px solid $accent; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }
 QFrame#segments QToolButton { padding: 4px 8px; margin: 2px; border-radius: 4px; }
@@ -254,7 +264,17 @@ QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
 QFrame#trashBand { background: $quiet; border: none; }
 QFrame#trashBand[problem="true"] { background: $errorBack; }
-QLabel#secondary { color: $secondary; }
+QLabel#secondary, QLabel#freeSpace { color: $secondary; }
+QPushButton#statusText, QPushButton#statusText:disabled { border: none; border-radius: 4px; padding: 4px 8px;
+                        background: transparent; color: $secondary; text-align: right; min-height: 0; }
+QPushButton#statusText:hover:enabled, QPushButton#statusText:focus { color: $text; background: $hover; }
+QSlider#iconSize { min-height: 20px; }
+QSlider#iconSize::groove:horizontal { height: 4px; border-radius: 2px; background: $quiet; }
+QSlider#iconSize::sub-page:horizontal { height: 4px; border-radius: 2px; background: $secondary; }
+QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0; border-radius: 7px;
+                                      background: $raised; border: 1px solid $secondary; }
+QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
+                                      background: $accent; }
 QLabel#warning { color: $warning; }
 QLabel#caption { color: $secondary; font-size: $captionSize; }
 QLabel#large { font-size: $largeSize; font-weight: 600; }

@@ -2,21 +2,18 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
-#include "MorvApp/Views/Sheets/ActivitySheet.h"
-#include "MorvApp/Views/Sheets/EditorSheet.h"
-#include "MorvApp/Views/Sheets/EntrySheets.h"
-#include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
-#include "MorvApp/Views/Sheets/FolderGlanceSheet.h"
-#include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
-#include "MorvApp/Views/Sheets/QuickActionsSheet.h"
-#include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Inspector/InspectorPanel.h"
+#include "MorvApp/Views/Inspector/InspectorSplit.h"
+#include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/PaneView.h"
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "MorvApp/Views/Window/SearchField.h"
+#include "MorvApp/Views/Window/ShareMenu.h"
 #include "MorvApp/Views/Window/SheetHost.h"
 #include "MorvApp/Views/Window/StatusLine.h"
 #include "MorvApp/Views/Window/TabArea.h"
@@ -91,7 +88,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(line(content));
     column->addWidget(buildErrorLine());
     column->addWidget(new TrashBand(services_, content));
-    column->addWidget(buildBody(), 1);
+    column->addWidget(withRail(buildBody()), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
@@ -107,6 +104,12 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
             search_->setFocus(Qt::ShortcutFocusReason);
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
+        else if (command == FileCommand::preview)
+            togglePreview();
+        else if (command == FileCommand::info)
+            inspected_->panel().setFocus(Qt::ShortcutFocusReason);
+        else if (command == FileCommand::share)
+            showShareMenu();
         else if (command == FileCommand::closeWindow)
             close();
     });
@@ -119,6 +122,8 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
                 });
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &MainWindow::showContent);
     connect(&app_, &AppModel::closeWindowRequested, this, &QWidget::close);
+    connect(pathBar_, &PathBar::folderChosen, this,
+            [this](const FileURL& folder) { tabs_->activeView()->goTo(folder); });
     connect(pathBar_, &PathBar::editingEnded, this, &MainWindow::focusContent);
     connect(search_, &SearchField::ended, this, &MainWindow::focusContent);
     connect(&app_.developerTools(), &DeveloperToolsUI::failed, this, &MainWindow::showToolFailure);
@@ -132,7 +137,10 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
 }
 
 MainWindow::~MainWindow() {
-    // The views below refer to the model, which goes first as a member.
+    // The views below refer to the model, which goes first as a member. A column that goes with them would
+    // tell those that have gone already.
+    app_.setColumnPane(nullptr);
+    delete preview_;
     delete sheets_;
     delete takeCentralWidget();
     delete actions_;
@@ -150,19 +158,37 @@ QWidget* MainWindow::buildBody() {
     body_ = new QSplitter(this);
     body_->setChildrenCollapsible(false);
     body_->setHandleWidth(1);
-    sidebar_ = new Sidebar(app_, body_);
+    sidebar_ = new Sidebar(app_, Sidebar::Form::full, body_);
     body_->addWidget(sidebar_);
     content_ = new QStackedWidget(body_);
     content_->addWidget(tabs_);
     workspace_ = new WorkspaceView(app_, content_);
     content_->addWidget(workspace_);
-    body_->addWidget(content_);
+    inspected_ = new InspectorSplit(app_, content_, body_);
+    connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
+    connect(&app_, &AppModel::showInspectorChanged, this, [this] {
+        if (!app_.showInspector() && !QApplication::focusWidget())
+            focusContent();
+    });
+    body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
     connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
     connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
     connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
     return body_;
+}
+
+QWidget* MainWindow::withRail(QWidget* body) {
+    auto* whole = new QWidget(this);
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
+    row->addWidget(rail_);
+    row->addWidget(body, 1);
+    connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    return whole;
 }
 
 void MainWindow::showContent() {
@@ -201,6 +227,7 @@ void MainWindow::settleSidebar() {
     using Mode = SidebarColumn::Mode;
     const bool isShown = app_.showSidebar();
     sidebar_->setVisible(isShown);
+    rail_->setVisible(!isShown);
     const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
@@ -209,6 +236,20 @@ void MainWindow::settleSidebar() {
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     settleSidebar();
+}
+
+void MainWindow::hideEvent(QHideEvent* event) {
+    QMainWindow::hideEvent(event);
+    // A window that is only minimised comes back with its preview.
+    if (preview_ && !event->spontaneous())
+        preview_->close();
+}
+
+void MainWindow::togglePreview() {
+    if (!preview_)
+        preview_ = new PreviewWindow(
+            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+    preview_->toggle();
 }
 
 /// False when it is no command of a text field.
@@ -241,7 +282,25 @@ void MainWindow::carryOut(FileCommand command) {
     auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
     if (field && isAncestorOf(field) && editText(*field, command))
         return;
+    if (command == FileCommand::info)
+        return toggleInfo();
     app_.perform(command);
+}
+
+void MainWindow::toggleInfo() {
+    if (!inspected_->panel().hasKeyboard())
+        return app_.perform(FileCommand::info);
+    app_.setShowInspector(false);
+    focusContent();
+}
+
+void MainWindow::showShareMenu() {
+    if (app_.currentPane().selection().empty())
+        return;
+    auto* menu = makeShareMenu(app_, this);
+    const auto size = menu->sizeHint();
+    const auto middle = content_->mapToGlobal(content_->rect().center());
+    menu->popup(middle - QPoint(size.width() / 2, size.height() / 2));
 }
 
 void MainWindow::chooseFolder() {
@@ -292,12 +351,15 @@ QWidget* MainWindow::buildToolbar() {
     inner->setSpacing(0);
     addButton(segments, actions_->action(FileCommand::viewAsGrid), QStringLiteral("view-list-icons"));
     addButton(segments, actions_->action(FileCommand::viewAsList), QStringLiteral("view-list-details"));
+    addButton(segments, actions_->action(FileCommand::viewAsColumns), QStringLiteral("view-file-columns"));
+    addButton(segments, actions_->action(FileCommand::viewAsGallery), QStringLiteral("view-preview"));
     row->addWidget(segments);
 
     auto* sort = new QAction(QStringLiteral("Sort and View"), this);
     buildSortMenu(addButton(bar, sort, QStringLiteral("view-sort-ascending")));
     addButton(bar, actions_->action(FileCommand::toggleSplit), QStringLiteral("view-split-left-right"));
     addButton(bar, actions_->action(FileCommand::newFolder), QStringLiteral("folder-new"));
+    addButton(bar, actions_->action(FileCommand::toggleInspector), QStringLiteral("documentinfo"));
     connect(&Theme::shared(), &Theme::changed, this, &MainWindow::retint);
     return bar;
 }
@@ -321,9 +383,9 @@ void MainWindow::buildSortMenu(QToolButton* button) {
     menu->addSeparator();
     menu->addAction(actions_->action(FileCommand::toggleHidden));
     const auto change = [this](auto apply) {
-        auto preferences = app_.activePane().preferences();
+        auto preferences = app_.currentPane().preferences();
         apply(preferences);
-        app_.activePane().setPreferences(preferences);
+        app_.currentPane().setPreferences(preferences);
     };
     connect(sorts_, &QActionGroup::triggered, this, [change](QAction* action) {
         change([action](auto& preferences) {
@@ -359,12 +421,12 @@ QWidget* MainWindow::buildErrorLine() {
 }
 
 void MainWindow::followPane() {
-    pathBar_->setPane(app_.activePane());
+    pathBar_->setPane(app_.currentPane());
     updateTitle();
 }
 
 void MainWindow::updateTitle() {
-    const auto& location = app_.activePane().location();
+    const auto& location = app_.currentPane().location();
     const auto& selected = app_.selectedWorkspaceID();
     const auto* workspace = selected ? app_.library().workspace(*selected) : nullptr;
     const auto name = workspace           ? shown(workspace->name)
@@ -374,7 +436,7 @@ void MainWindow::updateTitle() {
 }
 
 void MainWindow::updateSortMenu() {
-    const auto& preferences = app_.activePane().preferences();
+    const auto& preferences = app_.currentPane().preferences();
     for (auto* action : sorts_->actions())
         action->setChecked(action->data().toInt() == static_cast<int>(preferences.sort));
     for (auto* action : directions_->actions())

@@ -17,8 +17,10 @@ class QToolButton;
 
 namespace morv {
 
+class InspectorSplit;
 class MorvCollectionView;
 class PathBar;
+class PreviewWindow;
 class SearchField;
 class SheetHost;
 class Sidebar;
@@ -40,11 +42,14 @@ public:
     PathBar& pathBar() { return *pathBar_; }
     /// What stands over the content, or null.
     Sheet* sheet() const;
+    /// Null until it is opened for the first time.
+    PreviewWindow* preview() const { return preview_; }
 
 protected:
     /// Refused while files are being processed.
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     /// Its buttons are those of the answer; Escape is the first of them. It deletes itself.
     QMessageBox* messageOf(const QuitAnswer& answer);
 
@@ -52,6 +57,8 @@ private:
     QWidget* buildToolbar();
     QWidget* buildErrorLine();
     QWidget* buildBody();
+    /// The body, and what stands in the sidebar's place while that is compact.
+    QWidget* withRail(QWidget* body);
     /// The tabs, or the workspace that is selected.
     void showContent();
     void focusContent();
@@ -60,7 +67,11 @@ private:
     void settleSidebar();
     QToolButton* addButton(QWidget* bar, QAction* action, const QString& icon);
     void carryOut(FileCommand command);
+    /// To the inspector, or from it and away with it.
+    void toggleInfo();
+    void showShareMenu();
     void chooseFolder();
+    void togglePreview();
     void buildSortMenu(QToolButton* button);
     void followPane();
     void updateTitle();
@@ -74,9 +85,11 @@ private:
     WindowActions* actions_;
     TabArea* tabs_ = nullptr;
     Sidebar* sidebar_ = nullptr;
+    Sidebar* rail_ = nullptr;
     WorkspaceView* workspace_ = nullptr;
     QStackedWidget* content_ = nullptr;
     QSplitter* body_ = nullptr;
+    InspectorSplit* inspected_ = nullptr;
     QMenu* workspaceMenu_ = nullptr;
     SidebarColumn column_;
     PathBar* pathBar_ = nullptr;
@@ -86,6 +99,7 @@ private:
     QActionGroup* sorts_ = nullptr;
     QActionGroup* directions_ = nullptr;
     SheetHost* sheets_ = nullptr;
+    PreviewWindow* preview_ = nullptr;
 };
 
 } // namespace morv

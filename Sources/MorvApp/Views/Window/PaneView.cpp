@@ -1,19 +1,25 @@
 #include "MorvApp/Views/Window/PaneView.h"
 
+#include "MorvApp/Views/Browser/ColumnsView.h"
+#include "MorvApp/Views/Browser/GalleryView.h"
+#include "MorvApp/Views/Collection/DownloadsBar.h"
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
 #include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 namespace morv {
 
-PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, QWidget* parent)
-    : QFrame(parent), app_(app), pane_(pane) {
+PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, BrowserSizes& sizes,
+                   QWidget* parent)
+    : QFrame(parent), app_(app), pane_(pane), actions_(actions), sizes_(sizes) {
     setObjectName(QStringLiteral("pane"));
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -23,11 +29,11 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, QWidg
     title_->setTextFormat(Qt::PlainText);
     title_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     title_->hide();
-    collection_ = new MorvCollectionView(app, pane, actions, {}, this);
-    setFocusProxy(collection_);
     column->addWidget(title_);
     column->addWidget(buildSearchLine());
-    column->addWidget(collection_, 1);
+    column->addWidget(new DownloadsBar(pane, this));
+    followView();
+    connect(&pane_, &PaneModel::preferencesChanged, this, &PaneView::followView);
     connect(&pane_, &PaneModel::locationChanged, this, &PaneView::updateTitle);
     for (const auto signal :
          {&PaneModel::locationChanged, &PaneModel::searchNoteChanged, &PaneModel::queryChanged,
@@ -35,6 +41,51 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, QWidg
         connect(&pane_, signal, this, &PaneView::updateSearchLine);
     updateTitle();
     updateSearchLine();
+}
+
+MorvCollectionView& PaneView::collection() const {
+    return columns_ ? columns_->collection() : gallery_ ? gallery_->collection() : *collection_;
+}
+
+void PaneView::followView() {
+    const auto view = pane_.preferences().view;
+    const auto wanted = view == BrowserViewMode::columns   ? Browser::columns
+                        : view == BrowserViewMode::gallery ? Browser::gallery
+                                                           : Browser::collection;
+    if (files_ && wanted == browser_)
+        return;
+    browser_ = wanted;
+    auto* before = files_;
+    const auto* holder = QApplication::focusWidget();
+    const bool hadFocus = before && holder && (before == holder || before->isAncestorOf(holder));
+    collection_ = nullptr;
+    columns_ = nullptr;
+    gallery_ = nullptr;
+    if (wanted == Browser::columns)
+        files_ = columns_ = new ColumnsView(app_, pane_, actions_, sizes_, this);
+    else if (wanted == Browser::gallery)
+        files_ = gallery_ = new GalleryView(app_, pane_, actions_, sizes_, this);
+    else
+        files_ = collection_ = new MorvCollectionView(app_, pane_, actions_, {}, this);
+    static_cast<QVBoxLayout*>(layout())->addWidget(files_, 1);
+    setFocusProxy(files_);
+    files_->show();
+    if (hadFocus)
+        setFocus();
+    // Not within a key or a signal that it is still handling.
+    if (before) {
+        before->hide();
+        const auto giveBack = [held = QPointer<QWidget>(before)] { delete held; };
+        QMetaObject::invokeMethod(this, giveBack, Qt::QueuedConnection);
+    }
+    collection().takeUpSelection();
+}
+
+void PaneView::goTo(const FileURL& folder) {
+    if (columns_ && columns_->model().focusFolder(folder))
+        return setFocus();
+    app_.activate(pane_);
+    pane_.navigate(folder, PaneModel::History::record);
 }
 
 QWidget* PaneView::buildSearchLine() {
@@ -63,7 +114,7 @@ QWidget* PaneView::buildSearchLine() {
         pane_.setQuery({});
         pane_.setTagFilter(std::nullopt);
         pane_.refresh();
-        collection_->setFocus();
+        setFocus();
     });
     row->addWidget(end);
     searchLine_->hide();

@@ -27,7 +27,7 @@ constexpr int badgeShare = 3;
 } // namespace
 
 PathBar::PathBar(AppModel& app, QWidget* parent)
-    : QFrame(parent), app_(app), pane_(&app.activePane()), git_(app.services().pools),
+    : QFrame(parent), app_(app), pane_(&app.currentPane()), git_(app.services().pools),
       completion_(app.services().pools) {
     setObjectName(QStringLiteral("pathField"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -59,7 +59,7 @@ PathBar::PathBar(AppModel& app, QWidget* parent)
     connect(editor_, &QLineEdit::returnPressed, this, &PathBar::commit);
     connect(editor_, &QLineEdit::textEdited, this, [this] { showHint({}); });
     connect(&completion_, &PathCompletion::completed, this, &PathBar::takeCompletion);
-    setPane(app.activePane());
+    setPane(app.currentPane());
     acceptDrops();
 }
 
@@ -95,7 +95,7 @@ QSize PathBar::sizeHint() const {
 }
 
 QSize PathBar::minimumSizeHint() const {
-    return {160, barHeight};
+    return {240, barHeight};
 }
 
 bool PathBar::isEditing() const {
@@ -140,8 +140,7 @@ void PathBar::rebuild() {
         button->setToolTip(shown(folder.path()));
         name = button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb);
         button->setText(name.replace(QLatin1Char('&'), QLatin1String("&&")));
-        connect(button, &QToolButton::clicked, this,
-                [this, folder] { pane_->navigate(folder, PaneModel::History::record); });
+        connect(button, &QToolButton::clicked, this, [this, folder] { Q_EMIT folderChosen(folder); });
         layout_->insertWidget(place++, button);
         button->show();
         if (arrow)
@@ -183,7 +182,7 @@ void PathBar::showHiddenFolders() {
     for (const auto& crumb : crumbs_)
         if (!crumb.button->isVisible())
             connect(menu->addAction(crumb.button->text()), &QAction::triggered, this,
-                    [this, folder = crumb.folder] { pane_->navigate(folder, PaneModel::History::record); });
+                    [this, folder = crumb.folder] { Q_EMIT folderChosen(folder); });
     menu->popup(overflow_->mapToGlobal(QPoint(0, overflow_->height())));
 }
 

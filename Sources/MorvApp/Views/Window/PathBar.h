@@ -24,7 +24,7 @@ class PathBar : public QFrame {
     Q_OBJECT
 
 public:
-    /// At the place of the pane that is active then. `app` outlives it.
+    /// At the place of the pane that is current then. `app` outlives it.
     explicit PathBar(AppModel& app, QWidget* parent = nullptr);
 
     /// Shows another pane's place; the one before may go afterwards.
@@ -36,6 +36,8 @@ public:
     QSize minimumSizeHint() const override;
 
 Q_SIGNALS:
+    /// One of the folders on the way was chosen.
+    void folderChosen(const FileURL& folder);
     /// Editing has ended; the collection wants the keyboard back.
     void editingEnded();
 

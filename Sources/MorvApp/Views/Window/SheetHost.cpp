@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
@@ -10,6 +11,8 @@
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
+#include "MorvApp/Views/Sheets/TagsSheet.h"
+#include "MorvApp/Views/Sheets/ViewOptionsSheet.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvApp/Views/Workspaces/WorkspaceSheet.h"
 
@@ -69,6 +72,8 @@ Sheet* SheetHost::make(AppSheet wanted) {
     case AppSheet::workspace:
     case AppSheet::editWorkspace:
         return new WorkspaceSheet(app_, window_);
+    case AppSheet::connect:
+        return new ConnectSheet(app_, window_);
     case AppSheet::commands:
         return new QuickActionsSheet(app_, window_);
     case AppSheet::chooseEditor:
@@ -79,6 +84,8 @@ Sheet* SheetHost::make(AppSheet wanted) {
         return new IntroductionSheet(app_, window_);
     case AppSheet::about:
         return new AboutSheet(app_, window_);
+    case AppSheet::viewOptions:
+        return new ViewOptionsSheet(app_, window_);
     case AppSheet::appearance:
         // The command needs the one folder; that it is still there nobody has promised.
         if (const auto selected = app_.currentPane().selectedEntries(); selected.size() == 1)

@@ -21,6 +21,9 @@ public:
 
     bool write(const Contents& contents) override;
     std::optional<std::string> read(const std::string& type) const override;
+    bool offers(const std::string& type) const override {
+        return formats().contains(QString::fromStdString(type));
+    }
     std::uint64_t changeCount() const override { return changes_; }
 
 private:

@@ -58,7 +58,11 @@ TabArea::TabArea(AppModel& app, WindowActions& actions, QWidget* parent)
     sync();
 }
 
-TabArea::~TabArea() = default;
+TabArea::~TabArea() {
+    // They refer to the sizes, which go before the children do.
+    for (const auto& [id, page] : pages_)
+        delete page.splitter;
+}
 
 PaneView* TabArea::activeView() const {
     const auto page = pages_.find(app_.activeTab().id);
@@ -117,7 +121,7 @@ void TabArea::syncPage(Page& page, const FileTab& tab) {
     delete page.first;
     delete page.second;
     const auto make = [&](PaneModel& pane) {
-        auto* view = new PaneView(app_, pane, actions_);
+        auto* view = new PaneView(app_, pane, actions_, sizes_);
         view->setMinimumWidth(smallestPane);
         return view;
     };

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Views/Browser/BrowserSizes.h"
 
 #include <QWidget>
 #include <map>
@@ -56,6 +57,7 @@ private:
 
     AppModel& app_;
     WindowActions& actions_;
+    BrowserSizes sizes_;
     QTabBar* bar_;
     QStackedWidget* stack_;
     std::map<UUID, Page> pages_;

@@ -58,11 +58,8 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
 bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
-        for (const auto without :
-             {FileCommand::preview, FileCommand::info, FileCommand::share, FileCommand::tidy,
-              FileCommand::smartClean, FileCommand::spaceReview, FileCommand::creativeTools,
-              FileCommand::viewOptions, FileCommand::connect, FileCommand::toggleInspector,
-              FileCommand::viewAsColumns, FileCommand::viewAsGallery})
+        for (const auto without : {FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
+                                   FileCommand::creativeTools})
             set.insert(static_cast<int>(without));
         return set;
     }();
@@ -126,6 +123,7 @@ void WindowActions::update() {
 void WindowActions::readKeys() {
     sequences_.clear();
     returnCommand_.reset();
+    spaceCommand_.reset();
     for (const auto& row : FileManagerCommands::rows()) {
         if (!isOffered(row.command))
             continue;
@@ -134,6 +132,9 @@ void WindowActions::readKeys() {
             if (sequence == QKeySequence(Qt::Key_Return) || sequence == QKeySequence(Qt::Key_Enter)) {
                 if (!returnCommand_)
                     returnCommand_ = row.command;
+            } else if (sequence == QKeySequence(Qt::Key_Space)) {
+                if (!spaceCommand_)
+                    spaceCommand_ = row.command;
             } else if (!sequence.isEmpty()) {
                 sequences_[row.command] << sequence;
             }

@@ -43,6 +43,8 @@ public:
     void fill(QMenu& menu, const std::vector<std::vector<FileCommand>>& groups) const;
     /// What Return does to the selected files.
     std::optional<FileCommand> returnCommand() const { return returnCommand_; }
+    /// What Space does to them. No key of the window: buttons and fields have their own use for it.
+    std::optional<FileCommand> spaceCommand() const { return spaceCommand_; }
     /// While a sheet is up no command runs.
     void setAsleep(bool asleep);
 
@@ -57,6 +59,7 @@ private:
     QAction* emptyTrash_;
     std::map<FileCommand, QList<QKeySequence>> sequences_;
     std::optional<FileCommand> returnCommand_;
+    std::optional<FileCommand> spaceCommand_;
     bool isAsleep_ = false;
 };
 

@@ -1,0 +1,49 @@
+#include "MorvApp/Views/Collection/OpenWithMenu.h"
+
+#include "MorvApp/Views/Theme/Text.h"
+
+#include <QIcon>
+
+namespace morv {
+
+OpenWithMenu::OpenWithMenu(AppModel& app, std::vector<FileURL> items, QWidget* parent)
+    : QMenu(QStringLiteral("Open With"), parent), app_(app), items_(std::move(items)),
+      tasks_(app.services().pools) {
+    setObjectName(QStringLiteral("openWith"));
+    say(QStringLiteral("Looking for applications…"));
+    connect(this, &QMenu::aboutToShow, this, &OpenWithMenu::lookUp);
+}
+
+void OpenWithMenu::lookUp() {
+    if (std::exchange(isAsked_, true))
+        return;
+    tasks_.run(
+        TaskLane::reading,
+        [catalogue = app_.services().applications, items = items_](const std::stop_token&) {
+            return catalogue->thatOpen(items);
+        },
+        [this](const std::vector<InstalledApplication>& found) { fill(found); },
+        [this](const std::exception_ptr& failure) { say(shown(sentence(failure))); });
+}
+
+void OpenWithMenu::fill(const std::vector<InstalledApplication>& applications) {
+    if (applications.empty())
+        return say(items_.size() == 1 ? QStringLiteral("No application is known to open it")
+                                      : QStringLiteral("No application is known to open all of them"));
+    clear();
+    for (const auto& application : applications) {
+        const auto icon = ours(application.icon);
+        auto name = shown(application.name);
+        auto* action = addAction(icon.startsWith(QLatin1Char('/')) ? QIcon(icon) : QIcon::fromTheme(icon),
+                                 name.replace(QLatin1Char('&'), QLatin1String("&&")));
+        connect(action, &QAction::triggered, &app_,
+                [app = &app_, application, items = items_] { app->openWith(application, items); });
+    }
+}
+
+void OpenWithMenu::say(const QString& sentence) {
+    clear();
+    addAction(sentence)->setEnabled(false);
+}
+
+} // namespace morv

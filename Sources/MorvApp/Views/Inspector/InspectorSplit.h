@@ -1,0 +1,38 @@
+// The window's content and, at its right while it is wanted, the inspector. The inspector keeps its width when the
+// window changes, and its place between the windows of a session is the layout registry's. Main thread.
+#pragma once
+
+#include <QSplitter>
+#include <cstdint>
+#include <optional>
+
+namespace morv {
+
+class AppModel;
+class InspectorPanel;
+class SplitterLayout;
+
+class InspectorSplit : public QSplitter {
+    Q_OBJECT
+
+public:
+    InspectorSplit(AppModel& app, QWidget* content, QWidget* parent);
+
+    InspectorPanel& panel() { return *panel_; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void follow();
+    void settle();
+
+    AppModel& app_;
+    InspectorPanel* panel_;
+    SplitterLayout* layout_ = nullptr; ///< only while the inspector is shown: a hidden divider has no place
+    bool isSettled_ = false;
+    /// Of the restored session whose divider the user has moved since.
+    std::optional<std::uint64_t> outdatedRestore_;
+};
+
+} // namespace morv

@@ -1,0 +1,151 @@
+#include "MorvApp/Views/Preview/PreviewWindow.h"
+
+#include "MorvApp/Views/Theme/Text.h"
+
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QScreen>
+#include <QShortcut>
+#include <QVBoxLayout>
+#include <algorithm>
+
+namespace morv {
+
+namespace {
+
+constexpr QSize firstSize{960, 720};
+constexpr QSize smallestSize{480, 360};
+constexpr double shareOfScreen = 0.9;
+
+std::size_t placeOf(const std::vector<const FileEntry*>& entries, const FileEntry& wanted) {
+    const EntryKey key(wanted);
+    const auto found =
+        std::ranges::find_if(entries, [&](const FileEntry* each) { return EntryKey(*each) == key; });
+    return static_cast<std::size_t>(found - entries.begin());
+}
+
+bool holds(const EntryList& entries, const FileEntry& wanted) {
+    const EntryKey key(wanted);
+    bool isThere = false;
+    entries.forEach([&](const FileEntry& each) { isThere = isThere || key == each; });
+    return isThere;
+}
+
+} // namespace
+
+PreviewWindow::PreviewWindow(AppModel& app, SelectNeighbour selectNeighbour, QWidget* owner)
+    : QWidget(owner, Qt::Window), app_(app), selectNeighbour_(std::move(selectNeighbour)),
+      pane_(new PreviewPane(app, PreviewPane::Detail::viewer, this)) {
+    setObjectName(QStringLiteral("previewWindow"));
+    setMinimumSize(smallestSize);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(pane_);
+    const bool isMirrored = layoutDirection() == Qt::RightToLeft;
+    addKey(Qt::Key_Left, [this, isMirrored] { step(isMirrored ? 1 : -1); });
+    addKey(Qt::Key_Right, [this, isMirrored] { step(isMirrored ? -1 : 1); });
+    addKey(Qt::Key_Up, [this] { step(-1); });
+    addKey(Qt::Key_Down, [this] { step(1); });
+    addKey(Qt::Key_F11, [this] { setWindowState(windowState() ^ Qt::WindowFullScreen); });
+    addKey(QKeySequence::Open, [this] { pane_->open(); });
+    addKey(QKeySequence::Close, [this] { close(); });
+    connect(pane_, &PreviewPane::opened, this, &QWidget::close);
+    connect(&app_, &AppModel::activePaneUpdated, this, &PreviewWindow::follow);
+    connect(&app_, &AppModel::activePaneChanged, this, &PreviewWindow::follow);
+}
+
+void PreviewWindow::addKey(const QKeySequence& key, std::function<void()> action) {
+    auto* shortcut = new QShortcut(key, this);
+    connect(shortcut, &QShortcut::activated, this, std::move(action));
+}
+
+void PreviewWindow::toggle() {
+    if (isVisible()) {
+        close();
+        return;
+    }
+    if (app_.currentPane().selectedEntries().empty())
+        return;
+    if (!testAttribute(Qt::WA_Resized))
+        place();
+    // Laid out first: a picture is asked for at the size at which it will be seen.
+    ensurePolished();
+    layout()->activate();
+    show();
+    follow();
+    raise();
+    activateWindow();
+    pane_->setFocus(Qt::OtherFocusReason);
+}
+
+/// In the middle of its owner. Afterwards size and place are the user's own.
+void PreviewWindow::place() {
+    const auto room = screen() ? screen()->availableGeometry() : parentWidget()->geometry();
+    resize(firstSize.boundedTo(room.size() * shareOfScreen));
+    auto frame = geometry();
+    frame.moveCenter(parentWidget()->geometry().center());
+    move(std::clamp(frame.left(), room.left(), std::max(room.left(), room.right() - frame.width())),
+         std::clamp(frame.top(), room.top(), std::max(room.top(), room.bottom() - frame.height())));
+}
+
+void PreviewWindow::follow() {
+    if (!isVisible())
+        return;
+    const auto& files = app_.currentPane();
+    const auto selected = files.selectedEntries();
+    const auto& shownEntry = pane_->entry();
+    if (!selected.empty()) {
+        const auto place = shownEntry ? placeOf(selected, *shownEntry) : selected.size();
+        const auto next = place < selected.size() ? place : 0;
+        return showEntry(*selected[next], next, selected.size());
+    }
+    const bool isGone = shownEntry && shownEntry->url().parent() == files.location() && !files.isLoading() &&
+                        !holds(files.entries(), *shownEntry);
+    if (isGone)
+        pane_->showGone();
+    else if (!files.isLoading())
+        pane_->clear();
+}
+
+void PreviewWindow::step(int by) {
+    const auto selected = app_.currentPane().selectedEntries();
+    if (selected.size() < 2)
+        return selectNeighbour_(by);
+    const auto last = static_cast<std::int64_t>(selected.size()) - 1;
+    const auto place =
+        pane_->entry() ? static_cast<std::int64_t>(placeOf(selected, *pane_->entry())) : std::int64_t(0);
+    const auto next = static_cast<std::size_t>(std::clamp(place + by, std::int64_t(0), last));
+    showEntry(*selected[next], next, selected.size());
+}
+
+void PreviewWindow::showEntry(const FileEntry& entry, std::size_t place, std::size_t count) {
+    auto title = shown(entry.name);
+    if (count > 1)
+        title += QStringLiteral(" — %1 of %2").arg(place + 1).arg(count);
+    setWindowTitle(title);
+    pane_->show(entry);
+}
+
+void PreviewWindow::keyPressEvent(QKeyEvent* event) {
+    // The key that opened the window may still be held.
+    const bool isSpace = event->key() == Qt::Key_Space && event->modifiers() == Qt::NoModifier;
+    if (isSpace && !event->isAutoRepeat()) {
+        close();
+    } else if (event->key() == Qt::Key_Escape) {
+        if (isFullScreen())
+            setWindowState(windowState() & ~Qt::WindowFullScreen);
+        else
+            close();
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+void PreviewWindow::closeEvent(QCloseEvent* event) {
+    event->accept();
+    setWindowState(windowState() & ~Qt::WindowFullScreen);
+    pane_->clear();
+    parentWidget()->activateWindow();
+}
+
+} // namespace morv

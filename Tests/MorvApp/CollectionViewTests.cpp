@@ -1,0 +1,318 @@
+// Sections, what is read out, what stands in place of files, and the menus of a collection.
+#include "MorvApp/Views/Collection/CollectionAccessibility.h"
+#include "MorvApp/Views/Window/WindowActions.h"
+#include "Tests/MorvApp/WindowFixture.h"
+
+#include <QAbstractButton>
+#include <QContextMenuEvent>
+#include <QMenu>
+#include <QScrollBar>
+#include <latch>
+
+namespace morv {
+namespace {
+
+using test::eventually;
+using test::WindowTest;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class CollectionViewTest : public WindowTest {
+protected:
+    MorvCollectionView& view() { return window->collection(); }
+    void group(FileGrouping grouping, BrowserViewMode mode = BrowserViewMode::grid) {
+        auto preferences = app().activePane().preferences();
+        preferences.grouping = grouping;
+        preferences.view = mode;
+        app().activePane().setPreferences(preferences);
+    }
+    std::string current() {
+        return view().current() < 0 ? std::string() : view().entry(view().current()).name;
+    }
+    QAbstractButton* button(const char* parent, const QString& text) {
+        for (auto* button :
+             view().window()->findChild<QWidget*>(QLatin1String(parent))->findChildren<QAbstractButton*>())
+            if (button->isVisible() && button->text().startsWith(text))
+                return button;
+        return nullptr;
+    }
+};
+
+TEST_F(CollectionViewTest, keysHandsAndTypingFollowTheShownOrder) {
+    for (const auto* name : {"a.txt", "b.png", "c.txt", "d.png", "e.zip"})
+        file(name);
+    folder("work/folder");
+    open();
+    for (const auto mode : {BrowserViewMode::grid, BrowserViewMode::list}) {
+        group(FileGrouping::kind, mode);
+        std::vector<std::string> titles, shown;
+        for (const auto& section : view().sections())
+            titles.emplace_back(section.title);
+        EXPECT_THAT(titles, ElementsAre("Folders", "Images", "Documents", "Archives"));
+        for (std::int64_t i = 0; i < view().count(); ++i)
+            shown.push_back(view().entry(i).name);
+        EXPECT_THAT(shown, ElementsAre("folder", "b.png", "d.png", "a.txt", "c.txt", "e.zip"));
+
+        key(Qt::Key_Home);
+        key(Qt::Key_Down);
+        EXPECT_EQ(current(), "b.png") << "into the next section";
+        key(Qt::Key_End, Qt::ShiftModifier);
+        EXPECT_THAT(selected(), ElementsAre("a.txt", "b.png", "c.txt", "d.png", "e.zip"));
+        const auto from = view().visualRect(1), to = view().visualRect(3);
+        QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, from.center());
+        QTest::mouseClick(view().viewport(), Qt::LeftButton, Qt::ShiftModifier, to.center());
+        EXPECT_THAT(selected(), ElementsAre("a.txt", "b.png", "d.png")) << "the range that is seen";
+        QTest::mouseClick(view().viewport(), Qt::LeftButton, {}, {from.center().x(), from.top() - 4});
+        EXPECT_THAT(selected(), IsEmpty()) << "a heading is no item";
+    }
+    type(QStringLiteral("c"));
+    EXPECT_THAT(selected(), ElementsAre("c.txt"));
+    key(Qt::Key_Down);
+    EXPECT_EQ(current(), "e.zip");
+    EXPECT_THAT(view().sectionSize(1).toStdString(),
+                AllOf(HasSubstr(" in 2 local files."), HasSubstr(" Hidden files excluded.")));
+    EXPECT_EQ(view().sectionSize(0).toStdString(), "1 physical folder. Hidden files excluded.");
+}
+
+TEST_F(CollectionViewTest, theColumnIsKeptPastShorterRows) {
+    for (const auto* name : {"1.png", "2.png", "3.png", "4.png", "5.zip", "6.zip", "7.deb", "8.deb", "9.deb"})
+        file(name);
+    open();
+    group(FileGrouping::kind);
+    key(Qt::Key_Home);
+    key(Qt::Key_Right);
+    key(Qt::Key_Right);
+    ASSERT_EQ(current(), "3.png");
+    key(Qt::Key_Down);
+    EXPECT_EQ(current(), "6.zip") << "the nearest in a row of two";
+    key(Qt::Key_Down);
+    EXPECT_EQ(current(), "9.deb") << "back in the third column";
+}
+
+TEST_F(CollectionViewTest, aGroupOfDownloadsIsChosenAndNothingUnseenStaysSelected) {
+    folder("work/Downloads");
+    for (const auto* name : {"a.txt", "b.png", "c.txt"})
+        file(std::string("Downloads/") + name);
+    open();
+    app().open(work.child("Downloads").asFolder());
+    ASSERT_TRUE(eventually([&] { return button("downloadsBar", QStringLiteral("Documents")) != nullptr; }));
+    view().setFocus();
+    key(Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(selected().size(), 3U);
+    auto* documents = button("downloadsBar", QStringLiteral("Documents"));
+    EXPECT_EQ(documents->text(), QStringLiteral("Documents  2"));
+    documents->setFocus(Qt::TabFocusReason);
+    key(Qt::Key_Space);
+    EXPECT_EQ(view().count(), 2);
+    EXPECT_THAT(selected(), ElementsAre("a.txt", "c.txt"));
+    view().setFocus();
+    key(Qt::Key_A, Qt::ControlModifier);
+    EXPECT_THAT(selected(), ElementsAre("a.txt", "c.txt")) << "all that is shown";
+    button("downloadsBar", QStringLiteral("All"))->click();
+    EXPECT_EQ(view().count(), 3);
+    group(FileGrouping::none);
+    EXPECT_FALSE(button("downloadsBar", QStringLiteral("All")));
+}
+
+TEST_F(CollectionViewTest, whatTheModelSelectsIsNotTakenForTheUsers) {
+    file("a.txt");
+    file("b.txt");
+    open();
+    WindowActions actions(app(), *window, [](FileCommand) {});
+    std::vector<std::string> told;
+    MorvCollectionView other(
+        app(), app().activePane(), actions,
+        {.mode = CollectionMode::column,
+         .onSelect = [&](const FileEntry* entry) { told.push_back(entry ? entry->name : "-"); },
+         .onCommand = [&](FileCommand) { told.emplace_back("command"); }});
+    other.resize(300, 300);
+    app().activePane().setSelection({EntryKey(app().activePane().displayedEntry(0))});
+    EXPECT_THAT(told, IsEmpty());
+    other.selectItem(1);
+    other.selectAll();
+    EXPECT_THAT(told, ElementsAre("b.txt", "-"));
+    QTest::keyClick(&other, Qt::Key_Space);
+    EXPECT_THAT(told, ElementsAre("b.txt", "-", "command"));
+    QKeyEvent left(QEvent::KeyPress, Qt::Key_Left, Qt::NoModifier);
+    QApplication::sendEvent(&other, &left);
+    EXPECT_FALSE(left.isAccepted()) << "sideways lies another column";
+}
+
+TEST_F(CollectionViewTest, aScreenReaderHearsWhatIsThere) {
+    file("a.txt", "12345");
+    file("b.png");
+    folder("work/sub");
+    folder("work/sub/inner");
+    QAccessible::setActive(true);
+    static std::vector<std::string> heard;
+    heard.clear();
+    const auto before = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+        if (event->type() == QAccessible::Focus && event->child() >= 0)
+            heard.push_back(event->accessibleInterface()->text(QAccessible::Name).toStdString());
+    });
+    open();
+    auto* list = QAccessible::queryAccessibleInterface(&view());
+    ASSERT_TRUE(list);
+    EXPECT_EQ(list->role(), QAccessible::List);
+    EXPECT_EQ(list->text(QAccessible::Name), QStringLiteral("Files in work"));
+    ASSERT_EQ(list->childCount(), 3);
+    ASSERT_TRUE(eventually(
+        [&] { return list->child(0)->text(QAccessible::Name) == QStringLiteral("sub, folder, 1 item"); }));
+    EXPECT_EQ(list->child(1)->text(QAccessible::Name), QStringLiteral("a.txt, TXT document, 5 bytes"));
+    EXPECT_EQ(list->child(3), nullptr);
+    key(Qt::Key_End);
+    EXPECT_THAT(heard, Contains(HasSubstr("b.png")));
+    auto* last = list->child(2);
+    EXPECT_EQ(list->focusChild(), last);
+    EXPECT_TRUE(last->state().selected && last->state().focused);
+    EXPECT_FALSE(list->child(1)->state().selected);
+    EXPECT_EQ(list->indexOfChild(last), 2);
+    const auto middle = last->rect().center();
+    EXPECT_EQ(list->childAt(middle.x(), middle.y()), last);
+
+    group(FileGrouping::kind);
+    EXPECT_EQ(list->child(0)->text(QAccessible::Description),
+              QStringLiteral("Folders: 1 physical folder. Hidden files excluded."));
+    list->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(eventually([&] { return app().activePane().location() == work.child("sub").asFolder(); }));
+    EXPECT_EQ(list->text(QAccessible::Name), QStringLiteral("Files in sub"));
+    QAccessible::installUpdateHandler(before);
+    QAccessible::setActive(false);
+}
+
+TEST_F(CollectionViewTest, whatCannotBeShownSaysWhyAndLeadsAway) {
+    folder("work/gone");
+    file(".hidden");
+    open();
+    app().open(work.child("gone").asFolder());
+    ASSERT_TRUE(
+        eventually([&] { return button("noticeButtons", QStringLiteral("Show Hidden Files")) != nullptr; }));
+    std::filesystem::remove(work.child("gone").path());
+    ASSERT_TRUE(eventually([&] { return button("noticeButtons", QStringLiteral("Go Up")) != nullptr; }));
+    EXPECT_THAT(view().accessibleDescription().toStdString(), HasSubstr("This folder can’t be shown"));
+    button("noticeButtons", QStringLiteral("Go Up"))->click();
+    EXPECT_TRUE(eventually([&] { return app().activePane().loadedLocation() == work.asFolder(); }));
+    EXPECT_EQ(button("noticeButtons", QStringLiteral("Go Up")), nullptr);
+}
+
+TEST_F(CollectionViewTest, aFolderThatDoesNotAnswerIsGivenUpAndTheWindowLives) {
+    file("a.txt");
+    open();
+    std::latch answer(1);
+    TaskPools pools; // its end waits for the reader
+    PaneServices reading{services->store, pools, nullptr,
+                         DirectoryService([&answer](const FileURL&) { answer.wait(); })};
+    {
+        PaneModel silent(work, reading);
+        WindowActions actions(app(), *window, [](FileCommand) {});
+        MorvCollectionView waiting(app(), silent, actions, {.answerPatience = std::chrono::milliseconds(20)},
+                                   window->centralWidget());
+        waiting.setGeometry(0, 0, 600, 500);
+        waiting.show();
+        const auto buttons = [&] {
+            return waiting.findChild<QWidget*>(QStringLiteral("noticeButtons"))
+                ->findChildren<QAbstractButton*>();
+        };
+        EXPECT_TRUE(eventually([&] {
+            return waiting.accessibleDescription().startsWith(QStringLiteral("This folder is not answering"));
+        }));
+        ASSERT_EQ(buttons().size(), 1);
+        EXPECT_EQ(buttons().front()->text(), QStringLiteral("Cancel"));
+        buttons().front()->click();
+        EXPECT_FALSE(silent.isLoading());
+        EXPECT_EQ(silent.error(), "Reading this folder was cancelled.");
+        EXPECT_TRUE(waiting.accessibleDescription().contains(QStringLiteral("cancelled")));
+    }
+    answer.count_down();
+}
+
+class Catalogue : public ApplicationCatalogue {
+public:
+    std::vector<InstalledApplication> thatOpen(const std::vector<FileURL>& items) const override {
+        if (items.size() > 1)
+            return {};
+        return {{FileURL::fromPath("/apps/viewer.desktop"), "Viewer & Co", ""}};
+    }
+    void open(const InstalledApplication& application, const std::vector<FileURL>& items) const override {
+        throw std::runtime_error(application.name + " refuses " + std::string(items.front().lastComponent()));
+    }
+};
+
+TEST_F(CollectionViewTest, theMenuOffersWhatCanBeDoneWithWhatIsUnderIt) {
+    file("a.txt");
+    file("b.txt");
+    folder("work/sub");
+    open();
+    services->applications = std::make_shared<Catalogue>();
+    const auto closeMenus = [&] {
+        for (auto* open : view().findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly))
+            delete open;
+    };
+    const auto menuAt = [&](QPoint point) {
+        closeMenus();
+        QTest::mouseClick(view().viewport(), Qt::RightButton, {}, point);
+        QContextMenuEvent event(QContextMenuEvent::Mouse, point, view().viewport()->mapToGlobal(point));
+        QApplication::sendEvent(view().viewport(), &event);
+        return view().findChild<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
+    };
+    const auto titles = [](const QMenu* menu) {
+        std::vector<std::string> result;
+        for (const auto* action : menu->actions())
+            if (!action->isSeparator())
+                result.push_back(action->text().toStdString());
+        return result;
+    };
+    EXPECT_THAT(titles(menuAt(view().viewport()->rect().bottomRight())),
+                AllOf(Contains("New Folder…"), Not(Contains("Paste")), Not(Contains("Open"))))
+        << "there is nothing to paste";
+    auto onFolder = titles(menuAt(view().visualRect(0).center()));
+    EXPECT_THAT(onFolder, AllOf(Contains("Folder at a Glance"), Contains("Folder Appearance…"),
+                                Contains("Add to Favourites")));
+    EXPECT_EQ(onFolder.back(), "Move to Trash");
+    closeMenus();
+    key(Qt::Key_C, Qt::ControlModifier);
+    auto* onFile = menuAt(view().visualRect(1).center());
+    EXPECT_THAT(titles(onFile), AllOf(Contains("Paste"), Contains("Open With"), Not(Contains("Extract ZIP…")),
+                                      Not(Contains("Add to Favourites"))));
+    auto* with = onFile->findChild<QMenu*>(QStringLiteral("openWith"));
+    ASSERT_TRUE(with);
+    EXPECT_EQ(onFile->actions().at(1), with->menuAction());
+    Q_EMIT with->aboutToShow();
+    ASSERT_TRUE(
+        eventually([&] { return with->actions().front()->text() == QStringLiteral("Viewer && Co"); }));
+    with->actions().front()->trigger();
+    EXPECT_TRUE(eventually([&] { return app().errorMessage() == "Viewer & Co refuses a.txt"; }));
+}
+
+TEST(BrokenName, linesEndWhereAReaderWouldEndThem) {
+    const QFont font;
+    const QFontMetrics metrics(font);
+    struct Row {
+        const char* name;
+        const char* fits; ///< the width is that of this text and a little more
+        const char* first;
+        const char* second;
+    };
+    for (const auto& row : {Row{"short.txt", "short.txt", "short.txt", ""},
+                            Row{"Breakwater north.jpg", "Breakwater nort", "Breakwater", "north.jpg"},
+                            Row{"Presentation.odp", "Presentation.o", "Presentation", ".odp"},
+                            Row{"annual-report.pdf", "annual-repo", "annual-", "report.pdf"},
+                            Row{"HarbourWalkNorth.mp4", "HarbourWalkNo", "HarbourWalk", "North.mp4"},
+                            Row{"Donaudampfschiff", "Donaudampfschi", "Donaudampfsc", "hiff"}}) {
+        const int width = metrics.horizontalAdvance(QString::fromUtf8(row.fits)) + 2;
+        const auto [first, second] = brokenName(QString::fromUtf8(row.name), width, font);
+        EXPECT_EQ(first.toStdString(), row.first);
+        EXPECT_EQ(second.toStdString(), row.second);
+    }
+    const auto emoji = QStringLiteral("👩‍👩‍👧‍👦").repeated(9);
+    const auto [first, second] = brokenName(emoji, metrics.horizontalAdvance(emoji) / 2, font);
+    EXPECT_EQ(first.size() % 11, 0) << "no character is broken";
+    EXPECT_EQ(first + second, emoji);
+}
+
+} // namespace
+} // namespace morv

@@ -1,0 +1,168 @@
+// What the inspector tells, tags of several items, and the tokens of a search: without a window.
+#include "MorvApp/Model/InspectorModel.h"
+#include "MorvApp/Model/SearchTokens.h"
+#include "MorvCore/Folders/FileTagMetadata.h"
+#include "Tests/MorvApp/Support.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace morv {
+namespace {
+
+using test::eventually;
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+using State = InspectorModel::State;
+using Names = std::vector<std::string>;
+
+class InspectorModelTest : public test::ModelTest {
+protected:
+    void start() {
+        services = std::make_unique<MorvServices>(environment());
+        app = std::make_unique<AppModel>(*services, board, work);
+        ASSERT_TRUE(idle(*app));
+        inspector = std::make_unique<InspectorModel>(*app);
+    }
+    bool tells(const FileURL& item) {
+        return eventually([&] { return inspector->item() == item && inspector->state() == State::ready; });
+    }
+
+    std::unique_ptr<MorvServices> services;
+    std::unique_ptr<AppModel> app;
+    std::unique_ptr<InspectorModel> inspector;
+};
+
+TEST_F(InspectorModelTest, tellsOfTheSelectionWhileItIsSeen) {
+    const auto a = file("a.txt", "12345");
+    file("b.png", "123");
+    const auto sub = folder("work/sub");
+    start();
+    EXPECT_FALSE(inspector->item()) << "hidden, it reads nothing";
+    inspector->setActive(true);
+    ASSERT_TRUE(tells(work)) << "nothing is selected: the folder itself";
+    select(*app, {"a.txt"});
+    ASSERT_TRUE(tells(a));
+    EXPECT_EQ(inspector->information()->entry.size, 5);
+
+    select(*app, {"sub"});
+    ASSERT_TRUE(tells(sub));
+    ASSERT_TRUE(eventually([&] { return inspector->insight().has_value(); }));
+    EXPECT_EQ(inspector->insight()->directCount, 0);
+
+    select(*app, {"a.txt", "b.png", "sub"});
+    ASSERT_TRUE(eventually([&] { return inspector->summary().has_value(); }));
+    EXPECT_FALSE(inspector->item());
+    EXPECT_EQ(inspector->summary()->count, 3U);
+    EXPECT_EQ(inspector->summary()->folders, 1U);
+    EXPECT_EQ(inspector->summary()->bytes, 8);
+
+    // The other road away from an item: it goes itself, and is told of as gone and not as it was.
+    select(*app, {"a.txt"});
+    ASSERT_TRUE(tells(a));
+    std::filesystem::remove(a.path());
+    ASSERT_TRUE(eventually([&] { return inspector->item() == work || inspector->state() == State::failed; }));
+    EXPECT_TRUE(!inspector->information() || inspector->information()->entry.url() != a);
+    ASSERT_TRUE(idle(*app));
+}
+
+TEST_F(InspectorModelTest, aChecksumBelongsToItsItemAndIsCancelled) {
+    const auto a = file("a.txt", "abc");
+    file("b.txt");
+    const auto large = file("large", std::string(64U << 20, 'x'));
+    start();
+    inspector->setActive(true);
+    select(*app, {"a.txt"});
+    ASSERT_TRUE(tells(a));
+    using Phase = InspectorModel::Checksum::Phase;
+    inspector->computeChecksum();
+    ASSERT_TRUE(eventually([&] { return inspector->checksum().phase == Phase::done; }));
+    EXPECT_EQ(inspector->checksum().text.substr(0, 8), "ba7816bf");
+    file("a.txt", "abcd");
+    EXPECT_TRUE(eventually([&] { return inspector->checksum().phase == Phase::none; }))
+        << "of what the file was before";
+    select(*app, {"large"});
+    ASSERT_TRUE(tells(large));
+    inspector->computeChecksum();
+    EXPECT_EQ(inspector->checksum().phase, Phase::running);
+    inspector->cancelChecksum();
+    EXPECT_EQ(inspector->checksum().phase, Phase::none);
+    inspector->computeChecksum();
+    select(*app, {"b.txt"});
+    ASSERT_TRUE(
+        eventually([&] { return inspector->item() && inspector->item()->lastComponent() == "b.txt"; }));
+    EXPECT_EQ(inspector->checksum().phase, Phase::none) << "it does not follow to the next item";
+    ASSERT_TRUE(idle(*app));
+}
+
+TEST_F(InspectorModelTest, tagsChangeWithoutTouchingTheOthers) {
+    const auto a = file("a");
+    const auto b = file("b");
+    const auto c = file("c");
+    FileTagMetadata::setNames(a, {"Red", "Old"});
+    FileTagMetadata::setNames(b, {"Old"});
+    start();
+    select(*app, {"a", "b", "c"});
+    inspector->setActive(true);
+    ASSERT_TRUE(eventually([&] { return inspector->summary().has_value(); }));
+    EXPECT_THAT(inspector->summary()->tags, ElementsAre(SharedTag{"Old", 2}, SharedTag{"Red", 1}));
+    // What stands on the disk by now counts, and not what was listed.
+    FileTagMetadata::setNames(c, {"Late"});
+    inspector->changeTags({.add = {"New"}, .remove = {"Old"}});
+    const auto are = [](const FileURL& item, const Names& tags) {
+        return FileTagMetadata::names(item) == tags;
+    };
+    ASSERT_TRUE(eventually([&] {
+        return are(a, {"New", "Red"}) && are(b, {"New"}) && are(c, {"Late", "New"});
+    }));
+    ASSERT_TRUE(ended(*app, 3)) << "three results, three operations";
+    app->undo();
+    app->undo();
+    app->undo();
+    EXPECT_TRUE(eventually([&] { return are(a, {"Red", "Old"}) && are(b, {"Old"}) && are(c, {"Late"}); }));
+    ASSERT_TRUE(idle(*app));
+
+    app->changeTags({a}, {{"Red"}, {"Missing"}});
+    ASSERT_TRUE(idle(*app));
+    const auto groups = tagGroups({a, b}, {{"Red"}, {"Missing"}}, {});
+    ASSERT_EQ(groups.size(), 1U) << "what has what it shall have is left alone";
+    EXPECT_THAT(groups.front().items, ElementsAre(b));
+    EXPECT_THAT(knownTags(*app), testing::Contains("Late"));
+}
+
+TEST(SearchTokens, areTakenOutOfWhatIsTyped) {
+    struct Row {
+        const char* name;
+        const char* typed;
+        TokenEnding ending;
+        SearchTokens expected;
+    };
+    constexpr auto typing = TokenEnding::typing;
+    constexpr auto meant = TokenEnding::meant;
+    const Row rows[] = {
+        {"a name", "two words ", typing, {{}, {}, "two words ", ""}},
+        {"a tag that is still typed", "plan tag:re", typing, {{}, {}, "plan ", "tag:re"}},
+        {"and is meant", "plan tag:re", meant, {"re", {}, "plan ", ""}},
+        {"a tag before the name", "tag:red plan", typing, {"red", {}, "plan", ""}},
+        {"a tag with blanks", "tag:\"to do\"plan", typing, {"to do", {}, "plan", ""}},
+        {"its quotes are open", "tag:\"to do", typing, {{}, {}, "", "tag:\"to do"}},
+        {"a kind", "KIND:Images x", typing, {{}, FileKind::image, "x", ""}},
+        {"a kind by its record's word", "kind:image ", typing, {{}, FileKind::image, "", ""}},
+        {"no kind", "kind:blue x", typing, {{}, {}, "kind:blue x", ""}},
+        {"no tag", "tag: x", typing, {{}, {}, "tag: x", ""}},
+        {"both", "tag:a kind:audio ", typing, {"a", FileKind::audio, "", ""}},
+        {"inside a word", "my-tag:red ", typing, {{}, {}, "my-tag:red ", ""}},
+        {"no letters", "", meant, {{}, {}, "", ""}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto tokens = searchTokens(row.typed, row.ending);
+        EXPECT_EQ(tokens.tag, row.expected.tag);
+        EXPECT_EQ(tokens.kind, row.expected.kind);
+        EXPECT_EQ(tokens.text, row.expected.text);
+        EXPECT_EQ(tokens.open, row.expected.open);
+    }
+}
+
+} // namespace
+} // namespace morv
