@@ -245,7 +245,6 @@ QListView#settingsPages { background: $window; border: none; border-radius: 0; p
 QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
 QListView#settingsPages::item:selected { background: $quiet; }
 QScrollArea { background: transparent; border: none; }
-QSpinBox { padding: 5px 8px; }
 QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
 QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
 QComboBox::drop-down { border: none; width: 20px; }
