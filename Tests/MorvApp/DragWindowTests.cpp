@@ -15,7 +15,6 @@ namespace {
 
 using test::eventually;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class DragWindow : public test::WindowTest {
 protected:
