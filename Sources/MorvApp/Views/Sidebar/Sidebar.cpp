@@ -7,6 +7,7 @@
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/ByteCount.h"
 
+#include <QHeaderView>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -33,6 +34,8 @@ Sidebar::Sidebar(AppModel& app, Form form, QWidget* parent) : QTreeWidget(parent
     if (form == Form::rail) {
         setFixedWidth(railWidth);
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        // Else the one column is wider than what can be seen of it, and its middle lies outside.
+        header()->setMinimumSectionSize(1);
     }
     setVerticalScrollMode(ScrollPerPixel);
     setMouseTracking(true);
@@ -156,9 +159,9 @@ void Sidebar::showSpaces() {
             continue;
         using Answer = VolumeSpaces::State;
         const bool isKnown = space->state == Answer::known && space->space.total > 0;
-        const auto words = isKnown                         ? ours(VolumeSpaces::words(space->space))
+        const auto words = isKnown                          ? ours(VolumeSpaces::words(space->space))
                            : space->state == Answer::silent ? QStringLiteral("Not answering")
-                                                           : QString();
+                                                            : QString();
         item->setData(0, Qt::AccessibleDescriptionRole, words);
         const auto title = form_ == Form::rail ? ours(row->title) + QLatin1Char('\n') : QString();
         item->setToolTip(0,

@@ -86,7 +86,8 @@ private:
     void placeEject();
     void fillMenu(QMenu& menu, const SidebarRow& row);
     void fillPlaceMenu(QMenu& menu, const SidebarRow& row);
-    void reorder(const SidebarRow& row);
+    /// Carries the favourite of the row that stands at `place`, until it is let go.
+    void reorder(const SidebarRow& row, QRect place);
     /// Between which favourites a point lies; nothing in the middle of a row.
     std::optional<std::size_t> gapAt(QPoint point, int reach) const;
     std::optional<DropPlace> dropPlaceAt(QPoint point) const;

@@ -93,10 +93,10 @@ void Sidebar::mouseMoveEvent(QMouseEvent* event) {
     const auto* item = itemAt(*pressedAt_);
     pressedAt_.reset();
     if (const auto* row = item ? rowOf(*item) : nullptr; row && row->kind == SidebarRow::Kind::favourite)
-        reorder(SidebarRow(*row));
+        reorder(SidebarRow(*row), visualItemRect(item));
 }
 
-void Sidebar::reorder(const SidebarRow& row) {
+void Sidebar::reorder(const SidebarRow& row, QRect place) {
     auto* carried = new QMimeData;
     carried->setData(QLatin1String(favouriteType), QByteArray::fromStdString(row.place.path()));
     auto* drag = new QDrag(this);
@@ -104,8 +104,7 @@ void Sidebar::reorder(const SidebarRow& row) {
     QPixmap picture(QSize(viewport()->width(), SidebarDelegate::rowHeight) * devicePixelRatioF());
     picture.setDevicePixelRatio(devicePixelRatioF());
     picture.fill(Qt::transparent);
-    if (const auto* item = itemAt(viewport()->mapFromGlobal(QCursor::pos())); item && rowOf(*item))
-        viewport()->render(&picture, {}, QRegion(visualItemRect(item)), DrawChildren);
+    viewport()->render(&picture, {}, QRegion(place), DrawChildren);
     drag->setPixmap(picture);
     drag->setHotSpot({Space::large, SidebarDelegate::rowHeight / 2});
     drag->exec(Qt::MoveAction);
