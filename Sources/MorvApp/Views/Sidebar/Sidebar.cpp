@@ -156,9 +156,9 @@ void Sidebar::showSpaces() {
             continue;
         using Answer = VolumeSpaces::State;
         const bool isKnown = space->state == Answer::known && space->space.total > 0;
-        const auto words = isKnown                         ? ours(VolumeSpaces::words(space->space))
+        const auto words = isKnown                          ? ours(VolumeSpaces::words(space->space))
                            : space->state == Answer::silent ? QStringLiteral("Not answering")
-                                                           : QString();
+                                                            : QString();
         item->setData(0, Qt::AccessibleDescriptionRole, words);
         const auto title = form_ == Form::rail ? ours(row->title) + QLatin1Char('\n') : QString();
         item->setToolTip(0,
