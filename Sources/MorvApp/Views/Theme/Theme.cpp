@@ -232,6 +232,8 @@ QHeaderView::section:hover { color: $text; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
 QTreeView::item { padding: 0 4px; }
+QListView#completions { background: $raised; padding: 4px; }
+QListView#completions::item { padding: 6px 8px; border-radius: 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
 QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
@@ -275,6 +277,9 @@ QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0;
                                       background: $raised; border: 1px solid $secondary; }
 QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
                                       background: $accent; }
+QStackedWidget#previewStage { background: $content; }
+QLabel#previewCaption { color: $secondary; background: $window; border-top: 1px solid $separator;
+                        padding: 8px 16px; }
 QLabel#warning { color: $warning; }
 QLabel#caption { color: $secondary; font-size: $captionSize; }
 QLabel#large { font-size: $largeSize; font-weight: 600; }

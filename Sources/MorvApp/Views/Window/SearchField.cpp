@@ -24,9 +24,9 @@ namespace morv {
 namespace {
 
 constexpr int lensSide = 22;
-constexpr int widestChip = 112;
+constexpr int widestChip = 128;
 constexpr int narrowest = 150;
-constexpr int narrowestWithChips = 260;
+constexpr int narrowestWithChips = 300;
 constexpr std::size_t mostTagsInMenu = 20;
 constexpr std::string_view tagName = "tag:";
 
@@ -70,6 +70,7 @@ SearchField::SearchField(AppModel& app, QWidget* parent)
     completer_->setCaseSensitivity(Qt::CaseInsensitive);
     completer_->setFilterMode(Qt::MatchContains);
     completer_->setWidget(this);
+    completer_->popup()->setObjectName(QStringLiteral("completions"));
     connect(completer_, qOverload<const QString&>(&QCompleter::activated), this, &SearchField::complete);
     connect(this, &QLineEdit::textEdited, this,
             [this](const QString& text) { search(text, Meaning::typing); });
@@ -130,8 +131,11 @@ void SearchField::searchHome() {
     // Going to another folder forgets what was searched in the last one.
     app_.showFolder(homeFolder());
     pane.setKindFilter(kind);
+    {
+        const QSignalBlocker quiet(this);
+        setText(editableName(query));
+    }
     send(query, tag);
-    followPane();
 }
 
 void SearchField::clearAll() {
