@@ -238,7 +238,7 @@ TEST_F(SettingsTest, theMemoryOfSuggestionsIsRuledExportedAndCleared) {
     days->setFocus();
     days->selectAll();
     QTest::keyClicks(days, QStringLiteral("7"));
-    QTest::keyClick(days, Qt::Key_Tab);
+    QTest::keyClick(days, Qt::Key_Return);
     EXPECT_TRUE(eventually([&] { return stored.preferences().retentionDays == 7; }));
 
     const auto answer = [this](const QString& title) {

@@ -19,7 +19,12 @@ QToolButton { border: 1px solid transparent; padding: 5px; }
 QToolButton:hover { border: 1px solid $text; }
 QToolButton:checked, QToolButton:pressed { border: 2px solid $text; padding: 4px; }
 QToolButton:focus { border: 3px solid $accent; padding: 3px; }
-QPushButton:focus, QPushButton:default:focus { border: 3px solid $accent; padding: 4px 14px; }
+QPushButton:focus { border: 3px solid $accent; padding: 4px 14px; }
+QPushButton:default:focus { border: 3px solid $text; padding: 4px 14px; }
+QCheckBox::indicator, QRadioButton::indicator { width: 12px; height: 12px; border: 2px solid $text;
+                                                background: $raised; }
+QRadioButton::indicator { border-radius: 8px; }
+QCheckBox::indicator:checked, QRadioButton::indicator:checked { background: $accent; }
 QLineEdit:focus { border: 3px solid $accent; padding: 3px 6px; }
 QComboBox:focus { border: 3px solid $accent; padding: 3px 6px; }
 QCheckBox:focus, QRadioButton:focus { border: 3px solid $accent; border-radius: 6px; }
