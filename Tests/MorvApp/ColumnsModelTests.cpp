@@ -2,7 +2,7 @@
 #include "MorvApp/Model/ColumnsModel.h"
 #include "Tests/MorvApp/Support.h"
 
-#include <algorithm>
+#include <QCoreApplication>
 #include <filesystem>
 #include <optional>
 
@@ -87,7 +87,7 @@ TEST_F(ColumnsModelTest, aFolderOpensWhenItsSelectionHasRested) {
     choose("folder1");
     auto both = app->activePane().selection();
     choose("folder2");
-    both.merge(app->activePane().selection());
+    both.insert(app->activePane().selection().begin(), app->activePane().selection().end());
     app->activePane().setSelection(both);
     EXPECT_TRUE(shows({"work"})) << "several have no column";
     EXPECT_FALSE(columns->preview());

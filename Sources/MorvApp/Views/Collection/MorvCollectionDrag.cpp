@@ -23,7 +23,8 @@ void MorvCollectionView::acceptDrops() {
         app_, *viewport(), [this](QPoint point) { return dropPlaceAt(point); }, this);
     connect(drops_, &DropArea::targetChanged, viewport(), qOverload<>(&QWidget::update));
     connect(drops_, &DropArea::rested, this, [this](QPoint point) {
-        if (const auto index = folderAt(point))
+        // A column's folder would open beside it, and take the column away from which the files come.
+        if (const auto index = folderAt(point); index && mode() != CollectionMode::column)
             app_.drag().openFolder(pane(), entry(*index).url());
     });
     // What is under a resting pointer may be another item now.

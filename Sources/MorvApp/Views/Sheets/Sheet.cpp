@@ -103,6 +103,8 @@ void Sheet::arrive() {
         place();
         update();
     });
+    arrival_ = 0;
+    place();
     arrival->start(QAbstractAnimation::DeleteWhenStopped);
 }
 

@@ -154,10 +154,10 @@ void Sidebar::showSpaces() {
         const auto space = row ? spaceOf(*row) : std::nullopt;
         if (!space)
             continue;
-        using State = VolumeSpaces::State;
-        const bool isKnown = space->state == State::known && space->space.total > 0;
+        using Answer = VolumeSpaces::State;
+        const bool isKnown = space->state == Answer::known && space->space.total > 0;
         const auto words = isKnown                         ? ours(VolumeSpaces::words(space->space))
-                           : space->state == State::silent ? QStringLiteral("Not answering")
+                           : space->state == Answer::silent ? QStringLiteral("Not answering")
                                                            : QString();
         item->setData(0, Qt::AccessibleDescriptionRole, words);
         const auto title = form_ == Form::rail ? ours(row->title) + QLatin1Char('\n') : QString();

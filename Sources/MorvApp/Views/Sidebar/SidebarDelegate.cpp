@@ -4,6 +4,7 @@
 #include "MorvApp/Views/Theme/PlaceSymbols.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Theme/Type.h"
 #include "MorvApp/Views/Workspaces/WorkspaceColours.h"
 
 #include <QPainter>
@@ -17,16 +18,9 @@ constexpr int symbolSide = 16;
 constexpr int railSymbol = 20;
 constexpr int chevron = 12;
 constexpr int barHeight = 3;
-constexpr double ring = 1.5;
 constexpr double targetRing = 2;
 /// Less than this part of a volume free is worth a warning.
 constexpr double nearlyFull = 0.1;
-constexpr double captionSize = 0.88;
-
-QFont caption(QFont font) {
-    font.setPointSizeF(font.pointSizeF() * captionSize);
-    return font;
-}
 
 bool isSelected(const QStyleOptionViewItem& option) {
     return option.state.testFlag(QStyle::State_Selected);
@@ -85,7 +79,7 @@ void SidebarDelegate::paintHeading(QPainter& painter, const QStyleOptionViewItem
         return;
     }
     const auto& colours = Theme::shared().colours();
-    auto font = caption(sidebar_.font());
+    auto font = Type::caption(sidebar_.font());
     font.setWeight(QFont::DemiBold);
     painter.setFont(font);
     painter.setPen(colours.secondaryText);
@@ -112,7 +106,7 @@ void SidebarDelegate::paintBack(QPainter& painter, const QStyleOptionViewItem& o
         fill = colours.quietSelection;
     else if (option.state.testFlag(QStyle::State_MouseOver))
         fill = colours.hover;
-    const double width = isTarget ? targetRing : isCurrent ? ring : 0;
+    const double width = isTarget ? targetRing : isCurrent ? Theme::shared().focusWidth() : 0;
     painter.setBrush(fill);
     painter.setPen(width > 0 ? QPen(colours.accent, width) : QPen(Qt::NoPen));
     const auto frame = QRectF(option.rect).adjusted(1, 1, -1, -1);
@@ -136,7 +130,7 @@ void SidebarDelegate::paintName(QPainter& painter, const QStyleOptionViewItem& o
     const auto note = sidebar_.noteOf(row);
     int noteWidth = 0;
     if (!note.isEmpty()) {
-        const auto small = caption(sidebar_.font());
+        const auto small = Type::caption(sidebar_.font());
         noteWidth = QFontMetrics(small).horizontalAdvance(note) + Space::medium;
         // The name matters more.
         if (metrics.horizontalAdvance(name) + noteWidth > place.width()) {

@@ -245,7 +245,6 @@ QListView#settingsPages { background: $window; border: none; border-radius: 0; p
 QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
 QListView#settingsPages::item:selected { background: $quiet; }
 QScrollArea { background: transparent; border: none; }
-QSpinBox { padding: 5px 8px; }
 QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
 QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
 QComboBox::drop-down { border: none; width: 20px; }
@@ -279,6 +278,9 @@ QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0;
                                       background: $raised; border: 1px solid $secondary; }
 QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
                                       background: $accent; }
+QStackedWidget#previewStage { background: $content; }
+QLabel#previewCaption { color: $secondary; background: $window; border-top: 1px solid $separator;
+                        padding: 8px 16px; }
 QLabel#warning { color: $warning; }
 QLabel#caption { color: $secondary; font-size: $captionSize; }
 QLabel#large { font-size: $largeSize; font-weight: 600; }

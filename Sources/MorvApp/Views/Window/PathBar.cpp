@@ -75,7 +75,7 @@ void PathBar::acceptDrops() {
     });
     connect(drops, &DropArea::rested, this, [this, crumbAt](QPoint point) {
         if (const auto crumb = crumbAt(point); crumb != crumbs_.end())
-            app_.drag().openFolder(*pane_, crumb->folder);
+            app_.drag().openFolder(app_.activePane(), crumb->folder);
     });
     connect(drops, &DropArea::targetChanged, this, [this, drops] {
         for (const auto& crumb : crumbs_)
