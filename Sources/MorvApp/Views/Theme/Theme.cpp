@@ -261,6 +261,7 @@ QFrame#card { background: $window; border: 1px solid $separator; border-radius: 
 QFrame#lookPreview { background: $content; border: 1px solid $separator; border-radius: 8px; }
 QFrame#bar { background: $window; border: none; }
 QFrame#inspector, QWidget#inspectorContent, QScrollArea#inspectorScroll { background: $window; border: none; }
+QScrollArea#inspectorScroll { border-left: 2px solid $window; }
 QScrollArea#inspectorScroll:focus { border-left: 2px solid $accent; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }

@@ -166,10 +166,6 @@ QWidget* MainWindow::buildBody() {
     content_->addWidget(workspace_);
     inspected_ = new InspectorSplit(app_, content_, body_);
     connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
-    connect(&app_, &AppModel::showInspectorChanged, this, [this] {
-        if (!app_.showInspector() && !QApplication::focusWidget())
-            focusContent();
-    });
     body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
@@ -291,7 +287,6 @@ void MainWindow::toggleInfo() {
     if (!inspected_->panel().hasKeyboard())
         return app_.perform(FileCommand::info);
     app_.setShowInspector(false);
-    focusContent();
 }
 
 void MainWindow::showShareMenu() {

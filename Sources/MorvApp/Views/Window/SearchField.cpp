@@ -25,6 +25,9 @@ namespace {
 
 constexpr int lensSide = 22;
 constexpr int widestChip = 128;
+constexpr int narrowestChip = 56;
+constexpr int narrowestText = 88;
+constexpr int clearButton = 28;
 constexpr int narrowest = 150;
 constexpr int narrowestWithChips = 300;
 constexpr std::size_t mostTagsInMenu = 20;
@@ -188,7 +191,6 @@ void SearchField::updateChips() {
     chips_.clear();
     const auto add = [this](const std::string& name, const QString& what, auto removed) {
         auto* chip = new TagChip(name, 0, TagChip::Presence::all, this);
-        chip->setSmall(widestChip);
         chip->setFocusPolicy(Qt::NoFocus);
         chip->setCursor(Qt::ArrowCursor);
         chip->setAccessibleName(what);
@@ -216,8 +218,12 @@ void SearchField::placeChips() {
         x += size.width() + Space::tiny;
     };
     put(lens_, lens_->size());
-    for (auto* chip : chips_)
+    // The chips leave room for a word.
+    const int room = width() - x - narrowestText - clearButton;
+    for (auto* chip : chips_) {
+        chip->setSmall(std::clamp(room / static_cast<int>(chips_.size()), narrowestChip, widestChip));
         put(chip, chip->sizeHint());
+    }
     // The frame's own padding stands before the text, too.
     const int margin = x - Space::small;
     setTextMargins(layoutDirection() == Qt::LeftToRight ? QMargins(margin, 0, 0, 0)
