@@ -10,6 +10,7 @@
 #include "MorvApp/Views/Sheets/IntroductionSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
+#include "MorvApp/Views/Sheets/RenameSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
 #include "MorvApp/Views/Sheets/TagsSheet.h"
 #include "MorvApp/Views/Sheets/ViewOptionsSheet.h"
@@ -67,6 +68,8 @@ Sheet* SheetHost::make(AppSheet wanted) {
         return new ActivitySheet(app_, window_);
     case AppSheet::newFolder:
         return new NewFolderSheet(app_, window_);
+    case AppSheet::rename:
+        return new RenameSheet(app_, window_);
     case AppSheet::tags:
         return new TagsSheet(app_, window_);
     case AppSheet::workspace:
