@@ -7,6 +7,7 @@
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 #include "MorvApp/Integration/MailSender.h"
 #include "MorvApp/Integration/ProcessLife.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SharedThumbnails.h"
 #include "MorvApp/Integration/SystemTrashService.h"
 #include "MorvApp/Integration/SystemVolumes.h"
@@ -137,6 +138,8 @@ private:
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
         windows.setVolumes(&*volumes_);
+        servers_.emplace(services_->pools);
+        services_->servers = &*servers_;
         services_->trash.setOperations(
             {morv::emptyTrashAlert(), morv::trashFinishedAlert(),
              [](const std::stop_token& stop) { morv::emptySystemTrash(morv::emptyTrashLimit, stop); },
@@ -196,6 +199,7 @@ private:
     std::optional<morv::ProcessLife> life_;
     std::optional<morv::SettingsPresenter> settings_;
     std::optional<morv::SystemVolumes> volumes_;
+    std::optional<morv::ServerMounts> servers_;
     std::optional<morv::StartupFailureView> failure_;
 };
 

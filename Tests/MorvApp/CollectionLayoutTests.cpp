@@ -134,7 +134,7 @@ TEST(CollectionLayout, verticalKeysLeadToTheNextRowAndKeepTheColumn) {
             continue;
         SCOPED_TRACE(testing::Message() << wanted.name << " in mode " << static_cast<int>(wanted.mode));
         const auto layout = wanted.layout();
-        for (std::int64_t index = 0; index < layout.count(); ++index)
+        for (std::int64_t index = 0; index < layout.count(); index += 3)
             for (std::int64_t column = 0; column < layout.columns(); column += 2)
                 for (const bool isDown : {true, false}) {
                     // The nearest row that way; in it the column, or what stands last before it.

@@ -1,5 +1,6 @@
 // What belongs to the desktop: volumes that come and go, and who opens folders.
 #include "MorvApp/Integration/DefaultFolderHandler.h"
+#include "MorvApp/Integration/ServerMounts.h"
 #include "MorvApp/Integration/SystemVolumes.h"
 #include "MorvApp/Model/MorvRuntime.h"
 #include "MorvCore/Foundation/Errors.h"
@@ -86,6 +87,22 @@ TEST_F(SystemVolumesTest, syncFoldersAreCloudLocations) {
     std::filesystem::remove(home() / "Nextcloud");
     volumes.refresh();
     EXPECT_TRUE(eventually([&] { return volumes.cloudLocations().empty(); }));
+}
+
+TEST_F(SystemVolumesTest, aServerThatNothingCanMountIsToldInASentence) {
+    ServerMounts servers(pools);
+    std::vector<std::string> sentences;
+    const ServerConnector::Listener listener{
+        [](const ServerQuestion&) { ADD_FAILURE() << "nobody asks"; },
+        [](const FileURL&) { ADD_FAILURE() << "nothing was mounted"; },
+        [&](const std::string& sentence) { sentences.push_back(sentence); }};
+    const auto first = servers.reach("no-such-kind://first/", listener);
+    auto attempt = servers.reach("no-such-kind://second/", listener);
+    servers.reach("no-such-kind://third/", listener).reset();
+    EXPECT_TRUE(sentences.empty()) << "never within the call";
+    EXPECT_TRUE(eventually([&] { return sentences.size() == 2; }));
+    EXPECT_THAT(sentences, testing::Each(testing::HasSubstr("no support for addresses of this kind")));
+    attempt.reset();
 }
 
 class DefaultFolderHandlerTest : public test::FolderTest {

@@ -4,6 +4,7 @@
 #include "MorvCore/Folders/FileTagMetadata.h"
 #include "Tests/MorvApp/Support.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
@@ -116,9 +117,13 @@ TEST_F(InspectorModelTest, tagsChangeWithoutTouchingTheOthers) {
         return are(a, {"New", "Red"}) && are(b, {"New"}) && are(c, {"Late", "New"});
     }));
     ASSERT_TRUE(ended(*app, 3)) << "three results, three operations";
-    app->undo();
-    app->undo();
-    app->undo();
+    for (int undone = 1; undone <= 3; ++undone) {
+        app->undo();
+        ASSERT_TRUE(eventually([&] {
+            return undone ==
+                   std::ranges::count(app->receipts(), OperationStatus::undone, &OperationReceipt::status);
+        }));
+    }
     EXPECT_TRUE(eventually([&] { return are(a, {"Red", "Old"}) && are(b, {"Old"}) && are(c, {"Late"}); }));
     ASSERT_TRUE(idle(*app));
 

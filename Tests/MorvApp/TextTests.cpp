@@ -44,6 +44,19 @@ TEST(Text, namesFromOutsideCannotDisguiseThemselves) {
         << "only what lies in the home folder";
 }
 
+TEST(Text, ofALongNameBothEndsAreShownAndNoCharacterIsBroken) {
+    const std::string longest(4096, 'n');
+    EXPECT_EQ(shownBriefly(longest).size(), 4096) << "what a file system can hold is shown whole";
+    std::string huge = "begin";
+    while (huge.size() < 10'000'000)
+        huge += "é";
+    huge += "end.txt";
+    const auto brief = shownBriefly(huge);
+    EXPECT_LT(brief.size(), 1100);
+    EXPECT_TRUE(brief.startsWith(QLatin1String("begin")) && brief.endsWith(QLatin1String("end.txt")));
+    EXPECT_FALSE(brief.contains(QChar::ReplacementCharacter));
+}
+
 TEST(Text, datesAndKindsReadAsPeopleSayThem) {
     const auto at = [](const QDateTime& moment) {
         return shownDate(Date::fromUnix(static_cast<double>(moment.toSecsSinceEpoch())));
@@ -74,6 +87,10 @@ TEST(ProgressStrip, saysOnlyWhatIsKnown) {
     EXPECT_EQ(ProgressStrip::amounts(progress), QString());
     progress.bytesDone = 1'200'000'000;
     EXPECT_EQ(ProgressStrip::amounts(progress), QStringLiteral("1.2 GB"));
+    progress.itemsDone = 123;
+    EXPECT_EQ(ProgressStrip::amounts(progress), QStringLiteral("123 items · 1.2 GB"))
+        << "while a tree is read nobody knows how much it holds";
+    progress.itemsDone = 0;
     progress.bytesTotal = 3'600'000'000;
     progress.itemsTotal = 1;
     EXPECT_EQ(ProgressStrip::amounts(progress), QStringLiteral("1.2 GB of 3.6 GB"));

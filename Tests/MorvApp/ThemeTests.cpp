@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QScopeGuard>
 #include <QVariantAnimation>
+#include <algorithm>
 #include <cmath>
 
 namespace morv {
@@ -29,7 +30,7 @@ double luminance(const QColor& colour) {
 }
 
 double ratio(const QColor& a, const QColor& b) {
-    const auto [low, high] = std::minmax(luminance(a), luminance(b));
+    const auto [low, high] = std::minmax({luminance(a), luminance(b)});
     return (high + 0.05) / (low + 0.05);
 }
 
@@ -126,7 +127,7 @@ TEST_F(WindowTest, aLookThatChangesLeavesNothingInOldColours) {
         const auto& now = Theme::shared().colours();
         const auto& before = coloursOf(last.appearance, last.contrast);
         for (const auto* widget : window->findChildren<QWidget*>())
-            EXPECT_EQ(widget->palette().color(QPalette::PlaceholderText).rgb(), now.secondaryText.rgb())
+            EXPECT_EQ(widget->palette().color(QPalette::Link).rgb(), now.accent.rgb())
                 << widget->metaObject()->className() << ' ' << widget->objectName().toStdString();
         const auto picture = window->grab().toImage();
         EXPECT_GT(share(picture, now.window), 0.02) << "the card of the sheet";

@@ -4,6 +4,7 @@
 #include "MorvApp/Model/FileManagerCommands.h"
 #include "MorvCore/Platform/UserFolders.h"
 
+#include <QPointer>
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -72,6 +73,28 @@ void AppModel::showFolder(const FileURL& folder) {
     const bool isShown = pane.location() == folder.asFolder() && !pane.isSearch() && !pane.error();
     if (!isShown)
         pane.navigate(folder, PaneModel::History::record);
+}
+
+void AppModel::reveal(const FileURL& item) {
+    showFolder(item.parent());
+    auto& pane = activePane();
+    pane.selectWhenLoaded({item});
+    if (item.lastComponent().starts_with('.')) {
+        // When the folder's own view is known, so that nothing else of it changes.
+        const auto showHidden = [shown = QPointer<PaneModel>(&pane), item] {
+            if (!shown || shown->location() != item.parent() || shown->preferences().showHidden)
+                return;
+            auto preferences = shown->preferences();
+            preferences.showHidden = true;
+            shown->setPreferences(preferences);
+            shown->selectWhenLoaded({item});
+        };
+        connect(&pane, &PaneModel::loaded, this, showHidden,
+                static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::SingleShotConnection));
+    }
+    // What is shown already is read again, for the selection to find the item.
+    if (!pane.isLoading())
+        pane.refresh();
 }
 
 void AppModel::filterTag(const std::string& tag) {
@@ -162,8 +185,13 @@ void AppModel::eject(const FileURL& volume) {
     auto* source = volumes();
     if (!source)
         return;
+    if (!ejecting_.insert(volume).second)
+        return;
+    Q_EMIT ejectingChanged();
     // The source reads its lists again when it went well.
-    source->eject(volume, this, [this](const std::optional<std::string>& failure) {
+    source->eject(volume, this, [this, volume](const std::optional<std::string>& failure) {
+        ejecting_.erase(volume);
+        Q_EMIT ejectingChanged();
         if (failure)
             setErrorMessage(*failure);
     });
@@ -398,6 +426,8 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::goDocuments:
         return goTo(userFolder(UserFolder::documents));
     case FileCommand::rename:
+        if (pane.selection().size() > 1)
+            return showSheet(AppSheet::rename);
         if (!pane.selection().empty())
             Q_EMIT requested(call.command);
         return;

@@ -25,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -132,6 +133,8 @@ public:
     VolumeSource* volumes() const { return services_.windows.volumes(); }
     /// Unmounts, in its own time; a failure is told by the error line.
     void eject(const FileURL& volume);
+    /// Those that this window has asked to go and that are still here.
+    const std::set<FileURL>& ejecting() const { return ejecting_; }
     FileLibrary& library() const { return services_.library; }
     FileClipboard& clipboard() { return clipboard_; }
     /// Files that are dragged over this window.
@@ -146,8 +149,11 @@ public:
     bool isOperating() const { return isOperating_; }
     /// Newest first.
     const std::vector<OperationReceipt>& receipts() const { return receipts_; }
-    /// Of a plan in the making or an operation under way; absent otherwise.
-    const std::optional<OperationProgress>& progress() const { return progress_; }
+    /// Of the plan in the making, which is what was asked for last, else of the operation under way.
+    const std::optional<OperationProgress>& progress() const {
+        return planProgress_ ? planProgress_ : operationProgress_;
+    }
+    const std::optional<OperationProgress>& operationProgress() const { return operationProgress_; }
     std::optional<AppSheet> sheet() const { return sheet_; }
 
     /// Runs the command on the current pane and its selection; without what it needs it does nothing.
@@ -165,6 +171,14 @@ public:
     void cancelOperation();
     /// Stops this one alone, queued or running.
     void cancelOperation(const UUID& id);
+    /// Whether a plan is in the making.
+    bool isPlanning() const { return !plannings_.empty(); }
+    /// Stops the plans in the making alone.
+    void cancelPlanning();
+    /// Opens the item's folder in the active pane and selects the item, hidden ones shown.
+    void reveal(const FileURL& item);
+    /// `pattern` as in OperationRequest::newName; always shown for review.
+    void renameItems(std::vector<FileURL> items, std::string pattern);
     void renameItem(const FileURL& item, std::string newName);
     void createFolder(const FileURL& parent, std::string name);
     void setTags(std::vector<FileURL> items, std::vector<std::string> tags);
@@ -199,6 +213,7 @@ Q_SIGNALS:
     void fileSnapshotRevisionChanged();
     void layoutRestored();
     void reviewPlanChanged();
+    void ejectingChanged();
     void errorMessageChanged();
     void statusChanged();
     void isOperatingChanged();
@@ -216,6 +231,8 @@ Q_SIGNALS:
 private:
     FileTab& tab() { return tabs_[tabIndex()]; }
     std::unique_ptr<PaneModel> makeTabPane(const FileURL& location);
+    /// The tags of what it reads are counted among those in use.
+    std::unique_ptr<PaneModel> noticed(std::unique_ptr<PaneModel> pane);
     FileTab makeTab(const FileURL& location);
     FileTab restoredTab(const SavedPaneSession& saved);
     static SavedPaneSession snapshot(const FileTab& tab);
@@ -253,7 +270,9 @@ private:
     void setOperating(bool operating);
     void setStatus(std::string status);
     void setReviewPlan(std::optional<FileOperationPlan> plan);
-    void setProgress(std::optional<OperationProgress> progress);
+    void setPlanProgress(std::optional<OperationProgress> progress);
+    void setOperationProgress(std::optional<OperationProgress> progress);
+    void planEnded(std::uint64_t number);
 
     MorvServices& services_;
     FileClipboard clipboard_;
@@ -280,11 +299,13 @@ private:
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
     std::function<void(const CommandCall&)> commandRouter_;
+    std::set<FileURL> ejecting_;
     std::optional<std::string> errorMessage_;
     std::optional<std::string> status_;
     bool isOperating_ = false;
     std::vector<OperationReceipt> receipts_;
-    std::optional<OperationProgress> progress_;
+    std::optional<OperationProgress> planProgress_;
+    std::optional<OperationProgress> operationProgress_;
     std::optional<AppSheet> sheet_;
     std::uint64_t receiptRevision_ = 0;
     std::unordered_map<UUID, std::uint64_t> streamedReceiptVersions_;

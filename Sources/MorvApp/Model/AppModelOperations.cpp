@@ -65,6 +65,12 @@ void AppModel::renameItem(const FileURL& item, std::string newName) {
     plan(std::move(request));
 }
 
+void AppModel::renameItems(std::vector<FileURL> items, std::string pattern) {
+    auto request = requestOf(OperationKind::rename, std::move(items));
+    request.newName = std::move(pattern);
+    plan(std::move(request), Review::always);
+}
+
 void AppModel::createFolder(const FileURL& parent, std::string name) {
     auto request = requestOf(OperationKind::newFolder, {});
     request.destination = parent;
@@ -158,10 +164,9 @@ void AppModel::plan(OperationRequest request, Review review) {
                                                                  const auto& emit) {
             return engine.plan(asked, stop, [&emit](const OperationProgress& progress) { emit(progress); });
         },
-        [this](OperationProgress progress) { setProgress(std::move(progress)); },
+        [this](OperationProgress progress) { setPlanProgress(std::move(progress)); },
         [this, review, number](FileOperationPlan made) {
-            plannings_.erase(number);
-            setProgress(std::nullopt);
+            planEnded(number);
             const bool runsAtOnce = made.warnings.empty() || made.kind == OperationKind::duplicate;
             if (review == Review::whenNeeded && runsAtOnce)
                 execute(std::move(made));
@@ -171,10 +176,14 @@ void AppModel::plan(OperationRequest request, Review review) {
                 offer(std::move(made), nullptr);
         },
         [this, number](const std::exception_ptr& failure) {
-            plannings_.erase(number);
-            setProgress(std::nullopt);
+            planEnded(number);
             setErrorMessage(sentence(failure));
         });
+}
+
+void AppModel::planEnded(std::uint64_t number) {
+    plannings_.erase(number);
+    setPlanProgress(std::nullopt);
 }
 
 void AppModel::offer(FileOperationPlan made, ReviewValidation validation) {
@@ -356,14 +365,19 @@ void AppModel::undoReceipt(const UUID& id) {
 }
 
 void AppModel::cancelOperation() {
-    for (auto& [number, planning] : std::exchange(plannings_, {}))
-        planning.cancel();
+    cancelPlanning();
     if (const auto* active = activeReceipt(receipts_))
         services_.engine.cancel(active->id);
     else if (isOperating_)
         services_.engine.cancel();
-    else
-        setProgress(std::nullopt);
+}
+
+void AppModel::cancelPlanning() {
+    if (!isPlanning())
+        return;
+    for (auto& [number, planning] : std::exchange(plannings_, {}))
+        planning.cancel();
+    setPlanProgress(std::nullopt);
 }
 
 void AppModel::cancelOperation(const UUID& id) {
@@ -383,9 +397,9 @@ void AppModel::drainUpdates() {
 void AppModel::drainProgress() {
     while (auto progress = progressUpdates_->take())
         if (progress->phase == OperationPhase::finished)
-            setProgress(std::nullopt);
+            setOperationProgress(std::nullopt);
         else if (isOperating_)
-            setProgress(std::move(*progress));
+            setOperationProgress(std::move(*progress));
 }
 
 void AppModel::mergeReceipt(const OperationReceipt& receipt) {
@@ -468,7 +482,7 @@ void AppModel::setStatus(std::string status) {
 
 void AppModel::setOperating(bool operating) {
     if (!operating)
-        setProgress(std::nullopt);
+        setOperationProgress(std::nullopt);
     if (isOperating_ == operating)
         return;
     isOperating_ = operating;
@@ -482,10 +496,17 @@ void AppModel::setReviewPlan(std::optional<FileOperationPlan> plan) {
     Q_EMIT reviewPlanChanged();
 }
 
-void AppModel::setProgress(std::optional<OperationProgress> progress) {
-    if (!progress && !progress_)
+void AppModel::setPlanProgress(std::optional<OperationProgress> progress) {
+    if (!progress && !planProgress_)
         return;
-    progress_ = std::move(progress);
+    planProgress_ = std::move(progress);
+    Q_EMIT progressChanged();
+}
+
+void AppModel::setOperationProgress(std::optional<OperationProgress> progress) {
+    if (!progress && !operationProgress_)
+        return;
+    operationProgress_ = std::move(progress);
     Q_EMIT progressChanged();
 }
 

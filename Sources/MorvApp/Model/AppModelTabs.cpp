@@ -20,12 +20,18 @@ PaneServices paneServices(MorvServices& services, UserDefaults* lastLocation) {
 // Tabs and panes.
 
 std::unique_ptr<PaneModel> AppModel::makePane(const FileURL& location) {
-    return std::make_unique<PaneModel>(location, paneServices(services_, nullptr));
+    return noticed(std::make_unique<PaneModel>(location, paneServices(services_, nullptr)));
 }
 
 std::unique_ptr<PaneModel> AppModel::makeTabPane(const FileURL& location) {
     auto* remembered = services_.remembersLocation() ? &services_.defaults : nullptr;
-    return std::make_unique<PaneModel>(location, paneServices(services_, remembered));
+    return noticed(std::make_unique<PaneModel>(location, paneServices(services_, remembered)));
+}
+
+std::unique_ptr<PaneModel> AppModel::noticed(std::unique_ptr<PaneModel> pane) {
+    connect(pane.get(), &PaneModel::loaded, this,
+            [this, made = pane.get()] { services_.tags.notice(made->entries()); });
+    return pane;
 }
 
 FileTab AppModel::makeTab(const FileURL& location) {

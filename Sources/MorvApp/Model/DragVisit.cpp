@@ -93,6 +93,7 @@ void DragVisit::askAboutFiles() {
         [this](const Answer& answer) {
             standing_ = answer.standing;
             areFolders_ = answer.areFolders;
+            last_.reset();
             Q_EMIT changed();
         },
         [](const std::exception_ptr&) {}));
@@ -109,6 +110,7 @@ VolumeRelation DragVisit::relationOf(const FileURL& folder) {
                 },
                 [this, folder](const std::optional<DragStanding>& standing) {
                     folders_[folder] = standing;
+                    last_.reset();
                     Q_EMIT changed();
                 },
                 [](const std::exception_ptr&) {}));
@@ -121,6 +123,13 @@ VolumeRelation DragVisit::relationOf(const FileURL& folder) {
 }
 
 DropAct DragVisit::hover(const DropPlace& place, DragWish wish) {
+    // The hand moves often, and the files may be a hundred thousand.
+    if (!last_ || last_->place != place || last_->wish != wish)
+        last_ = Hovered{place, wish, actAt(place, wish)};
+    return last_->act;
+}
+
+DropAct DragVisit::actAt(const DropPlace& place, DragWish wish) {
     if (!isActive())
         return DropAct::none;
     switch (place.kind) {
@@ -192,6 +201,7 @@ void DragVisit::end() {
     for (auto& question : questions_)
         question.cancel();
     questions_.clear();
+    last_.reset();
     files_.clear();
     fileSet_.clear();
     standing_.reset();

@@ -78,7 +78,13 @@ Q_SIGNALS:
 
 private:
     struct Trail;
+    struct Hovered {
+        DropPlace place;
+        DragWish wish;
+        DropAct act;
+    };
 
+    DropAct actAt(const DropPlace& place, DragWish wish);
     void askAboutFiles();
     VolumeRelation relationOf(const FileURL& folder);
     Trail& trail();
@@ -96,6 +102,7 @@ private:
     bool areFolders_ = false;
     std::map<FileURL, std::optional<DragStanding>> folders_; ///< those that have answered
     std::set<FileURL> asked_;
+    std::optional<Hovered> last_; ///< what hover() said
     std::unique_ptr<Trail> trail_;
     std::vector<TaskHandle> questions_; ///< of this visit
     TaskScope tasks_;

@@ -297,6 +297,17 @@ std::vector<QuickAction> quickActions(std::string_view query) {
     return found;
 }
 
+std::vector<FileCommand> commandsFound(std::string_view query, const AppModel& model) {
+    std::vector<FileCommand> found;
+    const auto wanted = pathKey(query);
+    if (wanted.empty())
+        return found;
+    for (const auto& row : table())
+        if (pathKey(titleNow(row.command, &model)).find(wanted) != std::string::npos)
+            found.push_back(row.command);
+    return found;
+}
+
 } // namespace FileManagerCommands
 
 } // namespace morv

@@ -75,6 +75,8 @@ std::vector<std::vector<FileCommand>> backgroundMenu();
 std::span<const QuickAction> quickActions();
 /// Those whose title contains `query`; all of them when it is empty. Case makes no difference.
 std::vector<QuickAction> quickActions(std::string_view query);
+/// Of all commands, in the table's order, those whose present title contains `query`; none when it is empty.
+std::vector<FileCommand> commandsFound(std::string_view query, const AppModel& model);
 
 } // namespace FileManagerCommands
 

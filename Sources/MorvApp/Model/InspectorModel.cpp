@@ -48,7 +48,7 @@ void InspectorModel::setActive(bool active) {
     if (isActive_)
         return follow();
     rest_.stop();
-    reading_.cancel();
+    cancelReading();
     decoding_.cancel();
     cancelChecksum();
     wish_.reset();
@@ -79,7 +79,7 @@ void InspectorModel::follow() {
 }
 
 void InspectorModel::begin(const std::optional<FileURL>& item) {
-    reading_.cancel();
+    cancelReading();
     cancelChecksum();
     checksum_ = {};
     wish_.reset();
@@ -93,17 +93,36 @@ void InspectorModel::begin(const std::optional<FileURL>& item) {
 }
 
 void InspectorModel::read() {
-    reading_.cancel();
+    // One question at a time: a volume that does not answer is not asked by ever more threads.
+    readsAgain_ = isReading_;
+    if (isReading_)
+        return;
+    isReading_ = true;
     reading_ = tasks_.run(
         TaskLane::reading,
         [url = *item_](const std::stop_token& stop) { return readItemInformation(url, stop); },
-        [this](ItemInformation information) { receive(std::move(information)); },
+        [this](ItemInformation information) {
+            receive(std::move(information));
+            endReading();
+        },
         [this](const std::exception_ptr& failure) {
             state_ = State::failed;
             information_.reset();
             problem_ = sentence(failure);
             Q_EMIT informationChanged();
+            endReading();
         });
+}
+
+void InspectorModel::endReading() {
+    isReading_ = false;
+    if (readsAgain_)
+        read();
+}
+
+void InspectorModel::cancelReading() {
+    reading_.cancel();
+    isReading_ = false;
 }
 
 void InspectorModel::receive(ItemInformation information) {

@@ -97,11 +97,15 @@ private:
     void follow();
     void begin(const std::optional<FileURL>& item);
     void read();
+    void endReading();
+    void cancelReading();
     void receive(ItemInformation information);
     void decode();
 
     AppModel& app_;
     bool isActive_ = false;
+    bool isReading_ = false;
+    bool readsAgain_ = false;
     QTimer rest_;
     std::optional<FileURL> item_;
     State state_ = State::nothing;

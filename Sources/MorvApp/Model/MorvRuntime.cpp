@@ -32,8 +32,8 @@ MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObser
       lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
       engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
       opener(std::move(itemOpener)), layout(defaults, environment), keys(store, pools), library(store, pools),
-      insights(pools), thumbnails(pools), appearances(store, pools), windows(engine, pools, defaults),
-      trash(pools), tasks_(pools) {
+      tags(store, pools), spaces(pools), insights(pools), thumbnails(pools), appearances(store, pools),
+      windows(engine, pools, defaults), trash(pools), tasks_(pools) {
     // The Activity list reports a history that cannot be read; at launch nobody has asked for it.
     tasks_.run(
         TaskLane::reading, [this](const std::stop_token& stop) { engine.history(stop); }, [] {},

@@ -19,9 +19,11 @@
 #include "MorvApp/Model/LookPreferences.h"
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/SplitLayout.h"
+#include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
+#include "MorvApp/Model/VolumeSpaces.h"
 #include "MorvCore/Operations/FileOperationEngine.h"
 #include "MorvCore/Records/SQLiteStore.h"
 
@@ -34,6 +36,8 @@ namespace morv {
 
 /// Opens an item with the desktop's default application. Called on a worker; throws with a sentence.
 using ItemOpener = std::function<void(const FileURL&)>;
+
+class ServerConnector;
 
 class MorvServices {
 public:
@@ -77,12 +81,16 @@ public:
     std::shared_ptr<const ApplicationCatalogue> applications;
     /// Null where the desktop has no such choice.
     std::shared_ptr<const FolderHandler> folderHandler;
+    /// Null where no server can be reached.
+    ServerConnector* servers = nullptr;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;
     FileLibrary library;
+    TagsInUse tags;
+    VolumeSpaces spaces;
     FolderInsightCache insights;
     ThumbnailCache thumbnails;
     FolderAppearanceStore appearances;

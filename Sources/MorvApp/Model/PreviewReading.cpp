@@ -2,12 +2,15 @@
 
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvCore/Folders/CreativeLocalFile.h"
+#include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/FilePieces.h"
 
 #include <QStringDecoder>
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace morv {
 
@@ -90,6 +93,16 @@ PreviewSubject previewSubject(const FileEntry& entry, const MediaDecoder* decode
     const bool mayBeText = entry.kind == FileKind::document || entry.kind == FileKind::other ||
                            pathKey(url.extension()) == "svg";
     return mayBeText ? PreviewSubject::text : PreviewSubject::plain;
+}
+
+FileEntry previewOriginal(const FileURL& link, const std::stop_token& stop) {
+    if (stop.stop_requested())
+        throw CancellationError();
+    std::error_code failure;
+    const auto path = std::filesystem::canonical(link.path(), failure);
+    if (failure)
+        throw FileOperationError::unavailable("The original of this link cannot be reached.");
+    return DirectoryService::entry(FileURL::fromPath(path.native()));
 }
 
 PreviewText judgeText(std::string_view bytes, bool isWhole) {

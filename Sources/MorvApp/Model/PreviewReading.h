@@ -37,6 +37,9 @@ enum class PreviewSubject : std::uint8_t {
 /// `decoder` may be null.
 PreviewSubject previewSubject(const FileEntry& entry, const MediaDecoder* decoder);
 
+/// What a link leads to in the end, as it is there. Throws with a sentence when there is nothing.
+FileEntry previewOriginal(const FileURL& link, const std::stop_token& stop);
+
 struct PreviewText {
     QString text;                   ///< lines end in "\n", also those that ended in CR LF or CR
     const char* encoding = nullptr; ///< for people; null: this is no text, and `text` is empty

@@ -59,6 +59,8 @@ std::vector<std::string> knownTags(const AppModel& app) {
         collect(tab.pane.get());
         collect(tab.second.get());
     }
+    for (const auto& tag : app.services().tags.names())
+        carriers.try_emplace(tag, 0);
     for (const auto* colour : colours)
         carriers.try_emplace(colour, 0);
     std::vector<std::string> known;

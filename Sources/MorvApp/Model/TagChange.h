@@ -30,7 +30,8 @@ struct TagGroup {
 std::vector<TagGroup> tagGroups(const std::vector<FileURL>& items, const TagChange& change,
                                 const std::stop_token& stop);
 
-/// Tags to be offered: those of what the window's panes show, the frequent ones first, then the colours.
+/// Tags to be offered: those of what the window's panes show, the frequent ones first, then those that were seen
+/// elsewhere and the colours.
 std::vector<std::string> knownTags(const AppModel& app);
 
 } // namespace morv

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QStringList>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -170,6 +171,20 @@ bool UserDefaults::sidebarIsCompact() const {
 
 void UserDefaults::setSidebarIsCompact(bool compact) {
     settings_.setValue(QStringLiteral("sidebar.compact"), compact);
+}
+
+std::set<std::string> UserDefaults::closedSidebarSections() const {
+    std::set<std::string> titles;
+    for (const auto& title : settings_.value(QStringLiteral("sidebar.closedSections")).toStringList())
+        titles.insert(title.toStdString());
+    return titles;
+}
+
+void UserDefaults::setClosedSidebarSections(const std::set<std::string>& titles) {
+    QStringList list;
+    for (const auto& title : titles)
+        list << QString::fromStdString(title);
+    settings_.setValue(QStringLiteral("sidebar.closedSections"), list);
 }
 
 std::vector<double> UserDefaults::fractions(const std::string& name) const {

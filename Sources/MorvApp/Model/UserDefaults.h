@@ -9,6 +9,7 @@
 #include <QSettings>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,10 @@ public:
 
     bool sidebarIsCompact() const;
     void setSidebarIsCompact(bool compact);
+
+    /// The titles of the sidebar's sections that are closed.
+    std::set<std::string> closedSidebarSections() const;
+    void setClosedSidebarSections(const std::set<std::string>& titles);
 
     /// The places of a split's dividers under the record's name; none when nothing was saved.
     std::vector<double> fractions(const std::string& name) const;

@@ -4,6 +4,7 @@
 #include "MorvCore/Foundation/Cancellation.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Operations/OperationFiles.h"
+#include "MorvCore/Operations/RenamePreview.h"
 #include "MorvCore/Operations/SafeArchiveService.h"
 #include "MorvCore/Operations/TreePass.h"
 #include "MorvCore/Platform/VolumeNumber.h"
@@ -27,11 +28,6 @@ bool hasZIPExtension(const FileURL& url) {
     std::ranges::transform(extension, extension.begin(),
                            [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return extension == "zip";
-}
-
-void replaceAll(std::string& text, std::string_view pattern, std::string_view value) {
-    for (std::size_t at = 0; (at = text.find(pattern, at)) != std::string::npos; at += value.size())
-        text.replace(at, pattern.size(), value);
 }
 
 class Planner {
@@ -176,12 +172,7 @@ FileOperationItem Planner::makeItem(const FileURL& source, std::size_t number) {
 }
 
 std::string Planner::resolvedName(const FileURL& source, std::size_t number) const {
-    auto name = *request_.newName;
-    if (sources_.size() > 1) {
-        replaceAll(name, "{name}", source.stem());
-        replaceAll(name, "{ext}", source.extension());
-        replaceAll(name, "{n}", fmt::format("{}", number));
-    }
+    auto name = sources_.size() > 1 ? nameFromPattern(*request_.newName, source, number) : *request_.newName;
     OperationFiles::validateName(name);
     return name;
 }

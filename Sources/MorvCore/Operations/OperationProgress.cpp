@@ -68,8 +68,11 @@ void ProgressMeter::setTotals(std::int64_t bytes, std::int64_t items, int passes
 }
 
 void ProgressMeter::setName(const std::string& displayedName) {
-    const MutexLock lock(mutex_);
-    name_ = displayedName;
+    {
+        const MutexLock lock(mutex_);
+        name_ = displayedName;
+    }
+    reportIfDue();
 }
 
 void ProgressMeter::addBytes(std::int64_t bytes) {

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Model/FileDrag.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Theme/Type.h"
 
 #include <QDrag>
 #include <QGuiApplication>
@@ -44,10 +45,7 @@ QPixmap DragSource::picture(const std::vector<QPixmap>& pictures, std::size_t co
     if (count < 2)
         return result;
     const auto& colours = Theme::shared().colours();
-    auto font = QGuiApplication::font();
-    font.setWeight(QFont::DemiBold);
-    font.setPointSizeF(font.pointSizeF() * 0.88);
-    painter.setFont(font);
+    painter.setFont(Type::heading(Type::caption(QGuiApplication::font())));
     const auto text = count < 1000 ? QString::number(count) : QStringLiteral("999+");
     const int width = std::max(badgeHeight, painter.fontMetrics().horizontalAdvance(text) + Space::medium);
     const QRectF badge(size.width() - width, 0, width, badgeHeight);

@@ -89,19 +89,26 @@ bool DropArea::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
     case QEvent::DragEnter:
         enter(*static_cast<QDropEvent*>(event));
-        return true;
+        break;
     case QEvent::DragMove:
-        move(*static_cast<QDropEvent*>(event));
-        return true;
+        if (isUnder_)
+            move(*static_cast<QDropEvent*>(event));
+        break;
     case QEvent::DragLeave:
+        if (!isUnder_)
+            return false;
         leave();
         return true;
     case QEvent::Drop:
+        if (!isUnder_)
+            return false;
         drop(*static_cast<QDropEvent*>(event));
         return true;
     default:
         return false;
     }
+    // What holds no files is the widget's own affair.
+    return isUnder_;
 }
 
 void DropArea::enter(QDropEvent& event) {
@@ -122,8 +129,6 @@ void DropArea::enter(QDropEvent& event) {
 }
 
 void DropArea::move(QDropEvent& event) {
-    if (!isUnder_)
-        return event.ignore();
     point_ = event.position().toPoint();
     wish_ = wishOf(event.modifiers());
     show();
@@ -159,8 +164,6 @@ void DropArea::setTarget(std::optional<DropPlace> target) {
 }
 
 void DropArea::drop(QDropEvent& event) {
-    if (!isUnder_)
-        return event.ignore();
     move(event);
     const auto place = target_;
     const auto act = act_;

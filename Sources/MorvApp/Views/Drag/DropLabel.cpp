@@ -12,6 +12,7 @@ namespace {
 
 /// Clear of the pointer and of the sign that the system draws beside it.
 constexpr QPoint besidePointer{Space::large, Space::huge};
+constexpr int widest = 360;
 constexpr auto labelName = "dropLabel";
 
 QLabel* labelOf(QWidget& surface) {
@@ -31,7 +32,7 @@ void DropLabel::show(QWidget& surface, QPoint point, const QString& text) {
         label->setTextFormat(Qt::PlainText);
         label->setAttribute(Qt::WA_TransparentForMouseEvents);
     }
-    label->setText(text);
+    label->setText(label->fontMetrics().elidedText(text, Qt::ElideMiddle, widest));
     label->adjustSize();
     const auto room = window->rect().adjusted(Space::tiny, Space::tiny, -Space::tiny, -Space::tiny);
     auto place = surface.mapTo(window, point) + besidePointer;

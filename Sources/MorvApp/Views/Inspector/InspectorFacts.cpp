@@ -24,7 +24,8 @@ Fact sizeOf(const ItemInformation& information, const std::optional<FolderInsigh
         auto text = ours(formatByteCount(entry.size));
         if (entry.size >= 1000)
             text += QStringLiteral(" (%1)").arg(exactBytes(entry.size));
-        if (information.isRegular && information.allocated != entry.size)
+        // Holes and compression are worth a word; the rest of the last block is not.
+        if (information.isRegular && information.allocated < entry.size - entry.size / 8)
             text += QStringLiteral(", %1 on the volume").arg(ours(formatByteCount(information.allocated)));
         return {QStringLiteral("Size"), text};
     }

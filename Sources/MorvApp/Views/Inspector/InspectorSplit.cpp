@@ -32,6 +32,9 @@ InspectorSplit::InspectorSplit(AppModel& app, QWidget* content, QWidget* parent)
 
 void InspectorSplit::follow() {
     const bool isShown = app_.showInspector();
+    // Before it goes: afterwards the keyboard would be wherever the order of the widgets puts it.
+    if (!isShown && panel_->hasKeyboard())
+        Q_EMIT panel_->ended();
     panel_->setVisible(isShown);
     if (!isShown) {
         delete layout_;

@@ -100,10 +100,6 @@ int PreviewCanvas::wantedSide() const {
     return static_cast<int>(std::ceil(std::max(bounded.width(), bounded.height())));
 }
 
-int PreviewCanvas::fittingSide() const {
-    return static_cast<int>(std::ceil(std::max(width(), height()) * devicePixelRatioF()));
-}
-
 void PreviewCanvas::setFit() {
     fits_ = true;
     offset_ = {};

@@ -35,8 +35,6 @@ public:
     void zoomToNatural();
     /// Pixels of the longest side that would be sharp now.
     int wantedSide() const;
-    /// The same for something that is yet to be seen: the longest side of this widget.
-    int fittingSide() const;
     /// Where the picture stands, in this widget's coordinates.
     QRectF pictureRect() const;
 

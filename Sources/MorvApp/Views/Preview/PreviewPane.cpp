@@ -20,6 +20,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 
 namespace morv {
 
@@ -137,6 +138,7 @@ void PreviewPane::buildViewer() {
     glance_ = new FolderGlance(app_, glancePage);
     margins->addWidget(glance_);
     stack_->addWidget(glancePage);
+    stack_->setObjectName(QStringLiteral("previewStage"));
     column->addWidget(stack_, 1);
     caption_ = addLabel("previewCaption", this);
     caption_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -154,7 +156,8 @@ void PreviewPane::buildColumn() {
     column->setContentsMargins(Space::large, Space::large, Space::large, Space::large);
     column->setSpacing(Space::small);
     stack_->setMinimumHeight(typePicture + Space::large);
-    column->addWidget(stack_, 1);
+    column->addWidget(stack_, 3);
+    archive_->layout()->setContentsMargins(0, 0, 0, 0);
     name_ = addLabel("heading", this);
     name_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     column->addWidget(name_);
@@ -163,8 +166,11 @@ void PreviewPane::buildColumn() {
     room->setFrameShape(QFrame::NoFrame);
     room->setWidgetResizable(true);
     room->setWidget(factsView_);
+    // What stands behind the column shows.
+    room->viewport()->setAutoFillBackground(false);
+    factsView_->setAutoFillBackground(false);
     room->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    column->addWidget(room, 1);
+    column->addWidget(room, 2);
 }
 
 QWidget* PreviewPane::content() const {
@@ -173,7 +179,7 @@ QWidget* PreviewPane::content() const {
 }
 
 void PreviewPane::show(const FileEntry& entry) {
-    if (entry_ == entry)
+    if (entry_ == entry && !isGone_)
         return;
     entry_ = entry;
     begin();
@@ -197,6 +203,7 @@ void PreviewPane::clear() {
 }
 
 void PreviewPane::begin() {
+    isGone_ = false;
     reading_.cancel();
     wish_.reset();
     sharpen_.stop();
@@ -207,8 +214,31 @@ void PreviewPane::begin() {
     if (!entry_->isNavigable())
         detailText_ += QStringLiteral(" · ") + ours(entry_->formattedSize());
     showTitle();
+    original_.reset();
     patience_.start(patience);
-    switch (previewSubject(*entry_, app_.services().mediaDecoder.get())) {
+    if (entry_->isSymbolicLink && entry_->availability == FileAvailability::local)
+        followLink();
+    else
+        showSubject();
+}
+
+void PreviewPane::followLink() {
+    reading_ = tasks_.run(
+        TaskLane::reading,
+        [url = entry_->url()](const std::stop_token& stop) { return previewOriginal(url, stop); },
+        [this](FileEntry original) {
+            detailText_ += QStringLiteral(" · ") + shownPath(original.url());
+            facts_.emplace_back(QStringLiteral("Original"), shownPath(original.url()));
+            listingFacts_ = facts_.size();
+            original_ = std::move(original);
+            showTitle();
+            showSubject();
+        },
+        [this](const std::exception_ptr& failure) { showFailure(failure); });
+}
+
+void PreviewPane::showSubject() {
+    switch (previewSubject(subject(), app_.services().mediaDecoder.get())) {
     case PreviewSubject::unreadable:
         return showPlain(QStringLiteral("This item cannot be read."));
     case PreviewSubject::cloud:
@@ -219,7 +249,7 @@ void PreviewPane::begin() {
     case PreviewSubject::folder:
         return glanceAtFolder();
     case PreviewSubject::media:
-        return decode(std::max(canvas_->fittingSide(), smallestSide));
+        return decode(fittingSide());
     case PreviewSubject::archive:
         return readArchive();
     case PreviewSubject::text:
@@ -237,10 +267,23 @@ void PreviewPane::showTitle() {
         bar_->setOpenable(entry_.has_value());
     }
     if (name_) {
-        name_->setText(name_->fontMetrics().elidedText(name, Qt::ElideMiddle, width() - 2 * Space::large));
         name_->setToolTip(name);
         factsView_->setFacts(facts_);
     }
+    elide();
+}
+
+void PreviewPane::elide() {
+    const int room = width() - 2 * Space::large;
+    if (name_)
+        name_->setText(name_->fontMetrics().elidedText(name_->toolTip(), Qt::ElideMiddle, room));
+    if (caption_)
+        caption_->setText(caption_->fontMetrics().elidedText(captionText_, Qt::ElideRight, room));
+}
+
+void PreviewPane::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    elide();
 }
 
 void PreviewPane::showContent(QWidget* content) {
@@ -254,20 +297,19 @@ void PreviewPane::showContent(QWidget* content) {
         QStringList parts;
         for (auto i = listingFacts_; i < facts_.size(); ++i)
             parts << facts_[i].first + QStringLiteral(" ") + facts_[i].second;
-        const auto text = parts.join(QStringLiteral("  ·  "));
-        caption_->setVisible(content == canvas_ && !text.isEmpty());
-        caption_->setText(
-            caption_->fontMetrics().elidedText(text, Qt::ElideRight, width() - 2 * Space::large));
-        caption_->setToolTip(text);
+        captionText_ = parts.join(QStringLiteral("  ·  "));
+        caption_->setVisible(content == canvas_ && !captionText_.isEmpty());
+        caption_->setToolTip(captionText_);
+        elide();
     }
     updateScale();
 }
 
 QPixmap PreviewPane::picture(int size) {
-    if (entry_->isNavigable() && !entry_->isSymbolicLink)
-        return FolderArt::render(app_.services().appearances.appearance(entry_->url()),
+    if (subject().isNavigable() && !subject().isSymbolicLink)
+        return FolderArt::render(app_.services().appearances.appearance(subject().url()),
                                  Theme::shared().appearance(), size, devicePixelRatioF());
-    return icons_.file(*entry_, size, devicePixelRatioF());
+    return icons_.file(subject(), size, devicePixelRatioF());
 }
 
 void PreviewPane::showPlain(const QString& sentence) {
@@ -285,9 +327,11 @@ void PreviewPane::showFailure(const std::exception_ptr& failure) {
 }
 
 void PreviewPane::showGone() {
-    if (!entry_)
+    if (!entry_ || isGone_)
         return;
     reading_.cancel();
+    wish_.reset();
+    isGone_ = true;
     showSign(QStringLiteral("“%1” is no longer there").arg(shown(entry_->name)),
              QStringLiteral("It has been moved, renamed or removed."));
 }
@@ -301,7 +345,7 @@ void PreviewPane::showSign(const QString& title, const QString& text) {
 void PreviewPane::readText() {
     reading_ = tasks_.run(
         TaskLane::reading,
-        [url = entry_->url()](const std::stop_token& stop) { return readPreviewText(url, stop); },
+        [url = subject().url()](const std::stop_token& stop) { return readPreviewText(url, stop); },
         [this](const PreviewText& preview) {
             if (!preview.encoding)
                 return showPlain();
@@ -320,7 +364,7 @@ void PreviewPane::readText() {
 void PreviewPane::readArchive() {
     reading_ = tasks_.run(
         TaskLane::reading,
-        [url = entry_->url()](const std::stop_token& stop) { return readPreviewArchive(url, stop); },
+        [url = subject().url()](const std::stop_token& stop) { return readPreviewArchive(url, stop); },
         [this](const PreviewArchive& archive) {
             archive_->setArchive(archive);
             showContent(archive_);
@@ -330,16 +374,22 @@ void PreviewPane::readArchive() {
 
 void PreviewPane::glanceAtFolder() {
     if (isViewer()) {
-        glance_->setFolder(*entry_);
+        glance_->setFolder(subject());
         return showContent(glance_);
     }
     showPlain();
-    wish_ = app_.services().insights.request(*entry_, [this](const FolderInsight& insight) {
+    wish_ = app_.services().insights.request(subject(), [this](const FolderInsight& insight) {
         facts_.emplace_back(QStringLiteral("Contents"), shown(insight.error.value_or(insight.countLabel())));
         if (!insight.error)
             facts_.emplace_back(QStringLiteral("Scanned size"), ours(insight.sizeLabel()));
         showTitle();
     });
+}
+
+/// The longest side of the place: of the stage, as the canvas itself has none before it is first on it.
+int PreviewPane::fittingSide() const {
+    const int side = std::max({stack_->width(), stack_->height(), smallestSide});
+    return static_cast<int>(std::ceil(side * devicePixelRatioF()));
 }
 
 void PreviewPane::decode(int side) {
@@ -348,7 +398,7 @@ void PreviewPane::decode(int side) {
     reading_ = tasks_.run(
         TaskLane::reading,
         [decoder = app_.services().mediaDecoder,
-         request = MediaRequest{entry_->url(), side, page_}](const std::stop_token& stop) {
+         request = MediaRequest{subject().url(), side, page_}](const std::stop_token& stop) {
             if (stop.stop_requested())
                 throw CancellationError();
             return decoder->decode(request, stop);
@@ -382,9 +432,9 @@ void PreviewPane::showMedia(DecodedMedia media) {
         canvas_->refine(image, natural);
     else
         canvas_->begin(image, natural,
-                       media.pageCount > 0               ? PreviewCanvas::Content::page
-                       : entry_->kind == FileKind::video ? PreviewCanvas::Content::poster
-                                                         : PreviewCanvas::Content::picture);
+                       media.pageCount > 0                 ? PreviewCanvas::Content::page
+                       : subject().kind == FileKind::video ? PreviewCanvas::Content::poster
+                                                           : PreviewCanvas::Content::picture);
     showContent(canvas_);
 }
 

@@ -68,6 +68,7 @@ Q_SIGNALS:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -75,7 +76,12 @@ private:
     void buildViewer();
     void buildColumn();
     void begin();
+    void followLink();
+    void showSubject();
+    /// What is looked at: the entry, or what it leads to.
+    const FileEntry& subject() const { return original_ ? *original_ : *entry_; }
     void showTitle();
+    void elide();
     void showContent(QWidget* content);
     void showPlain(const QString& sentence = {});
     void showSign(const QString& title, const QString& text);
@@ -84,6 +90,7 @@ private:
     void readText();
     void readArchive();
     void glanceAtFolder();
+    int fittingSide() const;
     void decode(int side);
     void showMedia(DecodedMedia media);
     void askForMore();
@@ -106,9 +113,12 @@ private:
     IconCache icons_;
 
     std::optional<FileEntry> entry_;
+    std::optional<FileEntry> original_; ///< of a link, once it is known
+    bool isGone_ = false;
     std::vector<ShownFact> facts_;
     std::size_t listingFacts_ = 0; ///< of facts_, those that the file does not say of itself
     QString detailText_;
+    QString captionText_;
     int page_ = 0;      ///< wanted
     int shownPage_ = 0; ///< of the picture that is there
     int pages_ = 0;     ///< 0: nothing has been decoded yet

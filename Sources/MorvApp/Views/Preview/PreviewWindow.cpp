@@ -145,7 +145,8 @@ void PreviewWindow::closeEvent(QCloseEvent* event) {
     event->accept();
     setWindowState(windowState() & ~Qt::WindowFullScreen);
     pane_->clear();
-    parentWidget()->activateWindow();
+    if (parentWidget()->isVisible())
+        parentWidget()->activateWindow();
 }
 
 } // namespace morv

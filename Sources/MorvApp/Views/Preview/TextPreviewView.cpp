@@ -111,7 +111,7 @@ QMimeData* TextPreviewView::createMimeDataFromSelection() const {
     const auto cursor = textCursor();
     QString text;
     for (auto block = document()->findBlock(cursor.selectionStart());
-         block.isValid() && block.position() < cursor.selectionEnd(); block = block.next()) {
+         block.isValid() && block.position() <= cursor.selectionEnd(); block = block.next()) {
         const bool isFirst = block.contains(cursor.selectionStart());
         if (!isFirst && block.userState() != continues)
             text += QLatin1Char('\n');

@@ -2,6 +2,7 @@
 //
 // Lines without end (a program's output, a minified script) would be shaped as a whole by the text layout; so
 // they are laid out in pieces. Line numbers and what is copied know nothing of the pieces.
+// Nothing is highlighted: Debian 12 has a library for that (KSyntaxHighlighting) for Qt 5 only.
 #pragma once
 
 #include <QPlainTextEdit>

@@ -17,6 +17,7 @@ DataPage::DataPage(MorvServices& services, QWidget* parent)
     folder->setTextFormat(Qt::PlainText);
     folder->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     folder->setWordWrap(true);
+    folder->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     auto* reveal = new QPushButton(QStringLiteral("Show in Morv"), this);
     reveal->setObjectName(QStringLiteral("showData"));
     addRow(QStringLiteral("Folder"), {folder, reveal});

@@ -58,7 +58,7 @@ void GeneralPage::buildWindows() {
 
     hidden_ = addCheck("hiddenFiles", QStringLiteral("Show hidden files"));
     addNote(QStringLiteral("In folders that have no view of their own, from the next time they are opened. "
-                           "Ctrl+H changes it for one folder."));
+                           "Show Hidden Files in the View menu changes it for one folder."));
     connect(hidden_, &QCheckBox::clicked, this,
             [this](bool on) { services_.defaults.setShowsHiddenFiles(on); });
 }

@@ -21,6 +21,7 @@ namespace {
 
 constexpr int longestRetention = 365;
 constexpr int rootsHeight = 96;
+constexpr int fieldHeight = 32;
 
 QString local(const FileURL& url) {
     return QFile::decodeName(QByteArray::fromStdString(url.path()));
@@ -47,6 +48,7 @@ void SuggestionsPage::buildPolicy() {
     days_->setObjectName(QStringLiteral("retentionDays"));
     days_->setRange(0, longestRetention);
     days_->setSpecialValueText(QStringLiteral("without limit"));
+    days_->setMinimumHeight(fieldHeight);
     days_->setSuffix(QStringLiteral(" days"));
     // A number that is being typed is not the number that is meant: a shorter time removes records.
     days_->setKeyboardTracking(false);
@@ -176,7 +178,9 @@ void SuggestionsPage::show() {
     suggests_->setChecked(policy->suggestionsEnabled);
     suggests_->setEnabled(policy->enabled);
     const QSignalBlocker quiet(days_);
-    days_->setValue(static_cast<int>(policy->retentionDays));
+    // What is being typed is not overtaken by an answer to something earlier.
+    if (!days_->hasFocus())
+        days_->setValue(static_cast<int>(policy->retentionDays));
     const int row = excluded_->currentRow();
     excluded_->clear();
     for (const auto& root : policy->excludedRoots)

@@ -16,6 +16,8 @@ namespace morv {
 namespace {
 
 constexpr QSize card{600, 560};
+constexpr int nameWidth = 180;
+constexpr int packageWidth = 220;
 
 struct Library {
     const char* name;
@@ -34,6 +36,12 @@ constexpr std::array libraries = {
     Library{"libuuid", "libuuid1", "BSD-3-clause"},
     Library{"{fmt}", "libfmt9", "MIT"},
     Library{"JSON for Modern C++", "nlohmann-json3-dev", "MIT"},
+    Library{"libvips", "libvips42", "LGPL-2.1"},
+    Library{"Little CMS", "liblcms2-2", "MIT"},
+    Library{"librsvg", "librsvg2-2", "LGPL-2+"},
+    Library{"cairo", "libcairo2", "LGPL-2.1 or MPL-1.1"},
+    Library{"Poppler", "libpoppler-glib8", "GPL-2 or GPL-3"},
+    Library{"FFmpeg", "libavformat59, libavcodec59", "LGPL-2.1+, GPL-2+"},
     Library{"Breeze icons", "breeze-icon-theme", "LGPL-3+"},
     Library{"Inter", "fonts-inter", "OFL-1.1"},
 };
@@ -61,8 +69,8 @@ AboutSheet::AboutSheet(AppModel& app, QWidget* window)
         new QTreeWidgetItem(list, {QString::fromUtf8(library.name), QLatin1String(library.package),
                                    QLatin1String(library.licence)});
     list->header()->setStretchLastSection(true);
-    list->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
-    list->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    list->setColumnWidth(0, nameWidth);
+    list->setColumnWidth(1, packageWidth);
     body()->addWidget(list, 1);
     addText(
         QStringLiteral("The whole licence of a package stands in /usr/share/doc under its name, in the file "

@@ -1,67 +1,102 @@
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
 
-#include "MorvApp/Views/Sheets/RowDelegate.h"
+#include "MorvApp/Views/Sheets/ActivityDetail.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
 #include <QHBoxLayout>
-#include <QHeaderView>
+#include <QIcon>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
-#include <QTreeView>
+#include <QShortcut>
+#include <QStackedWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace morv {
 
 ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
-    : Sheet(QStringLiteral("Activity"), {1120, 680}, Height::full, window), app_(app) {
+    : Sheet(QStringLiteral("Activity & Recovery"), {1160, 760}, Height::full, window), app_(app),
+      receipts_(new ReceiptListModel(app, this)), pages_(new QStackedWidget(this)),
+      tasks_(app.services().pools) {
     app_.services().presentPendingHandoff();
     body()->addWidget(new TrashBand(app_.services(), this));
-    introduction_ = addText(QString());
-    auto* halves = new QHBoxLayout;
+    pages_->addWidget(buildList());
+    pages_->addWidget(buildEmpty());
+    body()->addWidget(pages_, 1);
+    undo_ = addAction(QStringLiteral("Undo"));
+    undo_->setObjectName(QStringLiteral("activityUndo"));
+    stop_ = addAction(QStringLiteral("Cancel Operation"));
+    stop_->setObjectName(QStringLiteral("activityCancel"));
+    addDefault(QStringLiteral("Done"))->setObjectName(QStringLiteral("activityDone"));
+    connectAll();
+    readHandoffs();
+    follow();
+    present(receipts_->rowCount() > 0 ? static_cast<QWidget*>(list_)
+                                      : findChild<QPushButton*>(QStringLiteral("activityDone")));
+}
+
+QWidget* ActivitySheet::buildList() {
+    auto* page = new QWidget(this);
+    auto* halves = new QHBoxLayout(page);
+    halves->setContentsMargins(0, 0, 0, 0);
     halves->setSpacing(Space::large);
-    list_ = new QListView(this);
+    auto* left = new QVBoxLayout;
+    left->setSpacing(Space::small);
+    search_ = new QLineEdit(page);
+    search_->setObjectName(QStringLiteral("activitySearch"));
+    search_->setPlaceholderText(QStringLiteral("Find an operation or a file"));
+    search_->setAccessibleName(QStringLiteral("Find an operation or a file"));
+    search_->setClearButtonEnabled(true);
+    search_->installEventFilter(this);
+    left->addWidget(search_);
+    none_ = new QLabel(QStringLiteral("No matching operations"), page);
+    none_->setObjectName(QStringLiteral("secondary"));
+    none_->setAlignment(Qt::AlignCenter);
+    left->addWidget(none_);
+    list_ = new QListView(page);
     list_->setObjectName(QStringLiteral("activityReceipts"));
     list_->setAccessibleName(QStringLiteral("Operations"));
-    list_->setUniformItemSizes(true);
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list_->setItemDelegate(new ReceiptDelegate(list_));
     list_->setMinimumWidth(240);
-    receipts_ = new ReceiptListModel(app_, this);
     list_->setModel(receipts_);
-    halves->addWidget(list_, 2);
+    left->addWidget(list_, 1);
+    halves->addLayout(left, 2);
+    detail_ = new ActivityDetail(app_, page);
+    halves->addWidget(detail_, 3);
+    return page;
+}
 
-    auto* detail = new QVBoxLayout;
-    detail->setSpacing(Space::small);
-    message_ = new QLabel(this);
-    message_->setObjectName(QStringLiteral("heading"));
-    message_->setTextFormat(Qt::PlainText);
-    message_->setWordWrap(true);
-    detail->addWidget(message_);
-    items_ = new ReceiptItemsModel(this);
-    auto* table = new QTreeView(this);
-    table->setObjectName(QStringLiteral("activityItems"));
-    table->setAccessibleName(QStringLiteral("Items of the operation"));
-    table->setModel(items_);
-    table->setItemDelegate(new RowDelegate(table));
-    table->setRootIsDecorated(false);
-    table->setUniformRowHeights(true);
-    table->setTextElideMode(Qt::ElideMiddle);
-    table->header()->setStretchLastSection(true);
-    table->header()->resizeSection(ReceiptItemsModel::item, 180);
-    table->header()->resizeSection(ReceiptItemsModel::outcome, 160);
-    detail->addWidget(table, 1);
-    halves->addLayout(detail, 3);
-    body()->addLayout(halves, 1);
+QWidget* ActivitySheet::buildEmpty() {
+    auto* page = new QWidget(this);
+    auto* column = new QVBoxLayout(page);
+    column->addStretch(1);
+    auto* symbol = new QLabel(page);
+    symbol->setPixmap(QIcon::fromTheme(QStringLiteral("view-history")).pixmap(64, 64));
+    auto* title = new QLabel(QStringLiteral("Nothing has been changed yet"), page);
+    title->setObjectName(QStringLiteral("title"));
+    auto* sentence = new QLabel(
+        QStringLiteral("Every copy, move, rename and deletion is recorded here and can be undone from here."),
+        page);
+    sentence->setObjectName(QStringLiteral("secondary"));
+    sentence->setWordWrap(true);
+    for (auto* label : {symbol, title, sentence}) {
+        label->setAlignment(Qt::AlignCenter);
+        column->addWidget(label);
+    }
+    column->addStretch(2);
+    return page;
+}
 
-    undo_ = addAction(QStringLiteral("Undo"));
-    undo_->setObjectName(QStringLiteral("activityUndo"));
-    stop_ = addAction(QStringLiteral("Cancel Operation"));
-    auto* done = addDefault(QStringLiteral("Done"));
-    connect(done, &QPushButton::clicked, &app_, &AppModel::closeSheet);
+void ActivitySheet::connectAll() {
+    connect(findChild<QPushButton*>(QStringLiteral("activityDone")), &QPushButton::clicked, &app_,
+            &AppModel::closeSheet);
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);
     connect(stop_, &QPushButton::clicked, this, [this] {
         if (current_)
@@ -71,46 +106,81 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
         if (current_)
             app_.undo(current_);
     });
+    connect(detail_, &ActivityDetail::showRequested, this, &ActivitySheet::show);
+    connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
+        receipts_->setFilter(typedBytes(text));
+        follow();
+    });
+    connect(new QShortcut(QKeySequence::Find, this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut),
+            &QShortcut::activated, this, [this] { search_->setFocus(Qt::ShortcutFocusReason); });
     connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex& index) {
                 if (index.isValid())
-                    current_ = receipts_->receipt(index.row()).id;
+                    current_ = idOf(receipts_->entry(index.row()));
                 showCurrent();
             });
-    const auto follow = [this] {
-        introduction_->setText(receipts_->rowCount() == 0
-                                   ? QStringLiteral("Nothing has been changed yet.")
-                                   : QStringLiteral("Everything that Morv changed, newest first."));
-        const int row = current_ ? receipts_->rowOf(*current_) : -1;
-        if (receipts_->rowCount() > 0)
-            list_->setCurrentIndex(receipts_->index(std::max(row, 0)));
-        showCurrent();
-    };
-    connect(receipts_, &QAbstractItemModel::modelReset, this, follow);
+    connect(receipts_, &QAbstractItemModel::modelReset, this, &ActivitySheet::follow);
     connect(receipts_, &QAbstractItemModel::dataChanged, this, &ActivitySheet::showCurrent);
-    follow();
-    present(list_);
+    connect(&app_.services().trash, &FinderTrashController::messageChanged, this,
+            &ActivitySheet::readHandoffs);
+}
+
+void ActivitySheet::readHandoffs() {
+    tasks_.run(
+        TaskLane::reading,
+        [&engine = app_.services().engine](const std::stop_token& stop) {
+            return engine.externalHistory(stop);
+        },
+        [this](std::vector<SystemOperationReceipt> handoffs) {
+            receipts_->setSystemReceipts(std::move(handoffs));
+        },
+        [this](const std::exception_ptr& failure) {
+            app_.setErrorMessage("Activity couldn’t be loaded: " + sentence(failure));
+        });
+}
+
+void ActivitySheet::follow() {
+    const bool isEmpty = receipts_->rowCount() == 0;
+    pages_->setCurrentIndex(isEmpty && search_->text().isEmpty() ? 1 : 0);
+    none_->setVisible(isEmpty);
+    list_->setVisible(!isEmpty);
+    const int row = current_ ? receipts_->rowOf(*current_) : -1;
+    if (!isEmpty)
+        list_->setCurrentIndex(receipts_->index(std::max(row, 0)));
+    showCurrent();
 }
 
 void ActivitySheet::showCurrent() {
     const int row = current_ ? receipts_->rowOf(*current_) : -1;
-    if (row < 0) {
-        items_->setReceipt(std::nullopt);
-        message_->clear();
-        undo_->setEnabled(false);
-        stop_->hide();
-        return;
+    detail_->setEntry(row < 0 ? std::nullopt : std::optional(receipts_->entry(row)));
+    const auto* receipt = row < 0 ? nullptr : std::get_if<OperationReceipt>(&receipts_->entry(row));
+    undo_->setVisible(receipt != nullptr);
+    undo_->setEnabled(receipt && receipt->canUndo());
+    undo_->setToolTip(receipt ? whyNoUndo(*receipt) : QString());
+    stop_->setVisible(receipt && receipt->isActive());
+}
+
+void ActivitySheet::show(const FileURL& item) {
+    // A copy: closing the sheet ends what named it.
+    const auto wanted = item;
+    auto& app = app_;
+    app.closeSheet();
+    app.reveal(wanted);
+}
+
+bool ActivitySheet::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == search_ && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if ((key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Down) && list_->isVisible()) {
+            list_->setFocus(Qt::OtherFocusReason);
+            return true;
+        }
+        if (key == Qt::Key_Escape && !search_->text().isEmpty()) {
+            search_->clear();
+            return true;
+        }
     }
-    const auto& receipt = receipts_->receipt(row);
-    items_->setReceipt(receipt);
-    message_->setText(receipt.message && !receipt.message->empty()
-                          ? shown(*receipt.message)
-                          : QStringLiteral("%1 · %2 of %3")
-                                .arg(shownOutcome(receipt.status))
-                                .arg(receipt.succeededCount())
-                                .arg(shownCount(receipt.items.size())));
-    undo_->setEnabled(receipt.canUndo());
-    stop_->setVisible(receipt.isActive());
+    return Sheet::eventFilter(watched, event);
 }
 
 } // namespace morv

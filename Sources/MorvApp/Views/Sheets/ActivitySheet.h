@@ -1,12 +1,18 @@
-// The receipts of everything that Morv did, each item's outcome, and what can be undone. Main thread.
+// Everything that Morv did and handed to the system, by day, each item's outcome and place, and what can be
+// undone or cancelled. Main thread.
 #pragma once
 
+#include "MorvApp/Model/TaskScope.h"
 #include "MorvApp/Views/Sheets/ReceiptModels.h"
 #include "MorvApp/Views/Sheets/Sheet.h"
 
+class QLineEdit;
 class QListView;
+class QStackedWidget;
 
 namespace morv {
+
+class ActivityDetail;
 
 class ActivitySheet : public Sheet {
     Q_OBJECT
@@ -14,18 +20,30 @@ class ActivitySheet : public Sheet {
 public:
     ActivitySheet(AppModel& app, QWidget* window);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    QWidget* buildList();
+    QWidget* buildEmpty();
+    void connectAll();
+    void readHandoffs();
+    /// Keeps the receipt that is shown while it is in the list.
+    void follow();
     void showCurrent();
+    void show(const FileURL& item);
 
     AppModel& app_;
     ReceiptListModel* receipts_;
-    ReceiptItemsModel* items_;
-    QLabel* introduction_;
-    QListView* list_;
-    QLabel* message_;
-    QPushButton* undo_;
-    QPushButton* stop_;
+    QStackedWidget* pages_;
+    QLineEdit* search_ = nullptr;
+    QListView* list_ = nullptr;
+    QLabel* none_ = nullptr;
+    ActivityDetail* detail_ = nullptr;
+    QPushButton* undo_ = nullptr;
+    QPushButton* stop_ = nullptr;
     std::optional<UUID> current_;
+    TaskScope tasks_;
 };
 
 } // namespace morv

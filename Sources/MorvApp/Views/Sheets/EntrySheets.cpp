@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 
 #include "MorvApp/Views/Theme/Text.h"
+#include "MorvCore/Operations/OperationFiles.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -13,6 +14,16 @@ namespace {
 
 constexpr QSize smallCard{440, 320};
 
+/// The engine's own sentence; empty for a name that a file may have.
+QString whyForbidden(const std::string& name) {
+    try {
+        OperationFiles::validateName(name);
+        return {};
+    } catch (const FileOperationError& error) {
+        return ours(error.what());
+    }
+}
+
 } // namespace
 
 NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
@@ -24,10 +35,17 @@ NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
     name->setObjectName(QStringLiteral("newFolderName"));
     name->setAccessibleName(QStringLiteral("Name"));
     body()->addWidget(name);
+    auto* refusal = addText(QString(), "warning");
+    refusal->hide();
     addCancel(QStringLiteral("Cancel"));
     auto* create = addDefault(QStringLiteral("Create"));
-    connect(name, &QLineEdit::textChanged, create,
-            [create](const QString& text) { create->setEnabled(!text.isEmpty()); });
+    connect(name, &QLineEdit::textChanged, create, [create, refusal](const QString& text) {
+        const auto why = whyForbidden(typedBytes(text));
+        create->setEnabled(why.isEmpty());
+        // That a name is missing is plain.
+        refusal->setText(why);
+        refusal->setVisible(!why.isEmpty() && !text.isEmpty());
+    });
     connect(this, &Sheet::cancelled, &app, &AppModel::closeSheet);
     connect(create, &QPushButton::clicked, &app, [&app, name, parent] {
         const auto typed = typedBytes(name->text());

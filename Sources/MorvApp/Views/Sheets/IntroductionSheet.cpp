@@ -16,7 +16,7 @@ namespace morv {
 
 namespace {
 
-constexpr QSize card{600, 540};
+constexpr QSize card{600, 500};
 
 struct Panel {
     IntroductionScene scene;

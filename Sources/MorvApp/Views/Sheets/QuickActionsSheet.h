@@ -1,14 +1,14 @@
-// The command palette: a field and the actions whose titles contain what is typed. Main thread.
+// The command palette: a field, the actions whose titles contain what is typed and, once something is typed, every
+// other command of the window by its title. Main thread.
 #pragma once
 
 #include "MorvApp/Model/FileManagerCommands.h"
 #include "MorvApp/Views/Sheets/Sheet.h"
 
-#include <vector>
-
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QListWidgetItem;
 
 namespace morv {
 
@@ -25,6 +25,10 @@ protected:
 
 private:
     void filter(const QString& query);
+    void addHeading(const QString& text);
+    QListWidgetItem* addRow(FileCommand command, const QString& title, const QIcon& icon);
+    /// Past headings and what cannot run now; wraps at both ends.
+    void step(int by);
     /// Closes the sheet first: the action may open another.
     void runCurrent();
 
@@ -32,7 +36,6 @@ private:
     QLineEdit* field_;
     QListWidget* list_;
     QLabel* none_;
-    std::vector<QuickAction> shown_;
 };
 
 } // namespace morv

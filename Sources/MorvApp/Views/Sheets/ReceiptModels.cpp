@@ -2,13 +2,22 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvCore/Foundation/TextSearch.h"
 
+#include <QDateTime>
+#include <QIcon>
+#include <QLocale>
 #include <QPainter>
 #include <algorithm>
 
 namespace morv {
 
 namespace {
+
+constexpr int dayHeight = 30;
+constexpr int symbolSize = 20;
+/// Of a name that is longer than any file system allows, the search looks at the beginning.
+constexpr std::size_t searchedBytes = 8192;
 
 QColor colourOf(OperationStatus status) {
     const auto& colours = Theme::shared().colours();
@@ -30,19 +39,82 @@ QColor colourOf(OperationStatus status) {
     return colours.secondaryText;
 }
 
+const char* symbolOf(OperationKind kind) {
+    switch (kind) {
+    case OperationKind::copy:
+        return "edit-copy";
+    case OperationKind::move:
+        return "transform-move";
+    case OperationKind::rename:
+        return "edit-rename";
+    case OperationKind::duplicate:
+        return "edit-duplicate";
+    case OperationKind::trash:
+        return "user-trash";
+    case OperationKind::newFolder:
+        return "folder-new";
+    case OperationKind::alias:
+        return "insert-link";
+    case OperationKind::tags:
+        return "tag";
+    case OperationKind::compressZIP:
+        return "archive-insert";
+    case OperationKind::extractZIP:
+        return "archive-extract";
+    }
+    return "";
+}
+
 const std::optional<FileURL>& subject(const OperationItemResult& result) {
     return result.source ? result.source : result.destination;
 }
 
-QString titleOf(const OperationReceipt& receipt) {
-    auto title = ours(displayName(receipt.kind));
-    if (receipt.items.size() == 1 && subject(receipt.items[0]))
-        return title + QStringLiteral(" “") + shown(subject(receipt.items[0])->lastComponent()) +
-               QStringLiteral("”");
-    return title + QStringLiteral(" · ") + shownCount(receipt.items.size());
+QDate dayOf(const ActivityEntry& entry) {
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(startOf(entry).unixSeconds() * 1000)).date();
+}
+
+QString shownDay(const QDate& day) {
+    const auto days = day.daysTo(QDate::currentDate());
+    if (days == 0)
+        return QStringLiteral("Today");
+    if (days == 1)
+        return QStringLiteral("Yesterday");
+    return QLocale().toString(day, QStringLiteral("dddd d MMMM yyyy"));
+}
+
+QString shownTime(const Date& date) {
+    const auto moment = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date.unixSeconds() * 1000));
+    return QLocale().toString(moment.time(), QStringLiteral("HH:mm"));
+}
+
+QString statusOf(const ActivityEntry& entry) {
+    if (const auto* receipt = std::get_if<OperationReceipt>(&entry))
+        return shownOutcome(receipt->status);
+    return shownOutcome(std::get<SystemOperationReceipt>(entry).status);
 }
 
 } // namespace
+
+UUID idOf(const ActivityEntry& entry) {
+    return std::visit([](const auto& receipt) { return receipt.id; }, entry);
+}
+
+Date startOf(const ActivityEntry& entry) {
+    if (const auto* receipt = std::get_if<OperationReceipt>(&entry))
+        return receipt->startedAt;
+    return std::get<SystemOperationReceipt>(entry).createdAt;
+}
+
+QString titleOf(const ActivityEntry& entry) {
+    const auto* receipt = std::get_if<OperationReceipt>(&entry);
+    if (!receipt)
+        return shownBriefly(std::get<SystemOperationReceipt>(entry).label);
+    auto title = ours(displayName(receipt->kind));
+    if (receipt->items.size() == 1 && subject(receipt->items[0]))
+        return title + QStringLiteral(" “") + shownBriefly(subject(receipt->items[0])->lastComponent()) +
+               QStringLiteral("”");
+    return title + QStringLiteral(" · ") + shownCount(receipt->items.size());
+}
 
 QString shownOutcome(OperationStatus status) {
     switch (status) {
@@ -86,46 +158,113 @@ QString shownOutcome(OperationItemStatus status) {
     return {};
 }
 
-ReceiptListModel::ReceiptListModel(AppModel& app, QObject* parent)
-    : QAbstractListModel(parent), app_(app), receipts_(app.receipts()) {
+QString shownOutcome(SystemOperationStatus status) {
+    switch (status) {
+    case SystemOperationStatus::pending:
+        return QStringLiteral("Handed over");
+    case SystemOperationStatus::outcomeRecorded:
+        return QStringLiteral("Outcome recorded");
+    case SystemOperationStatus::requiresReview:
+        return QStringLiteral("Needs review");
+    }
+    return {};
+}
+
+ReceiptListModel::ReceiptListModel(AppModel& app, QObject* parent) : QAbstractListModel(parent), app_(app) {
     connect(&app_, &AppModel::receiptsChanged, this, &ReceiptListModel::update);
+    update();
+}
+
+void ReceiptListModel::setSystemReceipts(std::vector<SystemOperationReceipt> receipts) {
+    system_ = std::move(receipts);
+    update();
+}
+
+void ReceiptListModel::setFilter(const std::string& query) {
+    query_ = query;
+    found_.clear();
+    update();
+}
+
+bool ReceiptListModel::isFound(const OperationReceipt& receipt) {
+    if (query_.empty())
+        return true;
+    const auto [known, isNew] = found_.try_emplace(receipt.id, false);
+    if (!isNew)
+        return known->second;
+    TextSearch search(query_);
+    const auto matches = [&](const std::optional<FileURL>& url) {
+        return url && search.isFoundIn(std::string_view(url->path()).substr(0, searchedBytes));
+    };
+    known->second = search.isFoundIn(displayName(receipt.kind)) ||
+                    search.isFoundIn(typedBytes(shownOutcome(receipt.status))) ||
+                    (receipt.message && search.isFoundIn(*receipt.message)) ||
+                    std::any_of(receipt.items.begin(), receipt.items.end(), [&](const auto& result) {
+                        return matches(result.source) || matches(result.destination);
+                    });
+    return known->second;
 }
 
 void ReceiptListModel::update() {
-    const auto& now = app_.receipts();
-    const bool sameRows =
-        std::ranges::equal(now, receipts_, {}, &OperationReceipt::id, &OperationReceipt::id);
+    std::vector<ActivityEntry> now;
+    for (const auto& receipt : app_.receipts())
+        if (isFound(receipt))
+            now.emplace_back(receipt);
+    TextSearch search(query_);
+    for (const auto& receipt : system_)
+        if (search.isFoundIn(receipt.label))
+            now.emplace_back(receipt);
+    std::ranges::stable_sort(
+        now, [](const ActivityEntry& a, const ActivityEntry& b) { return startOf(a) > startOf(b); });
+    const bool sameRows = std::ranges::equal(now, entries_, {}, idOf, idOf);
     if (sameRows) {
-        receipts_ = now;
-        if (!receipts_.empty())
-            Q_EMIT dataChanged(index(0), index(static_cast<int>(receipts_.size()) - 1));
+        entries_ = std::move(now);
+        if (!entries_.empty())
+            Q_EMIT dataChanged(index(0), index(static_cast<int>(entries_.size()) - 1));
         return;
     }
     beginResetModel();
-    receipts_ = now;
+    entries_ = std::move(now);
     endResetModel();
 }
 
 int ReceiptListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(receipts_.size());
+    return parent.isValid() ? 0 : static_cast<int>(entries_.size());
 }
 
 int ReceiptListModel::rowOf(const UUID& id) const {
-    const auto found = std::ranges::find(receipts_, id, &OperationReceipt::id);
-    return found == receipts_.end() ? -1 : static_cast<int>(found - receipts_.begin());
+    const auto found = std::ranges::find(entries_, id, idOf);
+    return found == entries_.end() ? -1 : static_cast<int>(found - entries_.begin());
 }
 
 QVariant ReceiptListModel::data(const QModelIndex& index, int role) const {
-    const auto& entry = receipt(index.row());
-    if (role == Qt::DisplayRole)
-        return titleOf(entry);
-    if (role == Qt::ForegroundRole)
-        return colourOf(entry.status);
-    if (role == Qt::StatusTipRole)
-        return shownOutcome(entry.status) + QStringLiteral(" · ") + shownDate(entry.startedAt);
-    if (role == Qt::AccessibleTextRole)
-        return titleOf(entry) + QStringLiteral(", ") + shownOutcome(entry.status);
-    return {};
+    const auto& shown = entry(index.row());
+    const auto* receipt = std::get_if<OperationReceipt>(&shown);
+    switch (role) {
+    case Qt::DisplayRole:
+        return titleOf(shown);
+    case Qt::ToolTipRole:
+        return titleOf(shown);
+    case Qt::DecorationRole:
+        return QIcon::fromTheme(QLatin1String(receipt ? symbolOf(receipt->kind) : "trash-empty"));
+    case statusColourRole:
+        if (receipt)
+            return colourOf(receipt->status);
+        return std::get<SystemOperationReceipt>(shown).status == SystemOperationStatus::outcomeRecorded
+                   ? Theme::shared().colours().secondaryText
+                   : Theme::shared().colours().warning;
+    case subtitleRole:
+        return statusOf(shown) + QStringLiteral(" · ") + shownTime(startOf(shown));
+    case dayRole:
+        if (index.row() > 0 && dayOf(entry(index.row() - 1)) == dayOf(shown))
+            return {};
+        return shownDay(dayOf(shown));
+    case Qt::AccessibleTextRole:
+        return titleOf(shown) + QStringLiteral(", ") + statusOf(shown) + QStringLiteral(", ") +
+               shownDay(dayOf(shown));
+    default:
+        return {};
+    }
 }
 
 void ReceiptDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -133,29 +272,49 @@ void ReceiptDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     const auto& colours = Theme::shared().colours();
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
-    const auto area = option.rect.adjusted(4, 2, -4, -2);
-    if (option.state.testFlag(QStyle::State_Selected)) {
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(colours.selection);
-        painter->drawRoundedRect(area, Space::radius, Space::radius);
+    auto area = option.rect;
+    if (const auto day = index.data(ReceiptListModel::dayRole).toString(); !day.isEmpty()) {
+        auto font = option.font;
+        font.setWeight(QFont::DemiBold);
+        painter->setFont(font);
+        painter->setPen(colours.secondaryText);
+        painter->drawText(
+            QRect(area.left() + Space::medium, area.top(), area.width() - 2 * Space::medium, dayHeight),
+            Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, day);
+        painter->setFont(option.font);
+        area.setTop(area.top() + dayHeight);
     }
-    painter->setPen(Qt::NoPen);
-    painter->setBrush(index.data(Qt::ForegroundRole).value<QColor>());
-    painter->drawEllipse(QPointF(area.left() + 14, area.top() + area.height() / 2.0), 4, 4);
-    const QRect text = area.adjusted(28, 6, -Space::small, -6);
+    area.adjust(4, 2, -4, -2);
+    if (option.state.testFlag(QStyle::State_Selected)) {
+        const bool hasKeyboard = option.state.testFlag(QStyle::State_HasFocus);
+        painter->setPen(hasKeyboard ? QPen(colours.accent, 1.5) : QPen(Qt::NoPen));
+        painter->setBrush(hasKeyboard ? colours.selection : colours.quietSelection);
+        painter->drawRoundedRect(QRectF(area).adjusted(0.75, 0.75, -0.75, -0.75), Space::radius,
+                                 Space::radius);
+    }
+    const QRect symbol(area.left() + Space::small, area.top() + (area.height() - symbolSize) / 2, symbolSize,
+                       symbolSize);
+    index.data(Qt::DecorationRole).value<QIcon>().paint(painter, symbol);
+    const auto status = index.data(ReceiptListModel::statusColourRole).value<QColor>();
+    const QRect text = area.adjusted(symbolSize + Space::large + 2, 6, -Space::small, -6);
     const auto metrics = option.fontMetrics;
     painter->setPen(colours.text);
     painter->drawText(text, Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine,
                       metrics.elidedText(index.data().toString(), Qt::ElideMiddle, text.width()));
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(status);
+    painter->drawEllipse(QPointF(text.left() + 4, text.bottom() - metrics.height() / 2.0 + 1), 3.5, 3.5);
     painter->setPen(colours.secondaryText);
-    painter->drawText(
-        text, Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
-        metrics.elidedText(index.data(Qt::StatusTipRole).toString(), Qt::ElideRight, text.width()));
+    const auto second = text.adjusted(Space::medium + 2, 0, 0, 0);
+    painter->drawText(second, Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
+                      metrics.elidedText(index.data(ReceiptListModel::subtitleRole).toString(),
+                                         Qt::ElideRight, second.width()));
     painter->restore();
 }
 
-QSize ReceiptDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
-    return {200, 2 * option.fontMetrics.height() + 22};
+QSize ReceiptDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const bool beginsDay = !index.data(ReceiptListModel::dayRole).toString().isEmpty();
+    return {200, 2 * option.fontMetrics.height() + 22 + (beginsDay ? dayHeight : 0)};
 }
 
 void ReceiptItemsModel::setReceipt(std::optional<OperationReceipt> receipt) {
@@ -172,36 +331,45 @@ void ReceiptItemsModel::setReceipt(std::optional<OperationReceipt> receipt) {
     endResetModel();
 }
 
+const OperationItemResult* ReceiptItemsModel::result(const QModelIndex& index) const {
+    if (!index.isValid() || index.row() >= rowCount())
+        return nullptr;
+    return &receipt_->items[static_cast<std::size_t>(index.row())];
+}
+
 int ReceiptItemsModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() || !receipt_ ? 0 : static_cast<int>(receipt_->items.size());
 }
 
 int ReceiptItemsModel::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : 3;
+    return parent.isValid() ? 0 : static_cast<int>(columns);
 }
 
 QVariant ReceiptItemsModel::data(const QModelIndex& index, int role) const {
-    const auto& result = receipt_->items[static_cast<std::size_t>(index.row())];
-    if (role == Qt::ForegroundRole && index.column() == outcome &&
-        result.status == OperationItemStatus::failed)
-        return Theme::shared().colours().failure;
+    const auto& shownItem = *result(index);
+    if (role == Qt::ForegroundRole) {
+        const auto& colours = Theme::shared().colours();
+        if (index.column() == outcome && shownItem.status == OperationItemStatus::failed)
+            return colours.failure;
+        return index.column() == item ? QVariant() : QVariant(colours.secondaryText);
+    }
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
         return {};
     switch (index.column()) {
     case item:
-        if (!subject(result))
+        if (!subject(shownItem))
             return {};
-        return role == Qt::ToolTipRole ? shown(subject(result)->path())
-                                       : shown(subject(result)->lastComponent());
+        return role == Qt::ToolTipRole ? shownBriefly(subject(shownItem)->path())
+                                       : shownBriefly(subject(shownItem)->lastComponent());
     case outcome:
-        return shownOutcome(result.status) +
-               (result.error ? QStringLiteral(" · ") + shown(*result.error) : QString());
+        return shownOutcome(shownItem.status) +
+               (shownItem.error ? QStringLiteral(" · ") + shownBriefly(*shownItem.error) : QString());
     default:
-        if (result.recoveryURL)
-            return shownPath(*result.recoveryURL);
-        if (result.stagingURL)
-            return shownPath(*result.stagingURL);
-        return result.destination ? shownPath(*result.destination) : QString();
+        if (shownItem.stagingURL)
+            return QStringLiteral("Staging: ") + shownPathBriefly(*shownItem.stagingURL);
+        if (shownItem.recoveryURL)
+            return QStringLiteral("In Trash: ") + shownPathBriefly(*shownItem.recoveryURL);
+        return shownItem.destination ? shownPathBriefly(*shownItem.destination) : QString();
     }
 }
 

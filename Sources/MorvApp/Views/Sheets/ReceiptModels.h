@@ -1,5 +1,5 @@
-// Receipts and the items of one receipt for list views; nothing is made for a line that is not visible.
-// Main thread.
+// What Morv did and what it handed to the system, and the items of one operation, for list views; nothing is
+// made for a line that is not visible. Main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
@@ -7,30 +7,52 @@
 #include <QAbstractTableModel>
 #include <QStyledItemDelegate>
 #include <optional>
+#include <unordered_map>
+#include <variant>
 
 namespace morv {
 
-/// The Activity list of a window; follows it, and keeps rows of receipts that only changed.
+using ActivityEntry = std::variant<OperationReceipt, SystemOperationReceipt>;
+
+UUID idOf(const ActivityEntry& entry);
+Date startOf(const ActivityEntry& entry);
+
+/// The Activity list of a window, newest first; follows it, and keeps rows of receipts that only changed.
 class ReceiptListModel : public QAbstractListModel {
     Q_OBJECT
 
 public:
+    enum Role {
+        subtitleRole = Qt::UserRole, ///< how and when it ended
+        dayRole,                     ///< the day, where it is another than that of the row above
+        statusColourRole,
+    };
+
     explicit ReceiptListModel(AppModel& app, QObject* parent = nullptr);
+
+    /// Handoffs stand among the operations.
+    void setSystemReceipts(std::vector<SystemOperationReceipt> receipts);
+    /// Shows those whose kind, message, or an item's name or path contains `query`.
+    void setFilter(const std::string& query);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
-    const OperationReceipt& receipt(int row) const { return receipts_[static_cast<std::size_t>(row)]; }
+    const ActivityEntry& entry(int row) const { return entries_[static_cast<std::size_t>(row)]; }
     /// -1 when there is none.
     int rowOf(const UUID& id) const;
 
 private:
     void update();
+    bool isFound(const OperationReceipt& receipt);
 
     AppModel& app_;
-    std::vector<OperationReceipt> receipts_; ///< copies share their items
+    std::vector<SystemOperationReceipt> system_;
+    std::string query_;
+    std::unordered_map<UUID, bool> found_; ///< by the present query; sources never change
+    std::vector<ActivityEntry> entries_;   ///< copies share their items
 };
 
-/// Two lines a receipt: what it was, and when and how it ended.
+/// Two lines a receipt: what it was, and when and how it ended. The first of a day stands under its name.
 class ReceiptDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
@@ -45,10 +67,12 @@ class ReceiptItemsModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Column { item, outcome, place };
+    enum Column { item, outcome, place, columns };
     using QAbstractTableModel::QAbstractTableModel;
 
     void setReceipt(std::optional<OperationReceipt> receipt);
+    /// Null for no valid row.
+    const OperationItemResult* result(const QModelIndex& index) const;
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -61,5 +85,8 @@ private:
 /// "Completed", "Copied, original kept", "Failed".
 QString shownOutcome(OperationStatus status);
 QString shownOutcome(OperationItemStatus status);
+QString shownOutcome(SystemOperationStatus status);
+/// "Copy “report.pdf”", "Move · 12 items".
+QString titleOf(const ActivityEntry& entry);
 
 } // namespace morv

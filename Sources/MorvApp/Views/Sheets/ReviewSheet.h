@@ -6,6 +6,12 @@
 #include "MorvApp/Views/Sheets/PlanModel.h"
 #include "MorvApp/Views/Sheets/Sheet.h"
 
+#include <map>
+
+class QCheckBox;
+class QLineEdit;
+class QTreeView;
+
 namespace morv {
 
 class ReviewSheet : public Sheet {
@@ -16,14 +22,30 @@ public:
 
     const UUID& planID() const { return plan_.id; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void addWarnings();
+    void addSearch();
+    void addTable();
+    void filter();
+    /// Groups as the user left them; at first those of a large plan are closed, so that all of them are seen.
+    void expandGroups();
+    void toggleSelected();
     void updateTotals();
 
     AppModel& app_;
     const FileOperationPlan plan_;
     PlanModel* items_;
-    QLabel* totals_;
-    QPushButton* confirm_;
+    QLineEdit* search_ = nullptr;
+    QCheckBox* onlyWarnings_ = nullptr;
+    QLabel* found_ = nullptr;
+    QTreeView* table_ = nullptr;
+    QLabel* totals_ = nullptr;
+    QPushButton* confirm_ = nullptr;
+    std::map<int, bool> chosen_; ///< groups that the user opened or closed
+    bool isFilling_ = false;
 };
 
 } // namespace morv

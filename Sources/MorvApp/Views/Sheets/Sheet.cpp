@@ -42,6 +42,7 @@ Sheet::Sheet(const QString& title, QSize largest, Height height, QWidget* window
     buttons_->addStretch(1);
     column->addLayout(buttons_);
     window->installEventFilter(this);
+    card_->installEventFilter(this);
 }
 
 void Sheet::leave() {
@@ -103,6 +104,8 @@ void Sheet::arrive() {
         place();
         update();
     });
+    arrival_ = 0;
+    place();
     arrival->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
@@ -155,7 +158,10 @@ void Sheet::keyPressEvent(QKeyEvent* event) {
 void Sheet::mousePressEvent(QMouseEvent*) {}
 
 bool Sheet::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == parentWidget() && event->type() == QEvent::Resize)
+    // A card that fits what it holds follows what it holds.
+    const bool grows =
+        watched == card_ && event->type() == QEvent::LayoutRequest && height_ == Height::fitting;
+    if (grows || (watched == parentWidget() && event->type() == QEvent::Resize))
         place();
     return QWidget::eventFilter(watched, event);
 }

@@ -1,201 +1,224 @@
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 
+#include "MorvApp/Views/Drag/DropArea.h"
+#include "MorvApp/Views/Sidebar/SidebarDelegate.h"
+#include "MorvApp/Views/Theme/PlaceSymbols.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
-#include "MorvApp/Views/Workspaces/WorkspaceColours.h"
-#include "MorvCore/Platform/UserFolders.h"
+#include "MorvCore/Foundation/ByteCount.h"
 
-#include <QContextMenuEvent>
+#include <QHeaderView>
 #include <QKeyEvent>
-#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
 #include <QScrollBar>
-#include <algorithm>
-#include <array>
-#include <utility>
+#include <QToolButton>
 
 namespace morv {
 
 namespace {
 
-constexpr int kindRole = Qt::UserRole;
-constexpr int placeRole = Qt::UserRole + 1; ///< the path's bytes, or the search's id
-constexpr int placeHeight = 30;
-constexpr int headingHeight = 34;
-
-/// The icon theme's name for a folder that the desktop knows, else a plain folder.
-QString iconOf(const FileURL& place) {
-    if (place == homeFolder())
-        return QStringLiteral("user-home");
-    constexpr std::array<std::pair<UserFolder, const char*>, 6> known{
-        {{UserFolder::desktop, "user-desktop"},
-         {UserFolder::documents, "folder-documents"},
-         {UserFolder::downloads, "folder-downloads"},
-         {UserFolder::music, "folder-music"},
-         {UserFolder::pictures, "folder-pictures"},
-         {UserFolder::videos, "folder-videos"}}};
-    for (const auto& [folder, icon] : known)
-        if (const auto url = userFolder(folder); url && url->asFolder() == place.asFolder())
-            return QLatin1String(icon);
-    return QStringLiteral("folder");
-}
+constexpr int rowRole = Qt::UserRole; ///< an index; -1 for a heading
+constexpr int ejectSide = 24;
 
 } // namespace
 
-Sidebar::Sidebar(AppModel& app, QWidget* parent) : QTreeWidget(parent), app_(app) {
-    setObjectName(QStringLiteral("sidebar"));
+Sidebar::Sidebar(AppModel& app, Form form, QWidget* parent) : QTreeWidget(parent), app_(app), form_(form) {
+    setObjectName(form == Form::full ? QStringLiteral("sidebar") : QStringLiteral("sidebarRail"));
     setAccessibleName(QStringLiteral("Places"));
     setHeaderHidden(true);
     setRootIsDecorated(false);
     setIndentation(0);
     setFrameShape(QFrame::NoFrame);
-    setTextElideMode(Qt::ElideMiddle);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setIconSize({16, 16});
-    connect(&app_.library(), &FileLibrary::favouritesChanged, this, &Sidebar::fill);
-    connect(&app_.library(), &FileLibrary::savedSearchesChanged, this, &Sidebar::fill);
-    connect(&app_.library(), &FileLibrary::workspaceListChanged, this, &Sidebar::fill);
-    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &Sidebar::markLocation);
-    if (auto* volumes = app_.volumes())
-        connect(volumes, &VolumeSource::listsChanged, this, &Sidebar::fill);
-    connect(&Theme::shared(), &Theme::changed, this, &Sidebar::fill);
-    connect(&app_, &AppModel::activePaneChanged, this, &Sidebar::markLocation);
-    connect(&app_, &AppModel::activePaneUpdated, this, &Sidebar::markLocation);
-    connect(this, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) { open(*item); });
-    connect(this, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) { open(*item); });
+    if (form == Form::rail) {
+        setFixedWidth(railWidth);
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        // Else the one column is wider than what can be seen of it, and its middle lies outside.
+        header()->setMinimumSectionSize(1);
+    }
+    setVerticalScrollMode(ScrollPerPixel);
+    setMouseTracking(true);
+    setItemDelegate(new SidebarDelegate(*this));
+    closed_ = app.services().defaults.closedSidebarSections();
+    buildEject();
+    acceptFiles();
+    follow();
     fill();
 }
 
-QTreeWidgetItem* Sidebar::addHeading(const QString& title) {
-    auto* item = addRow(Row::heading, title, {});
-    item->setFlags(Qt::NoItemFlags);
-    item->setSizeHint(0, QSize(0, headingHeight));
-    item->setForeground(0, Theme::shared().colours().secondaryText);
-    auto small = font();
-    small.setPointSizeF(small.pointSizeF() * 0.9);
-    small.setWeight(QFont::DemiBold);
-    item->setFont(0, small);
-    item->setTextAlignment(0, Qt::AlignLeft | Qt::AlignBottom);
-    return item;
+void Sidebar::follow() {
+    connect(&app_.library(), &FileLibrary::favouritesChanged, this, &Sidebar::fill);
+    connect(&app_.library(), &FileLibrary::savedSearchesChanged, this, &Sidebar::fill);
+    connect(&app_.library(), &FileLibrary::workspaceListChanged, this, &Sidebar::fill);
+    connect(&app_.services().tags, &TagsInUse::changed, this, &Sidebar::fill);
+    if (auto* volumes = app_.volumes())
+        connect(volumes, &VolumeSource::listsChanged, this, [this] {
+            fill();
+            askForSpaces();
+        });
+    connect(&Theme::shared(), &Theme::changed, this, [this] {
+        eject_->setIcon(placeIcon("eject", Theme::shared().colours().text));
+        fill();
+    });
+    connect(&app_.services().spaces, &VolumeSpaces::changed, this, &Sidebar::showSpaces);
+    connect(&app_, &AppModel::fileSnapshotRevisionChanged, this, &Sidebar::askForSpaces);
+    connect(&app_, &AppModel::ejectingChanged, this, [this] {
+        placeEject();
+        viewport()->update();
+    });
+    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &Sidebar::markLocation);
+    connect(&app_, &AppModel::activePaneChanged, this, &Sidebar::markLocation);
+    connect(&app_, &AppModel::activePaneUpdated, this, &Sidebar::markLocation);
+    connect(this, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) { open(*item); });
+    connect(this, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
+        // A click has toggled it already where one click activates.
+        if (rowOf(*item))
+            open(*item);
+    });
 }
 
-QTreeWidgetItem* Sidebar::addRow(Row kind, const QString& title, const QString& icon) {
-    auto* item = new QTreeWidgetItem(this, {title});
-    item->setData(0, kindRole, static_cast<int>(kind));
-    item->setSizeHint(0, QSize(0, placeHeight));
-    if (!icon.isEmpty())
-        item->setIcon(0, QIcon::fromTheme(icon, QIcon::fromTheme(QStringLiteral("folder"))));
-    return item;
+// What is shown.
+
+void Sidebar::addHeading(std::string_view title) {
+    auto* item = new QTreeWidgetItem(this, {ours(title)});
+    item->setData(0, rowRole, -1);
+    const bool isGap = title.empty() || form_ == Form::rail;
+    item->setFlags(isGap ? Qt::NoItemFlags : Qt::ItemIsEnabled);
+    item->setSizeHint(0, QSize(0, isGap ? SidebarDelegate::gapHeight : SidebarDelegate::headingHeight));
+    if (!isGap)
+        item->setData(0, Qt::AccessibleTextRole,
+                      ours(title) + (isClosed(*item) ? QStringLiteral(", closed section")
+                                                     : QStringLiteral(", section")));
 }
 
-void Sidebar::addPlace(Row kind, const QString& title, const QString& icon, const FileURL& place) {
-    auto* item = addRow(kind, title, icon);
-    item->setData(0, placeRole, QByteArray::fromStdString(place.path()));
-    item->setToolTip(0, shown(place.path()));
+void Sidebar::addRow(const SidebarRow& row) {
+    rows_.push_back(row);
+    auto* item = new QTreeWidgetItem(this, {ours(row.title)});
+    item->setData(0, rowRole, static_cast<int>(rows_.size()) - 1);
+    item->setSizeHint(
+        0, QSize(0, form_ == Form::rail ? SidebarDelegate::railHeight : SidebarDelegate::rowHeight));
+    item->setToolTip(0, form_ == Form::rail && row.title != row.tip
+                            ? ours(row.title) + QLatin1Char('\n') + ours(row.tip)
+                            : ours(row.tip));
 }
 
 void Sidebar::fill() {
+    if (!isVisible())
+        return;
     // It is filled again whenever the window comes forward: whoever is in it stays where he was.
-    const auto* current = hasFocus() ? currentItem() : nullptr;
-    const auto kept = current ? std::pair(kindOf(*current), current->data(0, placeRole))
-                              : std::pair(Row::heading, QVariant());
+    const auto* held = hasFocus() ? currentItem() : nullptr;
+    const auto* heldRow = held ? rowOf(*held) : nullptr;
+    const auto kept = heldRow ? std::optional(*heldRow) : std::nullopt;
+    const auto keptTitle = held && !heldRow ? held->text(0) : QString();
     const int scrolled = verticalScrollBar()->value();
+    const QSignalBlocker quiet(this);
     clear();
-    const auto& library = app_.library();
-    addHeading(QStringLiteral("Favourites"));
-    for (const auto& place : library.favourites()) {
-        const auto title = place == homeFolder() ? QStringLiteral("Home")
-                           : place.isRoot()      ? QStringLiteral("Computer")
-                                                 : shown(place.lastComponent());
-        addPlace(Row::favourite, title, iconOf(place), place);
-    }
-    if (!library.workspaceList().empty()) {
-        addHeading(QStringLiteral("Workspaces"));
-        for (const auto& workspace : library.workspaceList()) {
-            auto* item = addRow(Row::workspace, shown(workspace.name), {});
-            item->setIcon(0, workspaceMark(workspace.color));
-            item->setData(0, placeRole, QString::fromStdString(workspace.id.text()));
-        }
-    }
-    if (!library.savedSearches().empty()) {
-        addHeading(QStringLiteral("Searches"));
-        for (const auto& search : library.savedSearches()) {
-            auto* item = addRow(Row::search, shown(search.name), QStringLiteral("edit-find"));
-            item->setData(0, placeRole, QString::fromStdString(search.id.text()));
-            item->setToolTip(0, QStringLiteral("In ") + shownPath(search.root));
-        }
-    }
-    const auto* volumes = app_.volumes();
-    addHeading(QStringLiteral("Volumes"));
-    if (volumes)
-        for (const auto& volume : volumes->mountedVolumes())
-            addPlace(Row::volume, shown(volume.name),
-                     volume.isInternal ? QStringLiteral("drive-harddisk")
-                                       : QStringLiteral("drive-removable-media"),
-                     volume.url);
-    addRow(Row::trash, QStringLiteral("Trash"), QStringLiteral("user-trash"))
-        ->setToolTip(0, QStringLiteral("Opens in the system file manager"));
-    if (volumes) {
-        if (!volumes->cloudLocations().empty())
-            addHeading(QStringLiteral("Cloud and Network"));
-        for (const auto& cloud : volumes->cloudLocations())
-            addPlace(Row::cloud, shown(cloud.name), QStringLiteral("folder-cloud"), cloud.url);
+    rows_.clear();
+    for (const auto& section : sidebarSections(app_)) {
+        const auto first = section.rows.empty() ? SidebarRow::Kind::volume : section.rows.front().kind;
+        const bool isOfNames = first == SidebarRow::Kind::search || first == SidebarRow::Kind::tag;
+        if (form_ == Form::rail && (isOfNames || section.rows.empty()))
+            continue;
+        if (form_ == Form::full || topLevelItemCount() > 0)
+            addHeading(section.title);
+        if (form_ == Form::rail || !closed_.contains(std::string(section.title)))
+            for (const auto& row : section.rows)
+                addRow(row);
     }
     marked_.reset();
     markLocation();
-    for (int i = 0; i < topLevelItemCount() && kept.first != Row::heading; ++i) {
+    for (int i = 0; i < topLevelItemCount() && (kept || !keptTitle.isEmpty()); ++i) {
         auto* item = topLevelItem(i);
-        if (kindOf(*item) != kept.first || item->data(0, placeRole) != kept.second)
-            continue;
-        const QSignalBlocker quiet(this);
-        setCurrentItem(item);
-        break;
+        const auto* row = rowOf(*item);
+        if (row ? kept && row->isSame(*kept) : !kept && item->text(0) == keptTitle) {
+            setCurrentItem(item);
+            break;
+        }
     }
+    showSpaces();
     verticalScrollBar()->setValue(scrolled);
+    drops_->refresh();
 }
 
-Sidebar::Row Sidebar::kindOf(const QTreeWidgetItem& item) {
-    return static_cast<Row>(item.data(0, kindRole).toInt());
+void Sidebar::askForSpaces() {
+    // One of the two is enough.
+    if (form_ == Form::full)
+        app_.services().spaces.refresh();
+    showSpaces();
 }
 
-FileURL Sidebar::placeOf(const QTreeWidgetItem& item) {
-    return FileURL::folder(item.data(0, placeRole).toByteArray().toStdString());
+void Sidebar::showSpaces() {
+    if (!isVisible())
+        return;
+    for (int i = 0; i < topLevelItemCount(); ++i) {
+        auto* item = topLevelItem(i);
+        const auto* row = rowOf(*item);
+        const auto space = row ? spaceOf(*row) : std::nullopt;
+        if (!space)
+            continue;
+        using Answer = VolumeSpaces::State;
+        const bool isKnown = space->state == Answer::known && space->space.total > 0;
+        const auto words = isKnown                          ? ours(VolumeSpaces::words(space->space))
+                           : space->state == Answer::silent ? QStringLiteral("Not answering")
+                                                            : QString();
+        item->setData(0, Qt::AccessibleDescriptionRole, words);
+        const auto title = form_ == Form::rail ? ours(row->title) + QLatin1Char('\n') : QString();
+        item->setToolTip(0,
+                         title + ours(row->tip) + (words.isEmpty() ? QString() : QLatin1Char('\n') + words));
+        if (form_ == Form::full)
+            item->setSizeHint(0,
+                              QSize(0, isKnown ? SidebarDelegate::volumeHeight : SidebarDelegate::rowHeight));
+    }
+    placeEject();
+    viewport()->update();
 }
 
-const Workspace* Sidebar::workspaceOf(const QTreeWidgetItem& item) const {
-    const auto id = UUID::parse(item.data(0, placeRole).toString().toStdString());
-    return id ? app_.library().workspace(*id) : nullptr;
+const SidebarRow* Sidebar::rowOf(const QTreeWidgetItem& item) const {
+    const auto index = item.data(0, rowRole).toInt();
+    return index < 0 ? nullptr : &rows_[static_cast<std::size_t>(index)];
 }
 
-const SavedFileSearch* Sidebar::searchOf(const QTreeWidgetItem& item) const {
-    const auto id = UUID::parse(item.data(0, placeRole).toString().toStdString());
-    const auto& searches = app_.library().savedSearches();
-    const auto found = std::ranges::find_if(
-        searches, [&id](const SavedFileSearch& search) { return id && search.id == *id; });
-    return found == searches.end() ? nullptr : &*found;
+bool Sidebar::isClosed(const QTreeWidgetItem& heading) const {
+    return closed_.contains(typedBytes(heading.text(0)));
+}
+
+bool Sidebar::isTarget(const SidebarRow& row) const {
+    return drops_->target() && drops_->target() == dropPlace(row);
+}
+
+std::optional<VolumeSpaces::Answer> Sidebar::spaceOf(const SidebarRow& row) const {
+    const bool isVolume = row.kind == SidebarRow::Kind::volume ||
+                          (row.kind == SidebarRow::Kind::network && row.symbol != "cloud");
+    return isVolume ? std::optional(app_.services().spaces.of(row.place)) : std::nullopt;
+}
+
+QString Sidebar::noteOf(const SidebarRow& row) const {
+    if (app_.ejecting().contains(row.place))
+        return QStringLiteral("Ejecting…");
+    const auto space = spaceOf(row);
+    // The button stands there.
+    if (!space || (ejectable_ && eject_->isVisible() && row.isSame(*ejectable_)))
+        return {};
+    if (space->state == VolumeSpaces::State::silent)
+        return QStringLiteral("Not answering");
+    return space->state == VolumeSpaces::State::known && space->space.total > 0
+               ? ours(formatByteCount(space->space.free)) + QStringLiteral(" free")
+               : QString();
 }
 
 void Sidebar::markLocation() {
     const auto& pane = app_.activePane();
     const Place present{pane.isSearch() ? std::nullopt : std::optional(pane.location()),
-                        app_.selectedWorkspaceID()};
+                        app_.selectedWorkspaceID(), pane.tagFilter()};
     // Only a window that goes elsewhere takes the keyboard's place in the list along.
     if (hasFocus() && present == marked_)
         return;
     marked_ = present;
     QTreeWidgetItem* wanted = nullptr;
-    for (int i = 0; i < topLevelItemCount() && !wanted; ++i) {
-        auto* item = topLevelItem(i);
-        const auto kind = kindOf(*item);
-        const bool isPlace = kind == Row::favourite || kind == Row::volume || kind == Row::cloud;
-        const auto& selected = app_.selectedWorkspaceID();
-        if (kind == Row::workspace) {
-            const auto* workspace = workspaceOf(*item);
-            if (selected && workspace && workspace->id == *selected)
-                wanted = item;
-        } else if (isPlace && !selected && !pane.isSearch() && placeOf(*item) == pane.location()) {
-            wanted = item;
-        }
-    }
+    for (int i = 0; i < topLevelItemCount() && !wanted; ++i)
+        if (const auto* row = rowOf(*topLevelItem(i)); row && isShown(app_, *row))
+            wanted = topLevelItem(i);
     if (wanted == currentItem())
         return;
     const QSignalBlocker quiet(this);
@@ -203,30 +226,79 @@ void Sidebar::markLocation() {
     viewport()->update();
 }
 
-void Sidebar::open(const QTreeWidgetItem& item) {
-    switch (kindOf(item)) {
-    case Row::heading:
+void Sidebar::showEvent(QShowEvent* event) {
+    QTreeWidget::showEvent(event);
+    fill();
+}
+
+void Sidebar::paintEvent(QPaintEvent* event) {
+    QTreeWidget::paintEvent(event);
+    const auto& target = drops_->target();
+    const auto gap =
+        target && target->kind == DropPlace::Kind::favourites ? std::optional(target->index) : gap_;
+    if (!gap)
         return;
-    case Row::trash:
-        app_.services().trash.openTrash();
-        return markLocation();
-    case Row::workspace:
-        if (const auto* workspace = workspaceOf(item))
-            app_.openWorkspace(static_cast<std::size_t>(workspace - app_.library().workspaceList().data()));
-        break;
-    case Row::search:
-        if (const auto* search = searchOf(item)) {
-            const auto opened = *search;
-            app_.openSearch(opened);
-        }
-        break;
-    case Row::favourite:
-    case Row::volume:
-    case Row::cloud:
-        app_.showFolder(placeOf(item));
-        break;
+    // Below the favourite before it, or at the top of the first.
+    int y = -1;
+    std::size_t number = 0;
+    for (int i = 0; i < topLevelItemCount(); ++i) {
+        const auto* row = rowOf(*topLevelItem(i));
+        if (!row || row->kind != SidebarRow::Kind::favourite)
+            continue;
+        const auto rect = visualItemRect(topLevelItem(i));
+        if (number == 0 && *gap == 0)
+            y = rect.top();
+        if (++number == *gap)
+            y = rect.bottom();
     }
-    Q_EMIT opened();
+    if (y < 0)
+        return;
+    constexpr int dot = 3;
+    QPainter painter(viewport());
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Theme::shared().colours().accent, 2));
+    painter.setBrush(Theme::shared().colours().window);
+    painter.drawLine(dot * 2 + 2, y, viewport()->width() - Space::tiny, y);
+    painter.drawEllipse(QPoint(dot + 2, y), dot, dot);
+}
+
+// What is done.
+
+void Sidebar::open(const QTreeWidgetItem& item) {
+    const auto* row = rowOf(item);
+    if (!row)
+        return toggle(item);
+    const auto opened = *row;
+    openRow(app_, opened);
+    if (opened.kind == SidebarRow::Kind::trash)
+        return markLocation();
+    Q_EMIT this->opened();
+}
+
+void Sidebar::toggle(const QTreeWidgetItem& heading) {
+    const auto title = typedBytes(heading.text(0));
+    if (title.empty() || form_ == Form::rail)
+        return;
+    if (closed_.erase(title) == 0)
+        closed_.insert(title);
+    app_.services().defaults.setClosedSidebarSections(closed_);
+    fill();
+}
+
+void Sidebar::keyPressEvent(QKeyEvent* event) {
+    const auto* item = currentItem();
+    const bool isHeading = item && !rowOf(*item);
+    if (isHeading) {
+        const auto key = event->key();
+        const bool opens = key == (isRightToLeft() ? Qt::Key_Left : Qt::Key_Right);
+        const bool closes = key == (isRightToLeft() ? Qt::Key_Right : Qt::Key_Left);
+        const bool toggles = key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Space;
+        if (toggles || (opens && isClosed(*item)) || (closes && !isClosed(*item)))
+            return toggle(*item);
+        if (opens || closes)
+            return;
+    }
+    QTreeWidget::keyPressEvent(event);
 }
 
 bool Sidebar::event(QEvent* event) {
@@ -241,63 +313,87 @@ bool Sidebar::event(QEvent* event) {
     return QTreeWidget::event(event);
 }
 
-void Sidebar::contextMenuEvent(QContextMenuEvent* event) {
-    const bool byKey = event->reason() == QContextMenuEvent::Keyboard;
-    const auto* item = byKey ? currentItem() : itemAt(event->pos());
-    if (!item || kindOf(*item) == Row::heading)
+void Sidebar::focusInEvent(QFocusEvent* event) {
+    QTreeWidget::focusInEvent(event);
+    placeEject();
+}
+
+void Sidebar::focusOutEvent(QFocusEvent* event) {
+    QTreeWidget::focusOutEvent(event);
+    placeEject();
+}
+
+void Sidebar::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
+    QTreeWidget::currentChanged(current, previous);
+    placeEject();
+}
+
+// The button that ejects: on the volume under the pointer, else on the one that has the keyboard.
+
+void Sidebar::buildEject() {
+    eject_ = new QToolButton(viewport());
+    eject_->setObjectName(QStringLiteral("eject"));
+    eject_->setIcon(placeIcon("eject", Theme::shared().colours().text));
+    eject_->setIconSize({14, 14});
+    eject_->setFixedSize(ejectSide, ejectSide);
+    eject_->setFocusPolicy(Qt::TabFocus);
+    eject_->setCursor(Qt::ArrowCursor);
+    eject_->installEventFilter(this);
+    eject_->hide();
+    connect(eject_, &QToolButton::clicked, this, [this] {
+        if (ejectable_)
+            app_.eject(FileURL(ejectable_->place));
+    });
+}
+
+void Sidebar::placeEject() {
+    if (!eject_ || form_ == Form::rail)
         return;
-    const auto position = byKey ? viewport()->mapToGlobal(visualItemRect(item).center()) : event->globalPos();
-    auto* menu = new QMenu(this);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    const auto add = [&](const QString& title, auto run) {
-        connect(menu->addAction(title), &QAction::triggered, &app_, run);
+    const auto ejectable = [this](const QTreeWidgetItem* item) {
+        const auto* row = item ? rowOf(*item) : nullptr;
+        return row && row->canEject && !app_.ejecting().contains(row->place);
     };
-    const auto kind = kindOf(*item);
-    if (kind == Row::workspace) {
-        const auto* workspace = workspaceOf(*item);
-        if (!workspace)
-            return;
-        add(QStringLiteral("Edit Workspace…"), [this, edited = *workspace] { app_.editWorkspace(edited); });
-        add(QStringLiteral("Remove Workspace"), [this, id = workspace->id] {
-            if (app_.selectedWorkspaceID() == id)
-                app_.setSelectedWorkspaceID(std::nullopt);
-            app_.library().removeWorkspace(id);
-        });
-        return menu->popup(event->globalPos());
+    const auto* item = hover_ ? itemAt(*hover_) : nullptr;
+    if (!ejectable(item))
+        item = hasFocus() || eject_->hasFocus() ? currentItem() : nullptr;
+    if (!ejectable(item)) {
+        ejectable_.reset();
+        if (eject_->hasFocus())
+            setFocus();
+        return eject_->hide();
     }
-    if (kind == Row::search) {
-        const auto* search = searchOf(*item);
-        if (!search)
-            return;
-        add(QStringLiteral("Remove Search"), [this, id = search->id] { app_.library().removeSearch(id); });
-        return menu->popup(position);
-    }
-    if (kind == Row::trash) {
-        auto& trash = app_.services().trash;
-        add(QStringLiteral("Open Trash"), [&trash] { trash.openTrash(); });
-        menu->addSeparator();
-        add(QStringLiteral("Empty Trash…"), [this] { app_.services().emptyTrash(); });
-        menu->actions().back()->setEnabled(!trash.isWorking());
-        return menu->popup(position);
-    }
-    const auto place = placeOf(*item);
-    add(QStringLiteral("Open in New Tab"), [this, place] { app_.addTab(place); });
-    add(QStringLiteral("Open in New Window"), [this, place] { app_.services().windows.newWindow(place); });
-    menu->addSeparator();
-    if (kind == Row::favourite) {
-        add(QStringLiteral("Move Up"), [this, place] { app_.library().moveFavourite(place, -1); });
-        add(QStringLiteral("Move Down"), [this, place] { app_.library().moveFavourite(place, 1); });
-        menu->addSeparator();
-        add(QStringLiteral("Remove from Favourites"),
-            [this, place] { app_.library().removeFavourite(place); });
-    } else {
-        add(QStringLiteral("Add to Favourites"), [this, place] { app_.library().addFavourite(place); });
-        const auto& volumes = app_.volumes()->mountedVolumes();
-        const auto volume = std::ranges::find(volumes, place, &Volume::url);
-        if (volume != volumes.end() && volume->canEject)
-            add(QStringLiteral("Eject"), [this, place] { app_.eject(place); });
-    }
-    menu->popup(position);
+    ejectable_ = *rowOf(*item);
+    const auto title = QStringLiteral("Eject ") + ours(ejectable_->title);
+    eject_->setToolTip(title);
+    eject_->setAccessibleName(title);
+    const auto row = visualItemRect(item);
+    const QRect place(row.right() - ejectSide - 2, row.center().y() - ejectSide / 2 + 1, ejectSide,
+                      ejectSide);
+    const auto target = QStyle::visualRect(layoutDirection(), row, place);
+    if (eject_->isVisible() && eject_->geometry() == target)
+        return;
+    eject_->setGeometry(target);
+    eject_->show();
+    // What stood in its place goes.
+    viewport()->update();
+}
+
+bool Sidebar::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == eject_ && event->type() == QEvent::FocusOut)
+        QMetaObject::invokeMethod(this, &Sidebar::placeEject, Qt::QueuedConnection);
+    return QTreeWidget::eventFilter(watched, event);
+}
+
+bool Sidebar::viewportEvent(QEvent* event) {
+    const bool result = QTreeWidget::viewportEvent(event);
+    if (event->type() == QEvent::MouseMove)
+        hover_ = static_cast<QMouseEvent*>(event)->pos();
+    else if (event->type() == QEvent::Leave)
+        hover_.reset();
+    if (event->type() == QEvent::MouseMove || event->type() == QEvent::Leave ||
+        event->type() == QEvent::Wheel || event->type() == QEvent::Resize)
+        placeEject();
+    return result;
 }
 
 } // namespace morv

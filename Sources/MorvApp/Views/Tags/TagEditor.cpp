@@ -25,6 +25,7 @@ TagEditor::TagEditor(QWidget* parent)
     completer_->setCaseSensitivity(Qt::CaseInsensitive);
     completer_->setFilterMode(Qt::MatchContains);
     field_->setCompleter(completer_);
+    completer_->popup()->setObjectName(QStringLiteral("completions"));
     // After the completer has put the word into the field.
     connect(completer_, qOverload<const QString&>(&QCompleter::activated), this, &TagEditor::commit,
             Qt::QueuedConnection);

@@ -6,6 +6,9 @@
 #include <QDateTime>
 #include <QKeyEvent>
 #include <QLocale>
+#include <algorithm>
+#include <cmath>
+#include <optional>
 
 namespace morv {
 
@@ -17,11 +20,41 @@ QString shown(std::string_view bytes) {
     return ours(displayText(bytes));
 }
 
-QString shownPath(const FileURL& url) {
+QString shownBriefly(std::string_view bytes) {
+    // The longest name and the longest path of the kernel are shown whole.
+    constexpr std::size_t longest = 4096;
+    constexpr std::size_t end = 500;
+    if (bytes.size() <= longest)
+        return shown(bytes);
+    const auto isWithinCharacter = [&](std::size_t at) {
+        return (static_cast<unsigned char>(bytes[at]) & 0xC0U) == 0x80U;
+    };
+    std::size_t head = end, tail = bytes.size() - end;
+    while (head > 0 && isWithinCharacter(head))
+        --head;
+    while (tail < bytes.size() && isWithinCharacter(tail))
+        ++tail;
+    return shown(bytes.substr(0, head)) + QStringLiteral("…") + shown(bytes.substr(tail));
+}
+
+/// What follows the home folder, when `url` lies in it.
+static std::optional<std::string_view> belowHome(const FileURL& url) {
     static const FileURL home = homeFolder();
-    if (!home.isRoot() && url.isWithin(home))
-        return QStringLiteral("~") + shown(std::string_view(url.path()).substr(home.path().size()));
+    if (home.isRoot() || !url.isWithin(home))
+        return std::nullopt;
+    return std::string_view(url.path()).substr(home.path().size());
+}
+
+QString shownPath(const FileURL& url) {
+    if (const auto below = belowHome(url))
+        return QStringLiteral("~") + shown(*below);
     return shown(url.path());
+}
+
+QString shownPathBriefly(const FileURL& url) {
+    if (const auto below = belowHome(url))
+        return QStringLiteral("~") + shownBriefly(*below);
+    return shownBriefly(url.path());
 }
 
 QString editableName(std::string_view bytes) {
@@ -61,6 +94,15 @@ QString shownDate(const Date& date) {
     if (days == 1)
         return QStringLiteral("Yesterday ") + time;
     return locale.toString(moment.date(), QStringLiteral("d MMM yyyy ")) + time;
+}
+
+QString shownDuration(double seconds) {
+    constexpr double minute = 60, hour = 3600;
+    if (seconds < 2 * minute)
+        return shownCount(static_cast<std::size_t>(std::max(0.0, seconds)), "second", "seconds");
+    if (seconds < 2 * hour)
+        return shownCount(static_cast<std::size_t>(std::lround(seconds / minute)), "minute", "minutes");
+    return QStringLiteral("%1 hours").arg(QLocale().toString(seconds / hour, 'f', 1));
 }
 
 QString shownKind(const FileEntry& entry) {

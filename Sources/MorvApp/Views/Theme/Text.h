@@ -18,8 +18,12 @@ namespace morv {
 
 /// A name, path or sentence from outside, with control and direction characters made visible.
 QString shown(std::string_view bytes);
+/// As shown(), but of something longer than anybody reads only both ends: a record may hold a name of megabytes,
+/// and a line of a list is drawn many times.
+QString shownBriefly(std::string_view bytes);
 /// The home folder is "~" in front of what lies in it.
 QString shownPath(const FileURL& url);
+QString shownPathBriefly(const FileURL& url);
 /// A sentence or name of our own.
 QString ours(std::string_view utf8);
 /// A name to be edited: only what is not UTF-8 is repaired.
@@ -33,6 +37,8 @@ FileURL typedLocation(const QString& text, const FileURL& base);
 
 /// "Today 14:02", "Yesterday 9:10", "3 Mar 2024 14:02".
 QString shownDate(const Date& date);
+/// "12 seconds", "3 minutes", "1.5 hours".
+QString shownDuration(double seconds);
 /// "Folder", "PNG image", "Link".
 QString shownKind(const FileEntry& entry);
 /// "1 item", "12,345 items".

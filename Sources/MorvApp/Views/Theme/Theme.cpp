@@ -19,7 +19,12 @@ QToolButton { border: 1px solid transparent; padding: 5px; }
 QToolButton:hover { border: 1px solid $text; }
 QToolButton:checked, QToolButton:pressed { border: 2px solid $text; padding: 4px; }
 QToolButton:focus { border: 3px solid $accent; padding: 3px; }
-QPushButton:focus, QPushButton:default:focus { border: 3px solid $accent; padding: 4px 14px; }
+QPushButton:focus { border: 3px solid $accent; padding: 4px 14px; }
+QPushButton:default:focus { border: 3px solid $text; padding: 4px 14px; }
+QCheckBox::indicator, QRadioButton::indicator { width: 12px; height: 12px; border: 2px solid $text;
+                                                background: $raised; }
+QRadioButton::indicator { border-radius: 8px; }
+QCheckBox::indicator:checked, QRadioButton::indicator:checked { background: $accent; }
 QLineEdit:focus { border: 3px solid $accent; padding: 3px 6px; }
 QComboBox:focus { border: 3px solid $accent; padding: 3px 6px; }
 QCheckBox:focus, QRadioButton:focus { border: 3px solid $accent; border-radius: 6px; }
@@ -232,16 +237,19 @@ QHeaderView::section:hover { color: $text; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
 QTreeView::item { padding: 0 4px; }
+QListView#completions { background: $raised; padding: 4px; }
+QListView#completions::item { padding: 6px 8px; border-radius: 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
 QTreeView::item:hover:!selected { background: $hover; }
-QTreeView#sidebar { background: $window; border: none; border-radius: 0; padding: 4px 8px; }
-QTreeView#sidebar::item { padding: 0 8px; border-radius: 6px; }
-QTreeView#sidebar::item:selected { background: $quiet; }
+QTreeView#sidebar, QTreeView#sidebarRail { background: $window; border: none; border-radius: 0;
+                                           padding: 4px 8px; }
+QTreeView#sidebarRail { border-right: 1px solid $separator; }
+QTreeView#sidebar::item, QTreeView#sidebarRail::item { background: transparent; }
+QToolButton#eject { padding: 4px; }
 QListView#settingsPages { background: $window; border: none; border-radius: 0; padding: 8px; }
 QListView#settingsPages::item { padding: 0 8px; border-radius: 6px; }
 QListView#settingsPages::item:selected { background: $quiet; }
 QScrollArea { background: transparent; border: none; }
-QSpinBox { padding: 5px 8px; }
 QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
 QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
 QComboBox::drop-down { border: none; width: 20px; }
@@ -253,6 +261,7 @@ QFrame#card { background: $window; border: 1px solid $separator; border-radius: 
 QFrame#lookPreview { background: $content; border: 1px solid $separator; border-radius: 8px; }
 QFrame#bar { background: $window; border: none; }
 QFrame#inspector, QWidget#inspectorContent, QScrollArea#inspectorScroll { background: $window; border: none; }
+QScrollArea#inspectorScroll { border-left: 2px solid $window; }
 QScrollArea#inspectorScroll:focus { border-left: 2px solid $accent; }
 QFrame#pathField { background: $raised; border: 1px solid $separator; border-radius: 6px; }
 QFrame#segments { background: $quiet; border-radius: 6px; }
@@ -263,7 +272,20 @@ QFrame#errorLine { background: $errorBack; border: none; }
 QLabel#errorText { color: $failure; }
 QFrame#trashBand { background: $quiet; border: none; }
 QFrame#trashBand[problem="true"] { background: $errorBack; }
-QLabel#secondary { color: $secondary; }
+QLabel#secondary, QLabel#freeSpace { color: $secondary; }
+QPushButton#statusText, QPushButton#statusText:disabled { border: none; border-radius: 4px; padding: 4px 8px;
+                        background: transparent; color: $secondary; text-align: right; min-height: 0; }
+QPushButton#statusText:hover:enabled, QPushButton#statusText:focus { color: $text; background: $hover; }
+QSlider#iconSize { min-height: 20px; }
+QSlider#iconSize::groove:horizontal { height: 4px; border-radius: 2px; background: $quiet; }
+QSlider#iconSize::sub-page:horizontal { height: 4px; border-radius: 2px; background: $secondary; }
+QSlider#iconSize::handle:horizontal { width: 12px; height: 12px; margin: -5px 0; border-radius: 7px;
+                                      background: $raised; border: 1px solid $secondary; }
+QSlider#iconSize::handle:horizontal:focus, QSlider#iconSize::handle:horizontal:hover { border: 1px solid $accent;
+                                      background: $accent; }
+QStackedWidget#previewStage { background: $content; }
+QLabel#previewCaption { color: $secondary; background: $window; border-top: 1px solid $separator;
+                        padding: 8px 16px; }
 QLabel#warning { color: $warning; }
 QLabel#caption { color: $secondary; font-size: $captionSize; }
 QLabel#large { font-size: $largeSize; font-weight: 600; }

@@ -88,7 +88,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     column->addWidget(line(content));
     column->addWidget(buildErrorLine());
     column->addWidget(new TrashBand(services_, content));
-    column->addWidget(buildBody(), 1);
+    column->addWidget(withRail(buildBody()), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
@@ -158,7 +158,7 @@ QWidget* MainWindow::buildBody() {
     body_ = new QSplitter(this);
     body_->setChildrenCollapsible(false);
     body_->setHandleWidth(1);
-    sidebar_ = new Sidebar(app_, body_);
+    sidebar_ = new Sidebar(app_, Sidebar::Form::full, body_);
     body_->addWidget(sidebar_);
     content_ = new QStackedWidget(body_);
     content_->addWidget(tabs_);
@@ -166,10 +166,6 @@ QWidget* MainWindow::buildBody() {
     content_->addWidget(workspace_);
     inspected_ = new InspectorSplit(app_, content_, body_);
     connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
-    connect(&app_, &AppModel::showInspectorChanged, this, [this] {
-        if (!app_.showInspector() && !QApplication::focusWidget())
-            focusContent();
-    });
     body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
@@ -177,6 +173,18 @@ QWidget* MainWindow::buildBody() {
     connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
     connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
     return body_;
+}
+
+QWidget* MainWindow::withRail(QWidget* body) {
+    auto* whole = new QWidget(this);
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
+    row->addWidget(rail_);
+    row->addWidget(body, 1);
+    connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    return whole;
 }
 
 void MainWindow::showContent() {
@@ -215,6 +223,7 @@ void MainWindow::settleSidebar() {
     using Mode = SidebarColumn::Mode;
     const bool isShown = app_.showSidebar();
     sidebar_->setVisible(isShown);
+    rail_->setVisible(!isShown);
     const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
@@ -278,7 +287,6 @@ void MainWindow::toggleInfo() {
     if (!inspected_->panel().hasKeyboard())
         return app_.perform(FileCommand::info);
     app_.setShowInspector(false);
-    focusContent();
 }
 
 void MainWindow::showShareMenu() {

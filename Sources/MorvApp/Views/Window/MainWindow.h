@@ -57,6 +57,8 @@ private:
     QWidget* buildToolbar();
     QWidget* buildErrorLine();
     QWidget* buildBody();
+    /// The body, and what stands in the sidebar's place while that is compact.
+    QWidget* withRail(QWidget* body);
     /// The tabs, or the workspace that is selected.
     void showContent();
     void focusContent();
@@ -83,6 +85,7 @@ private:
     WindowActions* actions_;
     TabArea* tabs_ = nullptr;
     Sidebar* sidebar_ = nullptr;
+    Sidebar* rail_ = nullptr;
     WorkspaceView* workspace_ = nullptr;
     QStackedWidget* content_ = nullptr;
     QSplitter* body_ = nullptr;

@@ -24,9 +24,12 @@ namespace morv {
 namespace {
 
 constexpr int lensSide = 22;
-constexpr int widestChip = 112;
+constexpr int widestChip = 128;
+constexpr int narrowestChip = 56;
+constexpr int narrowestText = 88;
+constexpr int clearButton = 28;
 constexpr int narrowest = 150;
-constexpr int narrowestWithChips = 260;
+constexpr int narrowestWithChips = 300;
 constexpr std::size_t mostTagsInMenu = 20;
 constexpr std::string_view tagName = "tag:";
 
@@ -70,6 +73,7 @@ SearchField::SearchField(AppModel& app, QWidget* parent)
     completer_->setCaseSensitivity(Qt::CaseInsensitive);
     completer_->setFilterMode(Qt::MatchContains);
     completer_->setWidget(this);
+    completer_->popup()->setObjectName(QStringLiteral("completions"));
     connect(completer_, qOverload<const QString&>(&QCompleter::activated), this, &SearchField::complete);
     connect(this, &QLineEdit::textEdited, this,
             [this](const QString& text) { search(text, Meaning::typing); });
@@ -130,8 +134,11 @@ void SearchField::searchHome() {
     // Going to another folder forgets what was searched in the last one.
     app_.showFolder(homeFolder());
     pane.setKindFilter(kind);
+    {
+        const QSignalBlocker quiet(this);
+        setText(editableName(query));
+    }
     send(query, tag);
-    followPane();
 }
 
 void SearchField::clearAll() {
@@ -184,7 +191,6 @@ void SearchField::updateChips() {
     chips_.clear();
     const auto add = [this](const std::string& name, const QString& what, auto removed) {
         auto* chip = new TagChip(name, 0, TagChip::Presence::all, this);
-        chip->setSmall(widestChip);
         chip->setFocusPolicy(Qt::NoFocus);
         chip->setCursor(Qt::ArrowCursor);
         chip->setAccessibleName(what);
@@ -212,8 +218,12 @@ void SearchField::placeChips() {
         x += size.width() + Space::tiny;
     };
     put(lens_, lens_->size());
-    for (auto* chip : chips_)
+    // The chips leave room for a word.
+    const int room = width() - x - narrowestText - clearButton;
+    for (auto* chip : chips_) {
+        chip->setSmall(std::clamp(room / static_cast<int>(chips_.size()), narrowestChip, widestChip));
         put(chip, chip->sizeHint());
+    }
     // The frame's own padding stands before the text, too.
     const int margin = x - Space::small;
     setTextMargins(layoutDirection() == Qt::LeftToRight ? QMargins(margin, 0, 0, 0)

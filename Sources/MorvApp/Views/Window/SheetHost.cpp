@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Sheets/AboutSheet.h"
 #include "MorvApp/Views/Sheets/ActivitySheet.h"
+#include "MorvApp/Views/Sheets/ConnectSheet.h"
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 #include "MorvApp/Views/Sheets/EntrySheets.h"
 #include "MorvApp/Views/Sheets/FolderAppearanceSheet.h"
@@ -9,6 +10,7 @@
 #include "MorvApp/Views/Sheets/IntroductionSheet.h"
 #include "MorvApp/Views/Sheets/KeyBindingsSheet.h"
 #include "MorvApp/Views/Sheets/QuickActionsSheet.h"
+#include "MorvApp/Views/Sheets/RenameSheet.h"
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
 #include "MorvApp/Views/Sheets/TagsSheet.h"
 #include "MorvApp/Views/Sheets/ViewOptionsSheet.h"
@@ -66,11 +68,15 @@ Sheet* SheetHost::make(AppSheet wanted) {
         return new ActivitySheet(app_, window_);
     case AppSheet::newFolder:
         return new NewFolderSheet(app_, window_);
+    case AppSheet::rename:
+        return new RenameSheet(app_, window_);
     case AppSheet::tags:
         return new TagsSheet(app_, window_);
     case AppSheet::workspace:
     case AppSheet::editWorkspace:
         return new WorkspaceSheet(app_, window_);
+    case AppSheet::connect:
+        return new ConnectSheet(app_, window_);
     case AppSheet::commands:
         return new QuickActionsSheet(app_, window_);
     case AppSheet::chooseEditor:

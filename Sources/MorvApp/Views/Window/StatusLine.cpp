@@ -6,37 +6,81 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
+#include <QSlider>
 #include <QTimerEvent>
 #include <QToolButton>
+#include <algorithm>
+#include <cmath>
 
 namespace morv {
 
+namespace {
+
+constexpr int smallestIcon = 72;
+constexpr int largestIcon = 160;
+constexpr int iconStep = 16;
+constexpr int sliderWidth = 112;
+/// Milliseconds: a hand that slides changes the folder's view no more often than it can be seen.
+constexpr int sizePause = 30;
+
+} // namespace
+
 StatusLine::StatusLine(AppModel& app, QWidget* parent) : QFrame(parent), app_(app) {
     setObjectName(QStringLiteral("bar"));
+    build();
+    connect(&app_, &AppModel::statusChanged, this, &StatusLine::update);
+    for (const auto signal : {&AppModel::activePaneUpdated, &AppModel::activePaneChanged,
+                              &AppModel::selectedWorkspaceChanged, &AppModel::fileSnapshotRevisionChanged})
+        connect(&app_, signal, this, &StatusLine::schedule);
+    connect(&app_.services().spaces, &VolumeSpaces::changed, this, &StatusLine::schedule);
+    update();
+}
+
+void StatusLine::build() {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(Space::large, 2, Space::small, 2);
     row->setSpacing(Space::large);
     counts_ = new QLabel(this);
     counts_->setObjectName(QStringLiteral("secondary"));
-    status_ = new QLabel(this);
-    status_->setObjectName(QStringLiteral("secondary"));
-    status_->setTextFormat(Qt::PlainText);
-    status_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    const auto openActivity = [this] { app_.perform(FileCommand::activity); };
+    status_ = new QPushButton(this);
+    status_->setFlat(true);
+    status_->setObjectName(QStringLiteral("statusText"));
     status_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    status_->setFocusPolicy(Qt::TabFocus);
+    connect(status_, &QToolButton::clicked, &app_, openActivity);
+    space_ = new QLabel(this);
+    space_->setObjectName(QStringLiteral("freeSpace"));
+    sizes_ = makeSizes();
     auto* activity = new QToolButton(this);
     activity->setText(QStringLiteral("Activity"));
     activity->setObjectName(QStringLiteral("activityButton"));
     activity->setToolTip(QStringLiteral("What Morv changed, and what can be undone"));
     activity->setFocusPolicy(Qt::TabFocus);
-    connect(activity, &QToolButton::clicked, &app_, [this] { app_.perform(FileCommand::activity); });
+    connect(activity, &QToolButton::clicked, &app_, openActivity);
     row->addWidget(counts_);
     row->addWidget(status_, 1);
+    row->addWidget(space_);
+    row->addWidget(sizes_);
     row->addWidget(activity);
-    connect(&app_, &AppModel::statusChanged, this, &StatusLine::update);
-    connect(&app_, &AppModel::activePaneUpdated, this, &StatusLine::schedule);
-    connect(&app_, &AppModel::activePaneChanged, this, &StatusLine::schedule);
-    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &StatusLine::schedule);
-    update();
+}
+
+QSlider* StatusLine::makeSizes() {
+    auto* slider = new QSlider(Qt::Horizontal, this);
+    slider->setObjectName(QStringLiteral("iconSize"));
+    slider->setAccessibleName(QStringLiteral("Icon size"));
+    slider->setToolTip(slider->accessibleName());
+    slider->setRange(smallestIcon, largestIcon);
+    slider->setSingleStep(iconStep / 2);
+    slider->setPageStep(iconStep);
+    slider->setFixedWidth(sliderWidth);
+    slider->setFocusPolicy(Qt::TabFocus);
+    connect(slider, &QSlider::valueChanged, this, [this] {
+        if (!resizing_.isActive())
+            resizing_.start(sizePause, this);
+    });
+    return slider;
 }
 
 void StatusLine::schedule() {
@@ -46,10 +90,15 @@ void StatusLine::schedule() {
 }
 
 void StatusLine::timerEvent(QTimerEvent* event) {
-    if (event->timerId() != pending_.timerId())
-        return QFrame::timerEvent(event);
-    pending_.stop();
-    update();
+    if (event->timerId() == pending_.timerId()) {
+        pending_.stop();
+        update();
+    } else if (event->timerId() == resizing_.timerId()) {
+        resizing_.stop();
+        takeSize();
+    } else {
+        QFrame::timerEvent(event);
+    }
 }
 
 void StatusLine::resizeEvent(QResizeEvent*) {
@@ -57,6 +106,13 @@ void StatusLine::resizeEvent(QResizeEvent*) {
 }
 
 void StatusLine::update() {
+    showCounts();
+    showSpace();
+    showSize();
+    showStatus();
+}
+
+void StatusLine::showCounts() {
     const auto& pane = app_.currentPane();
     // What a filter hides is not counted; without one nothing has to be looked through.
     const auto selected = pane.kindFilter() ? pane.selectedEntries().size() : pane.selection().size();
@@ -71,9 +127,49 @@ void StatusLine::update() {
     }
     // A workspace tells its own counts.
     counts_->setText(app_.selectedWorkspaceID() ? QString() : text);
+}
+
+void StatusLine::showStatus() {
     const auto status = app_.status() ? shown(*app_.status()) : QString();
-    status_->setText(status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width()));
+    status_->setEnabled(!status.isEmpty());
+    status_->setText(status_->fontMetrics()
+                         .elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small)
+                         .replace(QLatin1Char('&'), QLatin1String("&&")));
     status_->setToolTip(status);
+    status_->setAccessibleName(status);
+}
+
+void StatusLine::showSpace() {
+    using State = VolumeSpaces::State;
+    VolumeSpaces::Answer answer;
+    if (!app_.selectedWorkspaceID())
+        answer = app_.services().spaces.of(app_.currentPane().location());
+    const bool isKnown = answer.state == State::known && answer.space.total > 0;
+    const bool isSilent = answer.state == State::silent;
+    space_->setVisible(isKnown || isSilent);
+    if (isKnown)
+        space_->setText(ours(formatByteCount(answer.space.free)) + QStringLiteral(" free"));
+    else if (isSilent)
+        space_->setText(QStringLiteral("Volume not answering"));
+    space_->setToolTip(isKnown ? ours(VolumeSpaces::words(answer.space)) : QString());
+}
+
+void StatusLine::showSize() {
+    const auto& preferences = app_.currentPane().preferences();
+    sizes_->setVisible(preferences.view == BrowserViewMode::grid && !app_.selectedWorkspaceID());
+    if (resizing_.isActive() || sizes_->isSliderDown())
+        return;
+    const QSignalBlocker quiet(sizes_);
+    sizes_->setValue(
+        static_cast<int>(std::clamp<double>(std::round(preferences.iconSize), smallestIcon, largestIcon)));
+}
+
+void StatusLine::takeSize() {
+    auto preferences = app_.currentPane().preferences();
+    if (std::lround(preferences.iconSize) == sizes_->value())
+        return;
+    preferences.iconSize = sizes_->value();
+    app_.currentPane().setPreferences(preferences);
 }
 
 } // namespace morv

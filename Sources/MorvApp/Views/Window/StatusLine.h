@@ -1,5 +1,5 @@
-// The line under the files: how many there are, what is selected, and how the last operation went. Main
-// thread.
+// The line under the files: how many there are, what is selected, how the last operation went, how much room
+// there is, and how large the icons are. Main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
@@ -8,6 +8,8 @@
 #include <QFrame>
 
 class QLabel;
+class QPushButton;
+class QSlider;
 
 namespace morv {
 
@@ -22,13 +24,23 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void build();
+    QSlider* makeSizes();
     void schedule();
     void update();
+    void showCounts();
+    void showStatus();
+    void showSpace();
+    void showSize();
+    void takeSize();
 
     AppModel& app_;
     QLabel* counts_;
-    QLabel* status_;
+    QPushButton* status_;
+    QLabel* space_;
+    QSlider* sizes_;
     QBasicTimer pending_;
+    QBasicTimer resizing_;
 };
 
 } // namespace morv

@@ -59,7 +59,7 @@ bool WindowActions::isOffered(FileCommand command) {
     static const QSet<int> later = [] {
         QSet<int> set;
         for (const auto without : {FileCommand::tidy, FileCommand::smartClean, FileCommand::spaceReview,
-                                   FileCommand::creativeTools, FileCommand::connect})
+                                   FileCommand::creativeTools})
             set.insert(static_cast<int>(without));
         return set;
     }();
