@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QScopeGuard>
+#include <QToolTip>
 #include <QVariantAnimation>
 #include <algorithm>
 #include <cmath>
@@ -156,6 +157,18 @@ TEST_F(WindowTest, sizesFollowTheFontOfTheSystem) {
     QApplication::setFont(larger);
     EXPECT_TRUE(eventually([&] { return QFontInfo(title->font()).pointSizeF() > before * 1.4; }));
     app().closeSheet();
+}
+
+TEST_F(WindowTest, aTooltipShowsANameThatLooksLikeHTML) {
+    open();
+    const auto gone = qScopeGuard([] { QToolTip::hideText(); });
+    QToolTip::showText({}, QStringLiteral("<img src='file:&#47;&#47;&#47;proc&#47;self&#47;maps'>"),
+                       &*window);
+    const auto all = QApplication::topLevelWidgets();
+    const auto tip =
+        std::ranges::find_if(all, [](const QWidget* each) { return each->inherits("QTipLabel"); });
+    ASSERT_NE(tip, all.end());
+    EXPECT_EQ(qobject_cast<QLabel*>(*tip)->textFormat(), Qt::PlainText);
 }
 
 TEST_F(WindowTest, aSheetTakesNoTimeWhenMotionIsReduced) {
