@@ -10,6 +10,7 @@
 #include <QScopeGuard>
 #include <QToolTip>
 #include <QVariantAnimation>
+#include <QWindow>
 #include <algorithm>
 #include <cmath>
 
@@ -157,6 +158,16 @@ TEST_F(WindowTest, sizesFollowTheFontOfTheSystem) {
     QApplication::setFont(larger);
     EXPECT_TRUE(eventually([&] { return QFontInfo(title->font()).pointSizeF() > before * 1.4; }));
     app().closeSheet();
+}
+
+TEST_F(WindowTest, aTitleShowsEveryNameAsItIs) {
+    folder("work/a[*] [*][*]b");
+    open();
+    app().showFolder(work.child("a[*] [*][*]b"));
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(eventually([&] {
+        return window->windowHandle()->title().startsWith(QStringLiteral("a[*] [*][*]b — "));
+    })) << window->windowHandle()->title().toStdString();
 }
 
 TEST_F(WindowTest, aTooltipShowsANameThatLooksLikeHTML) {
