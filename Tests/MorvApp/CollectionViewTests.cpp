@@ -1,6 +1,7 @@
 // Sections, what is read out, what stands in place of files, and the menus of a collection.
 #include "MorvApp/Views/Collection/CollectionAccessibility.h"
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
@@ -9,6 +10,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
+#include <QScopeGuard>
 #include <QScrollBar>
 #include <filesystem>
 #include <latch>
@@ -147,6 +149,23 @@ TEST_F(CollectionViewTest, upAndDownStayInTheColumnOfAnItemThatHasMoved) {
     ASSERT_TRUE(eventually([&] { return view().count() == 31 && view().current() == 2; }));
     key(Qt::Key_Down);
     EXPECT_EQ(view().current(), 2 + columns);
+}
+
+TEST_F(CollectionViewTest, theRingOfTheCurrentItemIsWideInHighContrast) {
+    file("a.txt");
+    open();
+    key(Qt::Key_Home);
+    const auto back = qScopeGuard([] { Theme::shared().apply(Look{}); });
+    const auto ring = [&](Contrast contrast) {
+        Theme::shared().apply(Look{Appearance::light, contrast});
+        const auto image = view().viewport()->grab(view().visualRect(0)).toImage();
+        int rows = 0;
+        for (int y = 0; y < 10; ++y)
+            rows += image.pixelColor(image.width() / 2, y) == Theme::shared().colours().accent;
+        return rows;
+    };
+    EXPECT_LT(ring(Contrast::standard), 3);
+    EXPECT_GE(ring(Contrast::high), 3);
 }
 
 TEST_F(CollectionViewTest, aGroupOfDownloadsIsChosenAndNothingUnseenStaysSelected) {

@@ -97,7 +97,8 @@ void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
         fill = hasFocus_ ? colours_.selection : colours_.quietSelection;
     else if (state.isHovered)
         fill = colours_.hover;
-    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, 1.5) : QPen(Qt::NoPen));
+    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, Theme::shared().focusWidth())
+                                                 : QPen(Qt::NoPen));
     painter_.setBrush(fill);
     painter_.drawRoundedRect(frame, Space::radius, Space::radius);
 }

@@ -2,6 +2,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
 #include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Foundation/Unicode.h"
 
@@ -22,7 +23,6 @@ namespace {
 
 constexpr qint64 typeAheadPause = 800;
 constexpr int autoScrollInterval = 30;
-constexpr int pressTime = 80;
 
 std::optional<MoveKey> moveOf(int key) {
     switch (key) {
@@ -232,8 +232,11 @@ void MorvCollectionView::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void MorvCollectionView::press(std::int64_t index) {
+    const int time = Theme::shared().motion().press;
+    if (time == 0)
+        return;
     pressed_ = index;
-    pressing_.start(pressTime, this);
+    pressing_.start(time, this);
     viewport()->update(visualRect(index));
 }
 

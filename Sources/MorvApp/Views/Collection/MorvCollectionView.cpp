@@ -517,7 +517,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     paintHeadings(painter);
     if (band_) {
         auto fill = colours.accent;
-        fill.setAlpha(0x22);
+        fill.setAlpha(Theme::shared().look().contrast == Contrast::high ? 0 : 0x22);
         painter.setBrush(fill);
         painter.setPen(colours.accent);
         painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(origin()));
