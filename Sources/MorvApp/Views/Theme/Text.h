@@ -26,6 +26,8 @@ QString shownPath(const FileURL& url);
 QString shownPathBriefly(const FileURL& url);
 /// A sentence or name of our own.
 QString ours(std::string_view utf8);
+/// Of a window: the toolkit takes "[*]" in it for the place of a mark of its own.
+QString asWindowTitle(QString title);
 /// A name to be edited: only what is not UTF-8 is repaired.
 QString editableName(std::string_view bytes);
 
