@@ -157,7 +157,8 @@ void ConnectSheet::follow() {
     const bool hasChoices = !connection_.question().choices.empty();
     act_->setText(isAsking ? QStringLiteral("Sign In") : QStringLiteral("Connect"));
     act_->setVisible(!(isAsking && hasChoices));
-    act_->setEnabled(!isReaching && (isAsking || !address_->text().trimmed().isEmpty()));
+    // Hidden it must not be the answer of a Return either.
+    act_->setEnabled(!isReaching && (isAsking ? !hasChoices : !address_->text().trimmed().isEmpty()));
     cancel_->setText(isReaching || isAsking ? QStringLiteral("Stop") : QStringLiteral("Cancel"));
     if (isReaching)
         cancel_->setFocus();
