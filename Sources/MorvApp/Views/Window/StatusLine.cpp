@@ -17,8 +17,8 @@ namespace morv {
 
 namespace {
 
-constexpr int smallestIcon = 72;
-constexpr int largestIcon = 160;
+constexpr int smallestIcon = static_cast<int>(AppModel::smallestIcon);
+constexpr int largestIcon = static_cast<int>(AppModel::largestIcon);
 constexpr int iconStep = 16;
 constexpr int sliderWidth = 112;
 /// Milliseconds: a hand that slides changes the folder's view no more often than it can be seen.
