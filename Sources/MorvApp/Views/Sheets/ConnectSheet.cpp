@@ -211,7 +211,7 @@ void ConnectSheet::showChoices() {
     }
     const auto& choices = connection_.question().choices;
     for (std::size_t i = 0; i < choices.size(); ++i) {
-        auto* button = new QPushButton(shown(choices[i]).replace(QLatin1Char('&'), QLatin1String("&&")));
+        auto* button = new QPushButton(buttonText(shown(choices[i])));
         button->setObjectName(QStringLiteral("serverChoice"));
         connect(button, &QPushButton::clicked, this,
                 [this, i] { connection_.answer(answerOf(static_cast<int>(i))); });

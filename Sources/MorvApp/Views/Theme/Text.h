@@ -26,6 +26,8 @@ QString shownPath(const FileURL& url);
 QString shownPathBriefly(const FileURL& url);
 /// A sentence or name of our own.
 QString ours(std::string_view utf8);
+/// As the text of a button or of a menu, where one "&" marks a key.
+QString buttonText(QString text);
 /// A name to be edited: only what is not UTF-8 is repaired.
 QString editableName(std::string_view bytes);
 

@@ -13,9 +13,7 @@ namespace {
 constexpr int nameWidth = 240;
 
 QString menuName(std::string_view name, const QMenu* menu) {
-    return menu->fontMetrics()
-        .elidedText(shown(name), Qt::ElideMiddle, nameWidth)
-        .replace(QLatin1Char('&'), QLatin1String("&&"));
+    return buttonText(menu->fontMetrics().elidedText(shown(name), Qt::ElideMiddle, nameWidth));
 }
 
 } // namespace
