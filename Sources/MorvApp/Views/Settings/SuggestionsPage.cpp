@@ -157,7 +157,8 @@ void SuggestionsPage::confirmClearing() {
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(
         QStringLiteral("%1 will be removed, and cannot be brought back. No file is touched.")
-            .arg(shownCount(memory_.recordCount(), "record", "records")));
+            .arg(memory_.preferences() ? shownCount(memory_.recordCount(), "record", "records")
+                                       : QStringLiteral("All records")));
     // Of the one role that every desktop lays out in this order.
     auto* keep = box->addButton(QStringLiteral("Keep"), QMessageBox::ActionRole);
     auto* forget = box->addButton(QStringLiteral("Forget All"), QMessageBox::ActionRole);
@@ -173,7 +174,8 @@ void SuggestionsPage::show() {
                              static_cast<QWidget*>(days_), static_cast<QWidget*>(excluded_)})
         control->setEnabled(policy.has_value());
     count_->setText(shownCount(memory_.recordCount(), "record", "records"));
-    clear_->setEnabled(policy && memory_.recordCount() > 0);
+    // What cannot be read can still be got rid of.
+    clear_->setEnabled(policy ? memory_.recordCount() > 0 : memory_.hasFailed());
     export_->setEnabled(policy.has_value());
     message_->setText(shown(memory_.message()));
     message_->setObjectName(memory_.hasFailed() ? QStringLiteral("failure") : QStringLiteral("secondary"));
