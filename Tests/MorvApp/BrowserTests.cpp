@@ -2,6 +2,7 @@
 #include "MorvApp/Views/Browser/ColumnsView.h"
 #include "MorvApp/Views/Browser/GalleryView.h"
 #include "MorvApp/Views/Preview/PreviewPane.h"
+#include "MorvApp/Views/Sheets/Sheet.h"
 #include "MorvApp/Views/Window/PaneView.h"
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/TabArea.h"
@@ -133,6 +134,32 @@ TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
     std::filesystem::remove_all(work.child("a").path());
     ASSERT_TRUE(shows({"work"}));
     EXPECT_TRUE(columns()->collection(0).hasFocus()) << "the keyboard does not vanish with a folder";
+}
+
+TEST_F(BrowserTest, theViewOptionsOfAColumnChangeThePane) {
+    folder("work/a");
+    file("work/a/one.txt");
+    openColumns();
+    key(Qt::Key_Down);
+    ASSERT_TRUE(shows({"work", "a"}));
+    key(Qt::Key_Right);
+    ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"one.txt"}; }));
+    key(Qt::Key_J, Qt::ControlModifier);
+    ASSERT_TRUE(window->sheet());
+    const auto view = [&](const char* title) -> QToolButton* {
+        for (auto* button : window->sheet()->findChildren<QToolButton*>())
+            if (button->text() == QLatin1String(title))
+                return button;
+        return nullptr;
+    };
+    ASSERT_TRUE(view("Columns") && view("List"));
+    EXPECT_TRUE(view("Columns")->isChecked());
+    view("List")->click();
+    EXPECT_EQ(app().activePane().preferences().view, BrowserViewMode::list);
+    EXPECT_EQ(app().activePane().location(), work.child("a")) << "where the keyboard was";
+    EXPECT_TRUE(view("List")->isChecked());
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(settled());
 }
 
 TEST_F(BrowserTest, theFocusedColumnIsInSight) {
