@@ -2,6 +2,7 @@
 #include "MorvApp/Views/Browser/ColumnsView.h"
 #include "MorvApp/Views/Browser/GalleryView.h"
 #include "MorvApp/Views/Preview/PreviewPane.h"
+#include "MorvApp/Views/Sheets/Sheet.h"
 #include "MorvApp/Views/Window/PaneView.h"
 #include "MorvApp/Views/Window/PathBar.h"
 #include "MorvApp/Views/Window/TabArea.h"
@@ -21,8 +22,9 @@ using testing::IsEmpty;
 
 class BrowserTest : public WindowTest {
 protected:
-    ColumnsView* columns() { return find<ColumnsView>("columnsView"); }
-    GalleryView* gallery() { return find<GalleryView>("galleryView"); }
+    /// Null in another view.
+    ColumnsView* columns() { return window->findChild<TabArea*>()->activeView()->columns(); }
+    GalleryView* gallery() { return window->findChild<TabArea*>()->activeView()->gallery(); }
     void openColumns() {
         open();
         key(Qt::Key_3, Qt::ControlModifier);
@@ -63,7 +65,7 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
     folder("work/a");
     folder("work/a/b");
     folder("work/a/b/c");
-    file("work/a/b/c/deep.txt");
+    file("a/b/c/deep.txt");
     file("z.txt");
     openColumns();
     type(QStringLiteral("a"));
@@ -75,6 +77,7 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
     EXPECT_THAT(chosen(), ElementsAre("b"));
     EXPECT_EQ(crumb(), QStringLiteral("a")) << "the path is that of the column with the keyboard";
     key(Qt::Key_O, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"c"}; }));
     key(Qt::Key_Right);
     ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"deep.txt"}; }));
     ASSERT_TRUE(eventually([&] { return columns()->preview() != nullptr; }));
@@ -96,8 +99,8 @@ TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
 
 TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
     folder("work/a");
-    file("work/a/one.txt");
-    file("work/a/two.txt");
+    file("a/one.txt");
+    file("a/two.txt");
     file("z.txt");
     openColumns();
     auto& first = columns()->collection(0);
@@ -133,6 +136,32 @@ TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
     EXPECT_TRUE(columns()->collection(0).hasFocus()) << "the keyboard does not vanish with a folder";
 }
 
+TEST_F(BrowserTest, theViewOptionsOfAColumnChangeThePane) {
+    folder("work/a");
+    file("work/a/one.txt");
+    openColumns();
+    key(Qt::Key_Down);
+    ASSERT_TRUE(shows({"work", "a"}));
+    key(Qt::Key_Right);
+    ASSERT_TRUE(eventually([&] { return chosen() == std::vector<std::string>{"one.txt"}; }));
+    key(Qt::Key_J, Qt::ControlModifier);
+    ASSERT_TRUE(window->sheet());
+    const auto view = [&](const char* title) -> QToolButton* {
+        for (auto* button : window->sheet()->findChildren<QToolButton*>())
+            if (button->text() == QLatin1String(title))
+                return button;
+        return nullptr;
+    };
+    ASSERT_TRUE(view("Columns") && view("List"));
+    EXPECT_TRUE(view("Columns")->isChecked());
+    view("List")->click();
+    EXPECT_EQ(app().activePane().preferences().view, BrowserViewMode::list);
+    EXPECT_EQ(app().activePane().location(), work.child("a")) << "where the keyboard was";
+    EXPECT_TRUE(view("List")->isChecked());
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(settled());
+}
+
 TEST_F(BrowserTest, theFocusedColumnIsInSight) {
     auto path = work;
     for (int level = 0; level < 8; ++level) {
@@ -157,7 +186,7 @@ TEST_F(BrowserTest, theFocusedColumnIsInSight) {
 
 TEST_F(BrowserTest, viewsTabsSplitsAndSessionsKeepSelectionAndFocus) {
     folder("work/a");
-    file("work/a/one.txt");
+    file("a/one.txt");
     file("z.txt");
     openColumns();
     key(Qt::Key_Down);
@@ -189,7 +218,7 @@ TEST_F(BrowserTest, viewsTabsSplitsAndSessionsKeepSelectionAndFocus) {
     ASSERT_TRUE(columns()) << "the folder comes back as it was seen";
 
     window->collection().setFocus();
-    key(Qt::Key_Down);
+    key(Qt::Key_Home);
     ASSERT_TRUE(shows({"work", "a"}));
     app().saveSession("window");
     ASSERT_TRUE(eventually([&] { return app().status() == "Session saved"; }));

@@ -159,6 +159,13 @@ TEST_F(KeyBindingsTest, aChangedKeyIsKeptAndAConflictNamed) {
                  services.keys.isChanged(copy));
 }
 
+TEST_F(KeyBindingsTest, aChangeThatCouldNotBeSavedIsToldByTheWindow) {
+    MorvServices services(environment());
+    AppModel app(services, board, work);
+    Q_EMIT services.keys.saveFailed(QStringLiteral("The keyboard shortcuts couldn’t be saved: no room"));
+    EXPECT_EQ(app.errorMessage(), "The keyboard shortcuts couldn’t be saved: no room");
+}
+
 TEST_F(KeyBindingsTest, aChangeBeforeTheRecordWasReadWins) {
     {
         MorvServices services(environment());

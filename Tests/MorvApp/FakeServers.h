@@ -26,7 +26,11 @@ private:
     class Attempt : public ServerAttempt {
     public:
         explicit Attempt(FakeServers& servers) : servers_(servers) {}
-        ~Attempt() override { ++servers_.abandoned; }
+        ~Attempt() override {
+            ++servers_.abandoned;
+            // As with a real attempt, which ends while its listener is being told.
+            servers_.listener = {};
+        }
         void answer(const ServerAnswer& answer) override {
             servers_.answers.push_back(answer.password);
             servers_.choice = answer.choice;

@@ -2,11 +2,14 @@
 #include "MorvApp/Model/InspectorModel.h"
 #include "MorvApp/Model/SearchTokens.h"
 #include "MorvCore/Folders/FileTagMetadata.h"
+#include "MorvCore/Foundation/Cancellation.h"
 #include "Tests/MorvApp/Support.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
 namespace morv {
 namespace {
@@ -93,6 +96,45 @@ TEST_F(InspectorModelTest, aChecksumBelongsToItsItemAndIsCancelled) {
     ASSERT_TRUE(
         eventually([&] { return inspector->item() && inspector->item()->lastComponent() == "b.txt"; }));
     EXPECT_EQ(inspector->checksum().phase, Phase::none) << "it does not follow to the next item";
+    ASSERT_TRUE(idle(*app));
+}
+
+/// The first picture is not ready before it is given up.
+class SlowDecoder : public MediaDecoder {
+public:
+    DecodedMedia decode(const MediaRequest&, const std::stop_token& stop) const override {
+        std::unique_lock lock(mutex_);
+        ++begun_;
+        next_.wait(lock, stop, [this] { return begun_ > 1; });
+        checkCancelled(stop);
+        DecodedMedia media;
+        media.facts = {{"Size", "1 × 1"}};
+        return media;
+    }
+    bool understands(const FileURL&) const override { return true; }
+    int begun() const {
+        const std::lock_guard lock(mutex_);
+        return begun_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    mutable std::condition_variable_any next_;
+    mutable int begun_ = 0;
+};
+
+TEST_F(InspectorModelTest, aPictureThatWasGivenUpIsDecodedWhenItIsSeenAgain) {
+    const auto a = file("a.png", "x");
+    start();
+    const auto decoder = std::make_shared<SlowDecoder>();
+    services->mediaDecoder = decoder;
+    inspector->setActive(true);
+    select(*app, {"a.png"});
+    ASSERT_TRUE(tells(a));
+    ASSERT_TRUE(eventually([&] { return decoder->begun() == 1; }));
+    inspector->setActive(false);
+    inspector->setActive(true);
+    EXPECT_TRUE(eventually([&] { return inspector->media().has_value(); }));
     ASSERT_TRUE(idle(*app));
 }
 

@@ -91,6 +91,16 @@ protected:
             return label->isVisible() && label->text().contains(QString::fromUtf8(text));
         });
     }
+    /// What the question before the memory is cleared is answered with.
+    void answerClearing(const QString& title) {
+        click("clearSuggestions");
+        auto* box = settings().findChild<QMessageBox*>(QStringLiteral("confirmClearing"));
+        ASSERT_TRUE(box);
+        for (auto* button : box->buttons())
+            if (button->text() == title)
+                QTest::mouseClick(button, Qt::LeftButton);
+        ASSERT_TRUE(eventually([&] { return !settings().findChild<QMessageBox*>(); }));
+    }
     /// In the save dialog that the last click has opened.
     void save(const FileURL& file) {
         QFileDialog* dialog = nullptr;
@@ -241,23 +251,26 @@ TEST_F(SettingsTest, theMemoryOfSuggestionsIsRuledExportedAndCleared) {
     QTest::keyClick(days, Qt::Key_Return);
     EXPECT_TRUE(eventually([&] { return stored.preferences().retentionDays == 7; }));
 
-    const auto answer = [this](const QString& title) {
-        click("clearSuggestions");
-        auto* box = settings().findChild<QMessageBox*>(QStringLiteral("confirmClearing"));
-        ASSERT_TRUE(box);
-        for (auto* button : box->buttons())
-            if (button->text() == title)
-                QTest::mouseClick(button, Qt::LeftButton);
-        ASSERT_TRUE(eventually([&] { return !settings().findChild<QMessageBox*>(); }));
-    };
-    answer(QStringLiteral("Keep"));
+    answerClearing(QStringLiteral("Keep"));
     EXPECT_EQ(stored.records().size(), 2U);
-    answer(QStringLiteral("Forget All"));
+    answerClearing(QStringLiteral("Forget All"));
     EXPECT_TRUE(eventually([&] { return says("0 records"); }));
     EXPECT_THAT(services->store.keys("suggestions/record/"), IsEmpty());
     EXPECT_TRUE(stored.preferences().enabled) << "the policy stays";
     click("rememberFiling");
     EXPECT_TRUE(eventually([&] { return !stored.preferences().enabled; }));
+}
+
+TEST_F(SettingsTest, aDamagedMemoryOfSuggestionsCanBeCleared) {
+    services.emplace(environment());
+    services->store.saveBytes("{", "suggestions/record/" + UUID::random().text());
+    services.reset();
+    openSettings("suggestions");
+    ASSERT_TRUE(eventually([&] { return says("is empty or corrupt."); }));
+    EXPECT_FALSE(control<QCheckBox>("rememberFiling")->isEnabled()) << "nobody knows what it would change";
+    answerClearing(QStringLiteral("Forget All"));
+    EXPECT_TRUE(eventually([&] { return control<QCheckBox>("rememberFiling")->isEnabled(); }));
+    EXPECT_THAT(services->store.keys("suggestions/record/"), IsEmpty());
 }
 
 TEST_F(SettingsTest, anExcludedFolderIsForgottenAndMayComeBack) {

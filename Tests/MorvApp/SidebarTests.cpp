@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPainter>
+#include <QProxyStyle>
 #include <QPushButton>
 #include <QSlider>
 #include <QToolButton>
@@ -182,6 +183,34 @@ TEST_F(SidebarTest, sectionsCloseAndTheRailTakesItsPlace) {
     EXPECT_EQ(app().activePane().location(), two);
 }
 
+/// As on desktops on which one click activates.
+class SingleClickStyle : public QProxyStyle {
+public:
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* answer) const override {
+        return hint == SH_ItemView_ActivateItemOnSingleClick
+                   ? 1
+                   : QProxyStyle::styleHint(hint, option, widget, answer);
+    }
+};
+
+TEST_F(SidebarTest, aClickIsOneClickWhereItActivates) {
+    openWithPlaces();
+    auto* style = new SingleClickStyle;
+    style->setParent(bar);
+    bar->setStyle(style);
+    const auto click = [&](const char* title) {
+        QTest::mouseClick(bar->viewport(), Qt::LeftButton, {}, row(title).center());
+    };
+    click("Favourites");
+    EXPECT_FALSE(item("one")) << "closed, and not open again";
+    click("Favourites");
+    ASSERT_TRUE(item("one"));
+    click("one");
+    EXPECT_EQ(app().activePane().location(), one);
+    ASSERT_TRUE(settled());
+}
+
 TEST_F(SidebarTest, aServerIsReachedThroughItsQuestions) {
     openWithPlaces();
     key(Qt::Key_K, Qt::ControlModifier);
@@ -199,8 +228,13 @@ TEST_F(SidebarTest, aServerIsReachedThroughItsQuestions) {
     servers.listener.asked({.message = "Unknown host\nTrust\x01it?", .choices = {"Trust", "Do not"}});
     const auto choices = window->sheet()->findChildren<QPushButton*>(QStringLiteral("serverChoice"));
     ASSERT_EQ(choices.size(), 2);
+    auto* focus = QApplication::focusWidget();
+    focus->clearFocus();
+    QTest::keyClick(window->sheet(), Qt::Key_Return);
+    EXPECT_TRUE(servers.answers.empty()) << "Return trusts nobody, wherever the keyboard is";
+    focus->setFocus();
     key(Qt::Key_Return);
-    EXPECT_EQ(servers.abandoned, 1) << "Return trusts nobody";
+    EXPECT_EQ(servers.abandoned, 1);
     ASSERT_TRUE(window->sheet());
     key(Qt::Key_Return);
     servers.listener.asked({.message = "Trust it?", .choices = {"Trust", "Do not"}});

@@ -33,6 +33,8 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
             [this](const std::string& message) { setErrorMessage(message); });
     connect(&services.appearances, &FolderAppearanceStore::failed, this,
             [this](const std::string& message) { setErrorMessage(message); });
+    connect(&services.keys, &KeyBindings::saveFailed, this,
+            [this](const QString& message) { setErrorMessage(message.toStdString()); });
     connect(&library(), &FileLibrary::workspaceListChanged, this, [this] {
         if (selectedWorkspaceID_ && !library().workspace(*selectedWorkspaceID_))
             setSelectedWorkspaceID(std::nullopt);

@@ -49,7 +49,7 @@ void InspectorModel::setActive(bool active) {
         return follow();
     rest_.stop();
     cancelReading();
-    decoding_.cancel();
+    cancelDecoding();
     cancelChecksum();
     wish_.reset();
 }
@@ -84,7 +84,7 @@ void InspectorModel::begin(const std::optional<FileURL>& item) {
     checksum_ = {};
     wish_.reset();
     insight_.reset();
-    decoding_.cancel();
+    cancelDecoding();
     media_.reset();
     information_.reset();
     item_ = item;
@@ -139,12 +139,18 @@ void InspectorModel::receive(ItemInformation information) {
         insight_ = insight;
         Q_EMIT insightChanged();
     });
-    if (!isSame)
+    if (!isSame || !isDecoded_)
         decode();
+}
+
+void InspectorModel::cancelDecoding() {
+    decoding_.cancel();
+    isDecoded_ = false;
 }
 
 void InspectorModel::decode() {
     decoding_.cancel();
+    isDecoded_ = true;
     const auto& decoder = app_.services().mediaDecoder;
     if (!decoder || !information_->isRegular || !decoder->understands(*item_) ||
         information_->entry.availability != FileAvailability::local)

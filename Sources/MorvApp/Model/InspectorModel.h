@@ -101,11 +101,13 @@ private:
     void cancelReading();
     void receive(ItemInformation information);
     void decode();
+    void cancelDecoding();
 
     AppModel& app_;
     bool isActive_ = false;
     bool isReading_ = false;
     bool readsAgain_ = false;
+    bool isDecoded_ = false; ///< or is being decoded
     QTimer rest_;
     std::optional<FileURL> item_;
     State state_ = State::nothing;

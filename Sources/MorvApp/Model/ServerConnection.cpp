@@ -112,27 +112,31 @@ void ServerConnection::reach(std::string_view typed) {
         return fail("This session cannot connect to servers.");
     address_ = address.url;
     setState(State::reaching);
-    attempt_ = connector_->reach(
-        address.url, {[this](const ServerQuestion& question) {
-                          question_ = question;
-                          setState(State::asking);
-                      },
-                      [this](const FileURL& folder) {
-                          attempt_.reset();
-                          changeRecent([kept = ServerAddress::withoutPassword(address_)](auto& addresses) {
-                              std::erase(addresses, kept);
-                              addresses.insert(addresses.begin(), kept);
-                              addresses.resize(std::min(addresses.size(), mostKept));
-                          });
-                          setState(State::idle);
-                          Q_EMIT mounted(folder);
-                      },
-                      [this](const std::string& sentence) {
-                          attempt_.reset();
-                          if (sentence.empty())
-                              return setState(State::idle);
-                          fail(sentence);
-                      }});
+    // The listener goes with its attempt, which an arrival and a failure end: nothing of it is used after that.
+    attempt_ = connector_->reach(address.url, {[this](const ServerQuestion& question) {
+                                                   question_ = question;
+                                                   setState(State::asking);
+                                               },
+                                               [this](const FileURL& folder) { arrive(folder); },
+                                               [this](const std::string& sentence) { giveUp(sentence); }});
+}
+
+void ServerConnection::arrive(const FileURL& folder) {
+    attempt_.reset();
+    changeRecent([kept = ServerAddress::withoutPassword(address_)](auto& addresses) {
+        std::erase(addresses, kept);
+        addresses.insert(addresses.begin(), kept);
+        addresses.resize(std::min(addresses.size(), mostKept));
+    });
+    setState(State::idle);
+    Q_EMIT mounted(folder);
+}
+
+void ServerConnection::giveUp(const std::string& sentence) {
+    attempt_.reset();
+    if (sentence.empty())
+        return setState(State::idle);
+    fail(sentence);
 }
 
 void ServerConnection::answer(const ServerAnswer& answer) {

@@ -60,6 +60,8 @@ Q_SIGNALS:
     void mounted(const FileURL& folder);
 
 private:
+    void arrive(const FileURL& folder);
+    void giveUp(const std::string& sentence);
     void setState(State state);
     void fail(std::string sentence);
     /// Changes the record as it is when its turn comes, for all windows share it.

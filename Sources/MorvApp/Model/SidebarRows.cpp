@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <utility>
 
 namespace morv {
@@ -13,22 +14,33 @@ namespace {
 
 using Kind = SidebarRow::Kind;
 
+/// Looked up once: the rows are made again whenever a window comes forward.
+const std::map<FileURL, const char*>& symbolsOfUserFolders() {
+    static const auto symbols = [] {
+        constexpr std::array<std::pair<UserFolder, const char*>, 6> known{
+            {{UserFolder::desktop, "display"},
+             {UserFolder::documents, "doc.text"},
+             {UserFolder::downloads, "arrow.down.circle"},
+             {UserFolder::music, "music.note"},
+             {UserFolder::pictures, "photo"},
+             {UserFolder::videos, "film"}}};
+        std::map<FileURL, const char*> found;
+        for (const auto& [folder, symbol] : known)
+            if (const auto url = userFolder(folder))
+                found.emplace(url->asFolder(), symbol);
+        return found;
+    }();
+    return symbols;
+}
+
 std::string symbolOf(const FileURL& place) {
     if (place.isRoot())
         return "drive";
     if (place == homeFolder())
         return "house";
-    constexpr std::array<std::pair<UserFolder, const char*>, 6> known{
-        {{UserFolder::desktop, "display"},
-         {UserFolder::documents, "doc.text"},
-         {UserFolder::downloads, "arrow.down.circle"},
-         {UserFolder::music, "music.note"},
-         {UserFolder::pictures, "photo"},
-         {UserFolder::videos, "film"}}};
-    for (const auto& [folder, symbol] : known)
-        if (const auto url = userFolder(folder); url && url->asFolder() == place.asFolder())
-            return symbol;
-    return "folder";
+    const auto& symbols = symbolsOfUserFolders();
+    const auto known = symbols.find(place.asFolder());
+    return known == symbols.end() ? "folder" : known->second;
 }
 
 SidebarRow placeRow(Kind kind, std::string title, std::string symbol, const FileURL& place) {

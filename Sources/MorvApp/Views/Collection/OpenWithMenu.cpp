@@ -1,8 +1,7 @@
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
 
+#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
-
-#include <QIcon>
 
 namespace morv {
 
@@ -32,10 +31,7 @@ void OpenWithMenu::fill(const std::vector<InstalledApplication>& applications) {
                                       : QStringLiteral("No application is known to open all of them"));
     clear();
     for (const auto& application : applications) {
-        const auto icon = ours(application.icon);
-        auto name = shown(application.name);
-        auto* action = addAction(icon.startsWith(QLatin1Char('/')) ? QIcon(icon) : QIcon::fromTheme(icon),
-                                 name.replace(QLatin1Char('&'), QLatin1String("&&")));
+        auto* action = addAction(applicationIcon(application.icon), buttonText(shown(application.name)));
         connect(action, &QAction::triggered, &app_,
                 [app = &app_, application, items = items_] { app->openWith(application, items); });
     }

@@ -220,7 +220,7 @@ void InspectorPanel::buildChecksum() {
             model_.computeChecksum();
     });
     connect(checksumCopy_, &QToolButton::clicked, this,
-            [this] { QApplication::clipboard()->setText(ours(model_.checksum().text)); });
+            [this] { QApplication::clipboard()->setText(checksumText_->text()); });
     column_->addWidget(checksumSection_);
 }
 

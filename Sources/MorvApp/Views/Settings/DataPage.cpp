@@ -40,8 +40,6 @@ QLabel* DataPage::addFact(const char* name, const QString& label) {
     auto* value = new QLabel(QStringLiteral("…"), this);
     value->setObjectName(QLatin1String(name));
     addRow(label, {value});
-    // The label's own text is what it tells, and not its name.
-    value->setAccessibleName(QString());
     return value;
 }
 

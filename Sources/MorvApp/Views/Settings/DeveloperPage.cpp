@@ -1,13 +1,13 @@
 #include "MorvApp/Views/Settings/DeveloperPage.h"
 
 #include "MorvApp/Model/MorvRuntime.h"
+#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
 #include <QFileDialog>
-#include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <algorithm>
@@ -19,12 +19,6 @@ namespace {
 constexpr int narrowestEditor = 220;
 constexpr int otherProgram = -1;
 constexpr int noEditor = -2;
-
-QIcon iconOf(const std::string& name) {
-    const auto text = ours(name);
-    const auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
-    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
-}
 
 } // namespace
 
@@ -88,7 +82,7 @@ void DeveloperPage::fillEditors(const std::vector<InstalledApplication>& applica
     if (!chosen)
         editor_->addItem(QStringLiteral("Ask the first time"), noEditor);
     for (std::size_t i = 0; i < editors_.size(); ++i) {
-        editor_->addItem(iconOf(editors_[i].icon), shown(editors_[i].name), static_cast<int>(i));
+        editor_->addItem(applicationIcon(editors_[i].icon), shown(editors_[i].name), static_cast<int>(i));
         if (editors_[i].file == chosen)
             editor_->setCurrentIndex(editor_->count() - 1);
     }

@@ -44,9 +44,11 @@ void SettingsPage::addHeading(const QString& text) {
 void SettingsPage::addRow(const QString& text, std::initializer_list<QWidget*> controls) {
     const int row = rows_->rowCount();
     auto* name = label(text, "", this);
-    name->setBuddy(*controls.begin());
-    if ((*controls.begin())->accessibleName().isEmpty())
-        (*controls.begin())->setAccessibleName(text);
+    auto* first = *controls.begin();
+    name->setBuddy(first);
+    // A label's own text is what it tells, and not its name.
+    if (first->accessibleName().isEmpty() && !qobject_cast<QLabel*>(first))
+        first->setAccessibleName(text);
     rows_->addWidget(name, row, 0);
     auto* line = new QHBoxLayout;
     line->setSpacing(Space::small);

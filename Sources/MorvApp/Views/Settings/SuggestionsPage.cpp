@@ -27,6 +27,10 @@ QString local(const FileURL& url) {
     return QFile::decodeName(QByteArray::fromStdString(url.path()));
 }
 
+void nameUnit(QSpinBox& days) {
+    days.setSuffix(days.value() == 1 ? QStringLiteral(" day") : QStringLiteral(" days"));
+}
+
 } // namespace
 
 SuggestionsPage::SuggestionsPage(SQLiteStore& store, TaskPools& pools, QWidget* parent)
@@ -49,7 +53,7 @@ void SuggestionsPage::buildPolicy() {
     days_->setRange(0, longestRetention);
     days_->setSpecialValueText(QStringLiteral("without limit"));
     days_->setMinimumHeight(fieldHeight);
-    days_->setSuffix(QStringLiteral(" days"));
+    nameUnit(*days_);
     // A number that is being typed is not the number that is meant: a shorter time removes records.
     days_->setKeyboardTracking(false);
     addRow(QStringLiteral("Keep records"), {days_});
@@ -57,8 +61,10 @@ void SuggestionsPage::buildPolicy() {
             [this](bool on) { change([on](auto& policy) { policy.enabled = on; }); });
     connect(suggests_, &QCheckBox::clicked, this,
             [this](bool on) { change([on](auto& policy) { policy.suggestionsEnabled = on; }); });
-    connect(days_, &QSpinBox::valueChanged, this,
-            [this](int days) { change([days](auto& policy) { policy.retentionDays = days; }); });
+    connect(days_, &QSpinBox::valueChanged, this, [this](int days) {
+        nameUnit(*days_);
+        change([days](auto& policy) { policy.retentionDays = days; });
+    });
 }
 
 void SuggestionsPage::buildRoots() {
@@ -151,7 +157,8 @@ void SuggestionsPage::confirmClearing() {
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(
         QStringLiteral("%1 will be removed, and cannot be brought back. No file is touched.")
-            .arg(shownCount(memory_.recordCount(), "record", "records")));
+            .arg(memory_.preferences() ? shownCount(memory_.recordCount(), "record", "records")
+                                       : QStringLiteral("All records")));
     // Of the one role that every desktop lays out in this order.
     auto* keep = box->addButton(QStringLiteral("Keep"), QMessageBox::ActionRole);
     auto* forget = box->addButton(QStringLiteral("Forget All"), QMessageBox::ActionRole);
@@ -167,7 +174,8 @@ void SuggestionsPage::show() {
                              static_cast<QWidget*>(days_), static_cast<QWidget*>(excluded_)})
         control->setEnabled(policy.has_value());
     count_->setText(shownCount(memory_.recordCount(), "record", "records"));
-    clear_->setEnabled(policy && memory_.recordCount() > 0);
+    // What cannot be read can still be got rid of.
+    clear_->setEnabled(policy ? memory_.recordCount() > 0 : memory_.hasFailed());
     export_->setEnabled(policy.has_value());
     message_->setText(shown(memory_.message()));
     message_->setObjectName(memory_.hasFailed() ? QStringLiteral("failure") : QStringLiteral("secondary"));
@@ -181,6 +189,7 @@ void SuggestionsPage::show() {
     // What is being typed is not overtaken by an answer to something earlier.
     if (!days_->hasFocus())
         days_->setValue(static_cast<int>(policy->retentionDays));
+    nameUnit(*days_);
     const int row = excluded_->currentRow();
     excluded_->clear();
     for (const auto& root : policy->excludedRoots)

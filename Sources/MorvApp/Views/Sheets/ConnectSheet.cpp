@@ -157,7 +157,8 @@ void ConnectSheet::follow() {
     const bool hasChoices = !connection_.question().choices.empty();
     act_->setText(isAsking ? QStringLiteral("Sign In") : QStringLiteral("Connect"));
     act_->setVisible(!(isAsking && hasChoices));
-    act_->setEnabled(!isReaching && (isAsking || !address_->text().trimmed().isEmpty()));
+    // Hidden it must not be the answer of a Return either.
+    act_->setEnabled(!isReaching && (isAsking ? !hasChoices : !address_->text().trimmed().isEmpty()));
     cancel_->setText(isReaching || isAsking ? QStringLiteral("Stop") : QStringLiteral("Cancel"));
     if (isReaching)
         cancel_->setFocus();
@@ -210,7 +211,7 @@ void ConnectSheet::showChoices() {
     }
     const auto& choices = connection_.question().choices;
     for (std::size_t i = 0; i < choices.size(); ++i) {
-        auto* button = new QPushButton(shown(choices[i]).replace(QLatin1Char('&'), QLatin1String("&&")));
+        auto* button = new QPushButton(buttonText(shown(choices[i])));
         button->setObjectName(QStringLiteral("serverChoice"));
         connect(button, &QPushButton::clicked, this,
                 [this, i] { connection_.answer(answerOf(static_cast<int>(i))); });

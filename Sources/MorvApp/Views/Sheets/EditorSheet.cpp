@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 
 #include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QFile>
@@ -16,12 +17,6 @@ namespace morv {
 namespace {
 
 constexpr QSize card{480, 460};
-
-QIcon iconOf(const std::string& name) {
-    const auto text = ours(name);
-    auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
-    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
-}
 
 } // namespace
 
@@ -65,7 +60,7 @@ void EditorSheet::fill(const std::vector<InstalledApplication>& applications) {
     for (const auto& application : applications_) {
         if (application.file == chosen)
             current = list_->count();
-        new QListWidgetItem(iconOf(application.icon), shown(application.name), list_);
+        new QListWidgetItem(applicationIcon(application.icon), shown(application.name), list_);
     }
     none_->setText(QStringLiteral("No application for folders or text is installed."));
     none_->setVisible(applications_.empty());

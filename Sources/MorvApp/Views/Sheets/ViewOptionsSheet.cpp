@@ -138,8 +138,12 @@ QWidget* ViewOptionsSheet::buildViews() {
         views_->addButton(button, static_cast<int>(view.mode));
         inner->addWidget(button);
     }
-    connect(views_, &QButtonGroup::idClicked, this,
-            [this](int id) { change([id](auto& shown) { shown.view = static_cast<BrowserViewMode>(id); }); });
+    connect(views_, &QButtonGroup::idClicked, this, [this](int id) {
+        // A column is shown as the pane is: the command knows which of them is meant.
+        for (const auto& view : views)
+            if (static_cast<int>(view.mode) == id)
+                app_.perform(view.command);
+    });
     return segments;
 }
 
@@ -164,7 +168,7 @@ void ViewOptionsSheet::showPresent() {
     const auto& pane = app_.currentPane();
     const auto& shownNow = pane.preferences();
     folder_->setText(QStringLiteral("Of %1. Kept for this folder.").arg(shownPath(pane.location())));
-    if (auto* button = views_->button(static_cast<int>(shownNow.view)))
+    if (auto* button = views_->button(static_cast<int>(app_.activePane().preferences().view)))
         button->setChecked(true);
     select(*sort_, static_cast<int>(shownNow.sort));
     select(*grouping_, static_cast<int>(shownNow.grouping));

@@ -70,12 +70,9 @@ void Sidebar::follow() {
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &Sidebar::markLocation);
     connect(&app_, &AppModel::activePaneChanged, this, &Sidebar::markLocation);
     connect(&app_, &AppModel::activePaneUpdated, this, &Sidebar::markLocation);
+    // Not when it is activated: where one click does that, it comes after the click, which may have taken the row
+    // away.
     connect(this, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) { open(*item); });
-    connect(this, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
-        // A click has toggled it already where one click activates.
-        if (rowOf(*item))
-            open(*item);
-    });
 }
 
 // What is shown.
@@ -287,13 +284,15 @@ void Sidebar::toggle(const QTreeWidgetItem& heading) {
 
 void Sidebar::keyPressEvent(QKeyEvent* event) {
     const auto* item = currentItem();
+    const auto key = event->key();
+    const bool isReturn = key == Qt::Key_Return || key == Qt::Key_Enter;
     const bool isHeading = item && !rowOf(*item);
+    if (item && isReturn)
+        return open(*item);
     if (isHeading) {
-        const auto key = event->key();
         const bool opens = key == (isRightToLeft() ? Qt::Key_Left : Qt::Key_Right);
         const bool closes = key == (isRightToLeft() ? Qt::Key_Right : Qt::Key_Left);
-        const bool toggles = key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Space;
-        if (toggles || (opens && isClosed(*item)) || (closes && !isClosed(*item)))
+        if (key == Qt::Key_Space || (opens && isClosed(*item)) || (closes && !isClosed(*item)))
             return toggle(*item);
         if (opens || closes)
             return;

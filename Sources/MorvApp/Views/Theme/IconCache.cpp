@@ -1,8 +1,8 @@
 #include "MorvApp/Views/Theme/IconCache.h"
 
+#include "MorvApp/Views/Theme/Text.h"
 #include "MorvCore/Platform/UserFolders.h"
 
-#include <QIcon>
 #include <array>
 #include <string_view>
 #include <utility>
@@ -88,6 +88,12 @@ std::string lowerExtension(std::string_view name) {
 }
 
 } // namespace
+
+QIcon applicationIcon(const std::string& name) {
+    const auto text = ours(name);
+    const auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
+    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
+}
 
 IconCache::IconCache() {
     constexpr std::pair<UserFolder, const char*> folders[] = {

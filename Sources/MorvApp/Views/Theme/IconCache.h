@@ -5,12 +5,16 @@
 #include "MorvCore/Folders/FileEntry.h"
 
 #include <QHash>
+#include <QIcon>
 #include <QPixmap>
 #include <QString>
 #include <string>
 #include <unordered_map>
 
 namespace morv {
+
+/// Of an installed application, by its desktop entry's name or path; of any program where that gives none.
+QIcon applicationIcon(const std::string& name);
 
 class IconCache {
 public:

@@ -61,6 +61,10 @@ QString shownPathBriefly(const FileURL& url) {
     return shownBriefly(url.path());
 }
 
+QString buttonText(QString text) {
+    return text.replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
 QString editableName(std::string_view bytes) {
     return ours(repairedUTF8(bytes));
 }

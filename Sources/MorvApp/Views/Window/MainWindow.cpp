@@ -209,9 +209,8 @@ void MainWindow::fillWorkspaceMenu() {
     workspaceMenu_->clear();
     const auto& workspaces = app_.library().workspaceList();
     for (std::size_t i = 0; i < workspaces.size(); ++i) {
-        auto title = shown(workspaces[i].name);
         auto* action = workspaceMenu_->addAction(workspaceMark(workspaces[i].color),
-                                                 title.replace(QLatin1Char('&'), QLatin1String("&&")));
+                                                 buttonText(shown(workspaces[i].name)));
         connect(action, &QAction::triggered, &app_, [this, i] { app_.openWorkspace(i); });
     }
     if (!workspaces.empty())

@@ -139,7 +139,7 @@ void PathBar::rebuild() {
                                       : shown(folder.lastComponent());
         button->setToolTip(shown(folder.path()));
         name = button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb);
-        button->setText(name.replace(QLatin1Char('&'), QLatin1String("&&")));
+        button->setText(buttonText(name));
         connect(button, &QToolButton::clicked, this, [this, folder] { Q_EMIT folderChosen(folder); });
         layout_->insertWidget(place++, button);
         button->show();

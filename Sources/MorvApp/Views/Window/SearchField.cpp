@@ -295,8 +295,8 @@ void SearchField::showMenu() {
     auto known = knownTags(app_);
     known.resize(std::min(known.size(), mostTagsInMenu));
     for (const auto& tag : known)
-        addChoice(tagMenu, tags, shown(tag).replace(QLatin1Char('&'), QLatin1String("&&")),
-                  pane.tagFilter() == tag, [this, tag] { chooseTag(tag); });
+        addChoice(tagMenu, tags, buttonText(shown(tag)), pane.tagFilter() == tag,
+                  [this, tag] { chooseTag(tag); });
     menu->popup(mapToGlobal(QPoint(0, height() + 2)));
 }
 

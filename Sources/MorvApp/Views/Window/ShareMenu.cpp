@@ -8,6 +8,16 @@
 
 namespace morv {
 
+namespace {
+
+constexpr int nameWidth = 240;
+
+QString menuName(std::string_view name, const QMenu* menu) {
+    return buttonText(menu->fontMetrics().elidedText(shown(name), Qt::ElideMiddle, nameWidth));
+}
+
+} // namespace
+
 QMenu* makeShareMenu(AppModel& app, QWidget* parent) {
     auto* menu = new QMenu(parent);
     menu->setObjectName(QStringLiteral("shareMenu"));
@@ -15,7 +25,7 @@ QMenu* makeShareMenu(AppModel& app, QWidget* parent) {
     menu->setToolTipsVisible(true);
     const auto selected = app.currentPane().selectedEntries();
     auto* title = menu->addAction(
-        selected.size() == 1 ? QStringLiteral("Share “%1”").arg(shown(selected.front()->name).left(40))
+        selected.size() == 1 ? QStringLiteral("Share “%1”").arg(menuName(selected.front()->name, menu))
                              : QStringLiteral("Share %1").arg(shownCount(selected.size())));
     title->setEnabled(false);
     menu->addSeparator();

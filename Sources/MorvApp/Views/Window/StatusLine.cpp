@@ -17,8 +17,8 @@ namespace morv {
 
 namespace {
 
-constexpr int smallestIcon = 72;
-constexpr int largestIcon = 160;
+constexpr int smallestIcon = static_cast<int>(AppModel::smallestIcon);
+constexpr int largestIcon = static_cast<int>(AppModel::largestIcon);
 constexpr int iconStep = 16;
 constexpr int sliderWidth = 112;
 /// Milliseconds: a hand that slides changes the folder's view no more often than it can be seen.
@@ -132,9 +132,8 @@ void StatusLine::showCounts() {
 void StatusLine::showStatus() {
     const auto status = app_.status() ? shown(*app_.status()) : QString();
     status_->setEnabled(!status.isEmpty());
-    status_->setText(status_->fontMetrics()
-                         .elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small)
-                         .replace(QLatin1Char('&'), QLatin1String("&&")));
+    status_->setText(buttonText(
+        status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small)));
     status_->setToolTip(status);
     status_->setAccessibleName(status);
 }

@@ -198,7 +198,7 @@ void TabArea::updateTitle(const FileTab& tab, int index) {
         title += QStringLiteral(" | ") + shown(tab.second->location().lastComponent());
     if (title.size() > widestTab)
         title = title.left(widestTab - 1) + QStringLiteral("…");
-    title.replace(QLatin1Char('&'), QLatin1String("&&"));
+    title = buttonText(title);
     if (bar_->tabText(index) != title)
         bar_->setTabText(index, title);
     // Two folders of one name differ in nothing else.

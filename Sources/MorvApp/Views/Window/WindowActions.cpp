@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Window/WindowActions.h"
 
 #include "MorvApp/Model/AppModel.h"
+#include "MorvApp/Views/Theme/Text.h"
 
 #include <QAction>
 #include <QKeySequence>
@@ -13,14 +14,6 @@
 namespace morv {
 
 namespace {
-
-QString text(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-}
-
-QString escaped(QString title) {
-    return title.replace(QLatin1Char('&'), QLatin1String("&&"));
-}
 
 constexpr std::array menus = {CommandMenu::file, CommandMenu::edit, CommandMenu::view, CommandMenu::go,
                               CommandMenu::files};
@@ -35,7 +28,7 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
     for (const auto& row : FileManagerCommands::rows()) {
         if (!isOffered(row.command))
             continue;
-        auto* action = new QAction(escaped(text(row.title)), this);
+        auto* action = new QAction(buttonText(ours(row.title)), this);
         action->setCheckable(FileManagerCommands::isChecked(row.command, app).has_value());
         connect(action, &QAction::triggered, this, [carryOut, command = row.command] { carryOut(command); });
         window.addAction(action);
@@ -72,7 +65,7 @@ void WindowActions::fill(QMenuBar& bar) {
 }
 
 void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
-    auto* menu = bar.addMenu(text(title(place)));
+    auto* menu = bar.addMenu(ours(title(place)));
     for (const auto& row : FileManagerCommands::rows()) {
         if (row.menu != place || !isOffered(row.command))
             continue;
@@ -112,7 +105,7 @@ void WindowActions::update() {
         const bool isEnabled = !isAsleep_ && FileManagerCommands::isEnabled(command, &app_);
         keysMove = keysMove || isEnabled != action->isEnabled();
         action->setEnabled(isEnabled);
-        action->setText(escaped(text(FileManagerCommands::titleNow(command, &app_))));
+        action->setText(buttonText(ours(FileManagerCommands::titleNow(command, &app_))));
         if (const auto on = FileManagerCommands::isChecked(command, app_))
             action->setChecked(*on);
     }
@@ -128,7 +121,7 @@ void WindowActions::readKeys() {
         if (!isOffered(row.command))
             continue;
         for (const auto& key : keys_.keys(row.command)) {
-            const QKeySequence sequence(text(key), QKeySequence::PortableText);
+            const QKeySequence sequence(ours(key), QKeySequence::PortableText);
             if (sequence == QKeySequence(Qt::Key_Return) || sequence == QKeySequence(Qt::Key_Enter)) {
                 if (!returnCommand_)
                     returnCommand_ = row.command;
