@@ -51,7 +51,6 @@ constexpr std::uint32_t harmless[] = {
     __NR_lseek,
     __NR_close,
     __NR_fstat,
-    __NR_fcntl,
     __NR_dup,
     __NR_dup3,
     __NR_fadvise64,
@@ -93,7 +92,6 @@ constexpr std::uint32_t harmless[] = {
     __NR_sendto,
     __NR_ppoll,
     __NR_getrandom,
-    __NR_prlimit64,
     __NR_getrusage,
     __NR_sysinfo,
     __NR_uname,
@@ -145,6 +143,20 @@ void allowWith(std::vector<sock_filter>& program, std::uint32_t call, std::size_
                                    compare(BPF_JSET, bits, 0, 1), answer(allow), answer(refuse)});
 }
 
+/// Lets a call through when its argument is `value`.
+void allowWhere(std::vector<sock_filter>& program, std::uint32_t call, std::size_t argument,
+                std::uint32_t value) {
+    program.insert(program.end(), {compare(BPF_JEQ, call, 0, 4), loadArgument(argument),
+                                   compare(BPF_JEQ, value, 0, 1), answer(allow), answer(refuse)});
+}
+
+/// Whoever owns an open file is sent signals about it: that is nobody else.
+void allowDescriptorsWithoutOwners(std::vector<sock_filter>& program) {
+    program.insert(program.end(),
+                   {compare(BPF_JEQ, __NR_fcntl, 0, 5), loadArgument(1), compare(BPF_JEQ, F_SETOWN, 2, 0),
+                    compare(BPF_JEQ, F_SETOWN_EX, 1, 0), answer(allow), answer(refuse)});
+}
+
 std::vector<sock_filter> allowedCalls(bool placesAreConfined) {
     std::vector<sock_filter> program(filter::onThisArchitecture.begin(), filter::onThisArchitecture.end());
     for (const auto call : harmless)
@@ -152,8 +164,10 @@ std::vector<sock_filter> allowedCalls(bool placesAreConfined) {
     allowWith(program, __NR_clone, 0, CLONE_THREAD);
     // Its flags are out of a filter's sight; without it the C library makes its threads with clone.
     program.insert(program.end(), {onlyIf(__NR_clone3), answer(SECCOMP_RET_ERRNO | ENOSYS)});
-    program.insert(program.end(), {compare(BPF_JEQ, __NR_prctl, 0, 4), loadArgument(0),
-                                   compare(BPF_JEQ, PR_SET_NAME, 0, 1), answer(allow), answer(refuse)});
+    allowWhere(program, __NR_prctl, 0, PR_SET_NAME);
+    // Of this process: another one of the same user would be ended by a limit as by a signal.
+    allowWhere(program, __NR_prlimit64, 0, 0);
+    allowDescriptorsWithoutOwners(program);
     if (placesAreConfined) {
         constexpr std::uint32_t changing = O_WRONLY | O_RDWR | O_CREAT | O_TRUNC;
         allowWithout(program, __NR_openat, 2, changing);

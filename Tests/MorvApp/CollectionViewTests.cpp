@@ -1,13 +1,18 @@
 // Sections, what is read out, what stands in place of files, and the menus of a collection.
 #include "MorvApp/Views/Collection/CollectionAccessibility.h"
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
 #include <QAbstractButton>
 #include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
+#include <QScopeGuard>
 #include <QScrollBar>
+#include <filesystem>
 #include <latch>
 
 namespace morv {
@@ -92,6 +97,75 @@ TEST_F(CollectionViewTest, theColumnIsKeptPastShorterRows) {
     EXPECT_EQ(current(), "6.zip") << "the nearest in a row of two";
     key(Qt::Key_Down);
     EXPECT_EQ(current(), "9.deb") << "back in the third column";
+}
+
+TEST_F(CollectionViewTest, typingSeeksWhateverCanBePrinted) {
+    for (const auto* name : {"a.txt", "~b.txt", "~\xF0\x9D\x9B\xBC.txt"})
+        file(name);
+    open();
+    // With the key for third-level characters, and from beyond the first plane.
+    for (const auto* text : {"~", "\xF0\x9D\x9B\xBC"}) {
+        QKeyEvent press(QEvent::KeyPress, 0, Qt::GroupSwitchModifier, QString::fromUtf8(text));
+        QApplication::sendEvent(&view(), &press);
+    }
+    EXPECT_THAT(selected(), ElementsAre("~\xF0\x9D\x9B\xBC.txt"));
+}
+
+TEST_F(CollectionViewTest, aNameThatIsBeingEditedStaysWithItsItemWhenOthersGo) {
+    for (const auto* name : {"a.txt", "b.txt", "c.txt"})
+        file(name);
+    open();
+    key(Qt::Key_End);
+    app().perform(FileCommand::rename);
+    ASSERT_TRUE(view().nameEditor());
+    type(QStringLiteral("half"));
+    std::filesystem::remove(work.child("a.txt").path());
+    app().refresh();
+    ASSERT_TRUE(eventually([&] { return view().count() == 2; }));
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(view().nameEditor()) << "nothing was typed to its end";
+    EXPECT_TRUE(view().visualRect(1).intersects(view().nameEditor()->geometry()));
+    EXPECT_FALSE(view().visualRect(0).intersects(view().nameEditor()->geometry()));
+    std::filesystem::remove(work.child("c.txt").path());
+    app().refresh();
+    ASSERT_TRUE(eventually([&] { return view().count() == 1 && !view().nameEditor(); }));
+    EXPECT_TRUE(view().hasFocus());
+    EXPECT_TRUE(settled());
+    EXPECT_THAT(names(work), ElementsAre("b.txt"));
+}
+
+TEST_F(CollectionViewTest, upAndDownStayInTheColumnOfAnItemThatHasMoved) {
+    for (int i = 0; i < 30; ++i)
+        file("b" + std::to_string(10 + i) + ".txt");
+    open();
+    std::int64_t columns = 1;
+    while (view().visualRect(columns).top() == view().visualRect(0).top())
+        ++columns;
+    ASSERT_GT(columns, 3);
+    key(Qt::Key_Home);
+    key(Qt::Key_Right);
+    file("a.txt");
+    app().refresh();
+    ASSERT_TRUE(eventually([&] { return view().count() == 31 && view().current() == 2; }));
+    key(Qt::Key_Down);
+    EXPECT_EQ(view().current(), 2 + columns);
+}
+
+TEST_F(CollectionViewTest, theRingOfTheCurrentItemIsWideInHighContrast) {
+    file("a.txt");
+    open();
+    key(Qt::Key_Home);
+    const auto back = qScopeGuard([] { Theme::shared().apply(Look{}); });
+    const auto ring = [&](Contrast contrast) {
+        Theme::shared().apply(Look{Appearance::light, contrast});
+        const auto image = view().viewport()->grab(view().visualRect(0)).toImage();
+        int rows = 0;
+        for (int y = 0; y < 10; ++y)
+            rows += image.pixelColor(image.width() / 2, y) == Theme::shared().colours().accent;
+        return rows;
+    };
+    EXPECT_LT(ring(Contrast::standard), 3);
+    EXPECT_GE(ring(Contrast::high), 3);
 }
 
 TEST_F(CollectionViewTest, aGroupOfDownloadsIsChosenAndNothingUnseenStaysSelected) {

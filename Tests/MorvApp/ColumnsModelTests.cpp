@@ -97,7 +97,7 @@ TEST_F(ColumnsModelTest, theFocusedColumnIsTheCurrentPane) {
     folder("work/a");
     folder("work/a/b");
     folder("work/a/b/c");
-    file("work/a/b/c/z.txt");
+    file("a/b/c/z.txt");
     folder("work/other");
     open();
     auto& pane = app->activePane();
@@ -127,7 +127,7 @@ TEST_F(ColumnsModelTest, theFocusedColumnIsTheCurrentPane) {
 TEST_F(ColumnsModelTest, aFolderThatVanishesTakesItsColumnsWithIt) {
     folder("work/a");
     folder("work/a/b");
-    file("work/a/b/z.txt");
+    file("a/b/z.txt");
     open();
     descend({"a", "b"});
     std::vector<std::size_t> told;
@@ -160,7 +160,7 @@ TEST_F(ColumnsModelTest, commandsChangeTheFocusedColumn) {
 TEST_F(ColumnsModelTest, whatTakesThePaneElsewhereTakesBackTheColumn) {
     folder("work/a");
     folder("work/a/b");
-    file("work/a/b/z.txt");
+    file("a/b/z.txt");
     open();
     auto& pane = app->activePane();
     descend({"a"});

@@ -311,6 +311,7 @@ TEST_F(FileWindowsTest, quittingIsRefusedWhileFilesAreProcessedAndAskedAboutWith
 }
 
 TEST_F(FileWindowsTest, theIntroductionIsOfferedOnceAndInOneWindow) {
+    services->defaults.setIntroductionCompleted(false);
     auto* first = windows().newWindow(work);
     auto* second = windows().newWindow(work);
     windows().offerIntroduction(first->model());

@@ -132,7 +132,7 @@ TEST_F(PreviewReading, whatCannotOrMustNotBeReadIsTold) {
     EXPECT_EQ(of("a.ZIP"), PreviewSubject::archive);
     EXPECT_EQ(of("a.txt"), PreviewSubject::text);
     EXPECT_EQ(of("README"), PreviewSubject::text);
-    EXPECT_EQ(of("a.deb"), PreviewSubject::plain);
+    EXPECT_EQ(of("a.dmg"), PreviewSubject::plain);
     EXPECT_EQ(of("a.png.part"), PreviewSubject::downloading);
     for (const auto* name : {"cloud.png", "cloud.txt", "cloud.zip"}) {
         SCOPED_TRACE(name);

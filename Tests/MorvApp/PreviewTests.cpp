@@ -29,7 +29,7 @@ namespace {
 using test::eventually;
 
 /// A picture of one colour for each name, as large as asked for, of an original of 4000 × 2000. Documents have
-/// three pages. "slow" waits for the gate; "broken" is damaged.
+/// three pages. "slow" waits for the gate; "broken" is damaged, and of "torn" the second page.
 class FakeDecoder : public MediaDecoder {
 public:
     DecodedMedia decode(const MediaRequest& request, const std::stop_token&) const override {
@@ -39,7 +39,7 @@ public:
         }
         if (request.file.stem() == "slow")
             gate.wait();
-        if (request.file.stem() == "broken")
+        if (request.file.stem() == "broken" || (request.file.stem() == "torn" && request.page == 1))
             throw MediaError("The picture is damaged.");
         const int side = std::min(request.side, 4000);
         auto image = std::make_shared<QImage>(side, side / 2, QImage::Format_ARGB32_Premultiplied);
@@ -221,6 +221,18 @@ TEST_F(PreviewTest, pagesTurnWithinTheDocument) {
     EXPECT_TRUE(showsPicture("report.pdf", 1));
     for (const auto& request : decoder->requests())
         EXPECT_TRUE(request.page >= 0 && request.page < 3) << request.page;
+}
+
+TEST_F(PreviewTest, aPageThatCannotBeShownIsPassedOver) {
+    file("torn.pdf");
+    openWithDecoder();
+    preview();
+    ASSERT_TRUE(showsPicture("torn.pdf", 0));
+    key(Qt::Key_PageDown);
+    ASSERT_TRUE(eventually([&] { return pane().content() == &pane().state(); }));
+    EXPECT_EQ(pane().state().sentence(), QStringLiteral("The picture is damaged."));
+    key(Qt::Key_PageDown);
+    EXPECT_TRUE(showsPicture("torn.pdf", 2));
 }
 
 TEST_F(PreviewTest, whatHasNoPictureHasAStateWithASentence) {

@@ -10,6 +10,7 @@
 #include <QScopeGuard>
 #include <QToolTip>
 #include <QVariantAnimation>
+#include <QWindow>
 #include <algorithm>
 #include <cmath>
 
@@ -157,6 +158,28 @@ TEST_F(WindowTest, sizesFollowTheFontOfTheSystem) {
     QApplication::setFont(larger);
     EXPECT_TRUE(eventually([&] { return QFontInfo(title->font()).pointSizeF() > before * 1.4; }));
     app().closeSheet();
+}
+
+TEST_F(WindowTest, aTitleShowsEveryNameAsItIs) {
+    folder("work/a[*] [*][*]b");
+    open();
+    app().showFolder(work.child("a[*] [*][*]b"));
+    ASSERT_TRUE(settled());
+    EXPECT_TRUE(eventually([&] {
+        return window->windowHandle()->title().startsWith(QStringLiteral("a[*] [*][*]b — "));
+    })) << window->windowHandle()->title().toStdString();
+}
+
+TEST_F(WindowTest, aTooltipShowsANameThatLooksLikeHTML) {
+    open();
+    const auto gone = qScopeGuard([] { QToolTip::hideText(); });
+    QToolTip::showText({}, QStringLiteral("<img src='file:&#47;&#47;&#47;proc&#47;self&#47;maps'>"),
+                       &*window);
+    const auto all = QApplication::topLevelWidgets();
+    const auto tip =
+        std::ranges::find_if(all, [](const QWidget* each) { return each->inherits("QTipLabel"); });
+    ASSERT_NE(tip, all.end());
+    EXPECT_EQ(qobject_cast<QLabel*>(*tip)->textFormat(), Qt::PlainText);
 }
 
 TEST_F(WindowTest, aSheetTakesNoTimeWhenMotionIsReduced) {

@@ -3,9 +3,12 @@
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/Mutex.h"
 #include "Tests/MorvApp/WindowFixture.h"
+#include "Tests/Support/Gate.h"
 
 #include <QImage>
+#include <QScopeGuard>
 #include <QScrollBar>
+#include <atomic>
 #include <set>
 
 namespace morv {
@@ -104,6 +107,47 @@ TEST_F(ThumbnailViewTest, whatIsOnlyScrolledPastIsNotAskedFor) {
     ASSERT_TRUE(eventually([&] { return isShown(count - 1); }));
     bar->setValue(0);
     EXPECT_TRUE(isShown(0)) << "what is kept is there at once";
+}
+
+/// Red and slow for a size of 100 points, green for others.
+class SizedMaker : public ThumbnailMaker {
+public:
+    bool understands(const FileURL&) const override { return true; }
+    MediaPicture make(const FileURL&, int side, const std::stop_token&) const override {
+        if (side != 200)
+            return filled(side, side, Qt::green);
+        isWaiting = true;
+        gate.wait();
+        return filled(side, side, Qt::red);
+    }
+
+    mutable std::atomic<bool> isWaiting = false;
+    mutable test::Gate gate;
+};
+
+TEST_F(ThumbnailViewTest, aPictureOfAnotherSizeThatComesLateIsDropped) {
+    file("a.jpg");
+    open();
+    const auto entry = app().activePane().displayedEntry(0);
+    const auto sized = std::make_shared<SizedMaker>();
+    const auto letGo = qScopeGuard([&] { sized->gate.open(); });
+    ThumbnailCache cache(services->pools);
+    cache.setMaker(sized);
+    int size = 100;
+    VisibleThumbnails pictures(
+        cache, [&] { return std::vector<const FileEntry*>{&entry}; }, [&] { return size; }, nullptr);
+    const auto colour = [&] {
+        const auto picture = pictures.picture(entry, size, 1).toImage();
+        return picture.isNull() ? QColor() : picture.pixelColor(picture.rect().center());
+    };
+    pictures.changed();
+    ASSERT_TRUE(eventually([&] { return sized->isWaiting.load(); }));
+    size = 50;
+    pictures.changed();
+    ASSERT_TRUE(eventually([&] { return colour() == QColor(Qt::green); }));
+    sized->gate.open();
+    ASSERT_TRUE(eventually([&] { return bool(cache.known(entry, 100)); }));
+    EXPECT_EQ(colour(), QColor(Qt::green));
 }
 
 } // namespace

@@ -39,7 +39,9 @@ TagsInUse::TagsInUse(SQLiteStore& store, TaskPools& pools, QObject* parent)
 
 std::vector<std::string> TagsInUse::names() const {
     auto sorted = recent_;
-    std::ranges::sort(sorted, {}, [](const std::string& name) { return std::pair(pathKey(name), name); });
+    std::ranges::sort(sorted, [](const std::string& a, const std::string& b) {
+        return std::is_lt(NameCollation::compare(a, b));
+    });
     return sorted;
 }
 

@@ -33,7 +33,9 @@ void VolumeSpaces::refresh() {
     });
     for (auto& [folder, volume] : volumes_) {
         ++volume.unwanted;
-        if (!volume.isAsked)
+        if (volume.isAsked)
+            volume.asksAgain = true;
+        else
             ask(folder);
     }
 }
@@ -59,6 +61,8 @@ void VolumeSpaces::take(const FileURL& folder, const Answer& answer) {
     auto& volume = volumes_[folder];
     volume.isAsked = false;
     --unanswered_;
+    if (std::exchange(volume.asksAgain, false))
+        ask(folder);
     if (std::exchange(volume.answer, answer) != answer)
         Q_EMIT changed();
 }

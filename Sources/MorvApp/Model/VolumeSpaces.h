@@ -59,7 +59,8 @@ protected:
 private:
     struct Volume {
         Answer answer;
-        bool isAsked = false; ///< a worker is on its way
+        bool isAsked = false;   ///< a worker is on its way
+        bool asksAgain = false; ///< its answer may be older than what is wanted
         int unwanted = 0;     ///< rounds of refresh() in which nobody asked
     };
 

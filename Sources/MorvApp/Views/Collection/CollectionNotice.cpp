@@ -4,6 +4,7 @@
 #include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Theme/Type.h"
 #include "MorvCore/Foundation/ByteCount.h"
 
 #include <QHBoxLayout>
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int picture = 64;
 constexpr double pictureOpacity = 0.6;
-constexpr double titleScale = 1.8;
 constexpr int widest = 560;
 
 QString words(NoticeAction action) {
@@ -41,9 +41,7 @@ QString words(NoticeAction action) {
 int paintNoticeWords(QPainter& painter, const QRect& area, const CollectionNotice& notice, IconCache& icons) {
     const auto& colours = Theme::shared().colours();
     const auto plain = painter.font();
-    auto large = plain;
-    large.setPointSizeF(plain.pointSizeF() * titleScale);
-    large.setWeight(QFont::DemiBold);
+    const auto large = Type::large(plain);
     const int width = std::min(widest, area.width() - 2 * Space::huge);
     const int left = area.center().x() - width / 2;
     constexpr int flags = static_cast<int>(Qt::AlignHCenter | Qt::AlignTop) | Qt::TextWordWrap;

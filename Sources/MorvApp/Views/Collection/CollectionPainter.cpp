@@ -6,6 +6,7 @@
 #include "MorvApp/Views/Theme/TagColours.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Theme/Type.h"
 
 #include <QLocale>
 #include <QPainter>
@@ -25,7 +26,6 @@ constexpr double dot = 8; ///< of a tag
 constexpr std::size_t mostDots = 3;
 constexpr int tagLeft = 14; ///< from a dot's edge to its tag's name
 constexpr double unavailableOpacity = 0.45;
-constexpr double captionScale = 0.88;
 /// A line that ends before this part of the width looks torn off.
 constexpr double leastFilled = 0.35;
 constexpr qsizetype fewestAlone = 4; ///< characters of a broken word on a line
@@ -97,7 +97,8 @@ void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
         fill = hasFocus_ ? colours_.selection : colours_.quietSelection;
     else if (state.isHovered)
         fill = colours_.hover;
-    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, 1.5) : QPen(Qt::NoPen));
+    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, Theme::shared().focusWidth())
+                                                 : QPen(Qt::NoPen));
     painter_.setBrush(fill);
     painter_.drawRoundedRect(frame, Space::radius, Space::radius);
 }
@@ -146,8 +147,7 @@ int CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
 
 void CollectionPainter::paintCaption(const QRect& rect, const FolderInsight& insight, CellState state) {
     const auto nameFont = painter_.font();
-    auto font = nameFont;
-    font.setPointSizeF(nameFont.pointSizeF() * captionScale);
+    const auto font = Type::caption(nameFont);
     painter_.setFont(font);
     const QFontMetrics metrics(font);
     auto text = ours(insight.countLabel());

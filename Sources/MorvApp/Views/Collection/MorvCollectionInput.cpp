@@ -2,6 +2,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
 #include "MorvApp/Views/Theme/Text.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Foundation/Unicode.h"
 
@@ -22,7 +23,6 @@ namespace {
 
 constexpr qint64 typeAheadPause = 800;
 constexpr int autoScrollInterval = 30;
-constexpr int pressTime = 80;
 
 std::optional<MoveKey> moveOf(int key) {
     switch (key) {
@@ -49,6 +49,13 @@ std::optional<MoveKey> moveOf(int key) {
 
 bool keepsColumn(MoveKey key) {
     return key == MoveKey::up || key == MoveKey::down || key == MoveKey::pageUp || key == MoveKey::pageDown;
+}
+
+/// Also of characters beyond the first plane, which are two units each.
+bool isTypable(const QString& text) {
+    const auto characters = text.toUcs4();
+    return !characters.isEmpty() &&
+           std::ranges::all_of(characters, [](char32_t each) { return QChar::isPrint(each); });
 }
 
 /// Compares bytes while both are ASCII; only then is a name composed and lower-cased as a whole.
@@ -148,9 +155,8 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     default:
         break;
     }
-    const auto text = event->text();
-    const bool isText = !text.isEmpty() && text.at(0).isPrint();
-    if (isText && (plain || modifiers == Qt::ShiftModifier))
+    constexpr auto commanding = Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier;
+    if (const auto text = event->text(); isTypable(text) && !(modifiers & commanding))
         return typeAhead(text);
     QAbstractScrollArea::keyPressEvent(event);
 }
@@ -226,8 +232,11 @@ void MorvCollectionView::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void MorvCollectionView::press(std::int64_t index) {
+    const int time = Theme::shared().motion().press;
+    if (time == 0)
+        return;
     pressed_ = index;
-    pressing_.start(pressTime, this);
+    pressing_.start(time, this);
     viewport()->update(visualRect(index));
 }
 
@@ -354,10 +363,10 @@ void MorvCollectionView::beginInlineRename() {
 }
 
 void MorvCollectionView::placeEditor() {
-    if (!editor_)
+    // While a new order is taken over the item may not be found yet; a hidden field would lose the keyboard,
+    // and end with half a name.
+    if (!isAtEditor(current_))
         return;
-    if (current_ < 0 || current_ >= count())
-        return editor_->hide();
     const auto cell = visualRect(current_);
     const int height = fontMetrics().height() + 8;
     QRect place;

@@ -222,6 +222,7 @@ void MorvCollectionView::reload() {
         findCurrent();
     if (isOtherShape && current_ >= 0)
         scrollTo(current_);
+    placeEditor();
     awaitTomorrow();
     updateNotice();
     CollectionAccessible::itemsChanged(*this);
@@ -401,7 +402,7 @@ void MorvCollectionView::findCurrent() {
         if (found != order.end()) {
             currentKey_ = EntryKey(entries[*found]);
             returnedFrom_.reset();
-            current_ = anchor_ = found - order.begin();
+            setCurrent(found - order.begin());
             scrollTo(current_);
         }
         return;
@@ -412,10 +413,22 @@ void MorvCollectionView::findCurrent() {
         return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_;
     });
     if (found != order.end())
-        current_ = anchor_ = lastCurrent_ = found - order.begin();
+        setCurrent(found - order.begin());
+}
+
+void MorvCollectionView::setCurrent(std::int64_t index) {
+    current_ = anchor_ = lastCurrent_ = index;
+    column_ = layout_.columnOf(index);
 }
 
 void MorvCollectionView::settleCurrent() {
+    if (editor_ && !isAtEditor(current_)) {
+        // There is nothing left to be renamed.
+        const bool hadKeyboard = editor_->hasFocus();
+        endInlineRename(false);
+        if (hadKeyboard)
+            setFocus();
+    }
     if (current_ >= 0 || count() == 0)
         return;
     if (const auto selected = pane().selectedEntries(); !selected.empty()) {
@@ -426,7 +439,7 @@ void MorvCollectionView::settleCurrent() {
             scrollTo(current_);
     } else if (currentKey_ && lastCurrent_ >= 0) {
         // The item has gone: its neighbour is where the next key begins.
-        current_ = anchor_ = std::min(lastCurrent_, count() - 1);
+        setCurrent(std::min(lastCurrent_, count() - 1));
         currentKey_ = EntryKey(entry(current_));
         viewport()->update();
     }
@@ -504,7 +517,7 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
     paintHeadings(painter);
     if (band_) {
         auto fill = colours.accent;
-        fill.setAlpha(0x22);
+        fill.setAlpha(Theme::shared().look().contrast == Contrast::high ? 0 : 0x22);
         painter.setBrush(fill);
         painter.setPen(colours.accent);
         painter.drawRect(QRect(band_->origin, band_->corner).normalized().translated(origin()));

@@ -155,6 +155,7 @@ private:
     void locationChanged();
     void preferencesChanged();
     void findCurrent();
+    void setCurrent(std::int64_t index);
     void settleCurrent();
     void moveTo(std::int64_t index, Select select);
     /// By the user's hand, unlike what comes from the model.
@@ -166,6 +167,10 @@ private:
     bool moveKey(QKeyEvent* event);
     void endInlineRename(bool commits);
     void placeEditor();
+    /// Whether this item is there and its name is being edited.
+    bool isAtEditor(std::int64_t index) const {
+        return editor_ && index >= 0 && index < count() && renamedKey_ == entry(index);
+    }
     void carryOut(FileCommand command);
     void showContextMenu(QPoint globalPosition);
     void addItemActions(QMenu& menu);

@@ -94,10 +94,10 @@ void VisibleThumbnails::ask() {
             if (isCurrent)
                 continue;
         }
-        auto before = asked_.extract(key);
-        if (before && !before.mapped().isOver && before.mapped().size == size &&
-            before.mapped().modifiedAt == entry->modifiedAt)
-            asked.insert(std::move(before));
+        // One of another size or content stays behind, to be withdrawn with those that are gone.
+        const auto before = asked_.find(key);
+        if (before != asked_.end() && !before->second.isOver && before->second.isFor(size, entry->modifiedAt))
+            asked.insert(asked_.extract(before));
         else
             wanted.push_back(entry);
     }
@@ -122,10 +122,10 @@ void VisibleThumbnails::ask() {
 
 void VisibleThumbnails::come(const EntryKey& key, std::optional<Date> modifiedAt, int size,
                              const MediaPicture& picture) {
-    if (const auto found = asked_.find(key); found != asked_.end())
-        found->second.isOver = true;
-    else
-        return; // it is out of sight
+    const auto found = asked_.find(key);
+    if (found == asked_.end() || !found->second.isFor(size, modifiedAt))
+        return; // it is out of sight, or shown otherwise since
+    found->second.isOver = true;
     if (!picture)
         return;
     shown_[key] = {modifiedAt, picture, size, {}, 0, 0, true};

@@ -60,6 +60,10 @@ private:
         std::optional<Date> modifiedAt;
         int size = 0;
         bool isOver = false;
+
+        bool isFor(int points, std::optional<Date> date) const {
+            return size == points && modifiedAt == date;
+        }
     };
     template <class Value>
     using ByEntry = std::unordered_map<EntryKey, Value, EntryKeyHash, std::equal_to<>>;

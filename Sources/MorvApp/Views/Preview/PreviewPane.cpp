@@ -452,13 +452,18 @@ void PreviewPane::updateScale() {
     if (!bar_)
         return;
     const bool hasPicture = content() == canvas_ && !canvas_->isEmpty();
-    bar_->setPages(page_, hasPicture ? pages_ : 0);
+    bar_->setPages(page_, hasPages() ? pages_ : 0);
     bar_->setScale(hasPicture, canvas_->scale(), canvas_->fits());
+}
+
+/// Also while a sentence stands for one of them that cannot be shown: the others may be whole.
+bool PreviewPane::hasPages() const {
+    return content() == canvas_ || (content() == state_ && pages_ > 1 && !isGone_);
 }
 
 void PreviewPane::turnPage(int by) {
     const int page = std::clamp(page_ + by, 0, std::max(0, pages_ - 1));
-    if (page == page_ || content() != canvas_)
+    if (page == page_ || !hasPages())
         return;
     page_ = page;
     updateScale();
@@ -495,16 +500,15 @@ void PreviewPane::scroll(int key) {
 void PreviewPane::keyPressEvent(QKeyEvent* event) {
     if (!isViewer())
         return QWidget::keyPressEvent(event);
-    const bool isPicture = content() == canvas_;
     switch (event->key()) {
     case Qt::Key_PageUp:
     case Qt::Key_PageDown:
-        if (isPicture)
+        if (hasPages())
             return turnPage(event->key() == Qt::Key_PageUp ? -1 : 1);
         return scroll(event->key());
     case Qt::Key_Home:
     case Qt::Key_End:
-        if (isPicture)
+        if (hasPages())
             return turnPage(event->key() == Qt::Key_Home ? -pages_ : pages_);
         return scroll(event->key());
     case Qt::Key_Plus:

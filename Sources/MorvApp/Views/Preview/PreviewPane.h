@@ -94,6 +94,7 @@ private:
     void decode(int side);
     void showMedia(DecodedMedia media);
     void askForMore();
+    bool hasPages() const;
     void updateScale();
     void scroll(int key);
 

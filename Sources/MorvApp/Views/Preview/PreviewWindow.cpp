@@ -122,7 +122,7 @@ void PreviewWindow::showEntry(const FileEntry& entry, std::size_t place, std::si
     auto title = shown(entry.name);
     if (count > 1)
         title += QStringLiteral(" — %1 of %2").arg(place + 1).arg(count);
-    setWindowTitle(title);
+    setWindowTitle(asWindowTitle(title));
     pane_->show(entry);
 }
 

@@ -20,6 +20,10 @@ QString shown(std::string_view bytes) {
     return ours(displayText(bytes));
 }
 
+QString asWindowTitle(QString title) {
+    return title.replace(QLatin1String("[*]"), QLatin1String("[*][*]"));
+}
+
 QString shownBriefly(std::string_view bytes) {
     // The longest name and the longest path of the kernel are shown whole.
     constexpr std::size_t longest = 4096;

@@ -26,6 +26,8 @@ QString shownPath(const FileURL& url);
 QString shownPathBriefly(const FileURL& url);
 /// A sentence or name of our own.
 QString ours(std::string_view utf8);
+/// Of a window: the toolkit takes "[*]" in it for the place of a mark of its own.
+QString asWindowTitle(QString title);
 /// As the text of a button or of a menu, where one "&" marks a key.
 QString buttonText(QString text);
 /// A name to be edited: only what is not UTF-8 is repaired.

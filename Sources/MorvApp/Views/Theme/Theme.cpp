@@ -77,10 +77,19 @@ void chooseFont() {
     }
 }
 
-/// The toolkit's own movements take as long as ours.
-class MotionStyle : public QProxyStyle {
+/// The toolkit's own movements take as long as ours, and its tooltips show what they are given.
+class MorvStyle : public QProxyStyle {
 public:
-    MotionStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
+    MorvStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
+
+    using QProxyStyle::polish;
+    void polish(QWidget* widget) override {
+        QProxyStyle::polish(widget);
+        // They tell names of files. One that looks like HTML would be taken for it, and could have other files
+        // read in whole for a picture.
+        if (auto* tip = qobject_cast<QLabel*>(widget); tip && tip->inherits("QTipLabel"))
+            tip->setTextFormat(Qt::PlainText);
+    }
 
     int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                   QStyleHintReturn* answer) const override {
@@ -135,7 +144,7 @@ void Theme::apply(const Look& look) {
     look_ = look;
     if (!isPrepared_) {
         isPrepared_ = true;
-        QApplication::setStyle(new MotionStyle);
+        QApplication::setStyle(new MorvStyle);
         chooseFont();
         qApp->installEventFilter(this);
     }

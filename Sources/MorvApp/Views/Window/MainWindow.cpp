@@ -426,7 +426,7 @@ void MainWindow::updateTitle() {
     const auto name = workspace           ? shown(workspace->name)
                       : location.isRoot() ? QStringLiteral("Computer")
                                           : shown(location.lastComponent());
-    setWindowTitle(name + QStringLiteral(" — Morv"));
+    setWindowTitle(asWindowTitle(name + QStringLiteral(" — Morv")));
 }
 
 void MainWindow::updateSortMenu() {

@@ -10,7 +10,6 @@
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPointer>
 #include <QStyle>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -72,12 +71,8 @@ void PaneView::followView() {
     files_->show();
     if (hadFocus)
         setFocus();
-    // Not within a key or a signal that it is still handling.
-    if (before) {
-        before->hide();
-        const auto giveBack = [held = QPointer<QWidget>(before)] { delete held; };
-        QMetaObject::invokeMethod(this, giveBack, Qt::QueuedConnection);
-    }
+    // At once: columns that nobody sees must not go on moving the window's current pane.
+    delete before;
     collection().takeUpSelection();
 }
 
