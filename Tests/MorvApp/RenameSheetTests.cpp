@@ -82,6 +82,15 @@ TEST_F(RenameSheetTest, whatThePlanWouldRefuseCannotBeReviewed) {
     EXPECT_THAT(names(work), ElementsAre("a.txt", "b.txt"));
 }
 
+TEST_F(RenameSheetTest, foldersGetNoDotWithoutAnExtension) {
+    folder("work/a");
+    folder("work/b");
+    open();
+    begin();
+    EXPECT_TRUE(shows(0, "a 1"));
+    key(Qt::Key_Escape);
+}
+
 TEST_F(RenameSheetTest, oneItemIsRenamedInItsPlace) {
     file("a.txt");
     open();

@@ -204,6 +204,7 @@ TEST_F(WindowTest, aSheetTakesNoTimeWhenMotionIsReduced) {
 }
 
 TEST_F(WindowTest, aTooltipShowsANameAndReadsNoMarkup) {
+    Theme::shared().apply(Look{});
     open();
     const auto name = QStringLiteral("<h1>large</h1><img src=\"file:///tmp/x.png\">.txt");
     QToolTip::showText(window->mapToGlobal(QPoint(20, 20)), name, &*window);

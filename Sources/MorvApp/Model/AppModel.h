@@ -20,6 +20,7 @@
 #include "MorvApp/Model/VolumeSource.h"
 
 #include <QObject>
+#include <QPointer>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -282,7 +283,7 @@ private:
     UUID activeTabID_;
     bool secondaryActive_ = false;
     PaneModel* columnPane_ = nullptr;
-    PaneModel* observedPane_ = nullptr;
+    QPointer<PaneModel> observedPane_; ///< null when it has gone: another may come to stand in its place
     std::vector<QMetaObject::Connection> paneObservation_;
     std::vector<SavedPaneSession> closedTabs_;
     bool showSidebar_;

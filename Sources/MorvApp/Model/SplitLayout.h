@@ -1,9 +1,8 @@
 // Where the dividers of a window stand, kept as fractions so that they fit a window of any size.
 //
-// On disk     user defaults: "com.morvapp.layout." namespace "." key ".fractions", one number for each
-// divider Namespaces  "primary" for the first window of a run, which is thus where the user left it;
-//             "window." and a UUID for every other; "desktop." and "qa." with a UUID for what must leave no
-//             layout behind
+// On disk     user defaults: "com.morvapp.layout." namespace "." key ".fractions", one number for each divider
+// Namespaces  "primary" for the first window of a run, which is thus where the user left it; "window." and a
+//             UUID for every other; "desktop." and "qa." with a UUID for what must leave no layout behind
 // Invariants  I1  dividers that the registry itself puts in their places are not written back
 //             I2  fractions for another number of dividers are not used
 // Threading   confined to the main thread

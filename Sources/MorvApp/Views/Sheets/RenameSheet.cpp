@@ -133,7 +133,10 @@ RenameSheet::RenameSheet(AppModel& app, QWidget* window)
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);
     connect(review_, &QPushButton::clicked, this, &RenameSheet::review);
     connect(pattern_, &QLineEdit::textChanged, this, &RenameSheet::preview);
-    pattern_->setText(QStringLiteral("{name} {n}.{ext}"));
+    // Among folders a dot would be left over.
+    const bool haveExtensions =
+        std::ranges::any_of(names_->items(), [](const FileURL& item) { return !item.extension().empty(); });
+    pattern_->setText(haveExtensions ? QStringLiteral("{name} {n}.{ext}") : QStringLiteral("{name} {n}"));
     present(pattern_);
     pattern_->setCursorPosition(static_cast<int>(pattern_->text().size()));
 }
