@@ -116,7 +116,7 @@ TEST_F(InspectorTest, tagsAreEditedInPlaceAndUndone) {
         ASSERT_TRUE(eventually([&] {
             return undone ==
                    std::ranges::count(app().receipts(), OperationStatus::undone, &OperationReceipt::status);
-        }));
+        })) << undone << " " << app().errorMessage().value_or("");
         ASSERT_TRUE(settled());
     }
     EXPECT_TRUE(eventually([&] { return carries(item, {"Old", "Red"}); }));

@@ -133,7 +133,7 @@ QPixmap IconCache::named(const QString& name, int size, qreal density) {
     const auto* drawn = std::ranges::find_if(drawnSizes, [size](int each) { return each > size; });
     const int source = drawn == drawnSizes.begin() ? drawnSizes.front() : *(drawn - 1);
     auto pixmap = icon.pixmap(QSize(source, source), density);
-    if (source > size) {
+    if (source > size && !pixmap.isNull()) {
         const auto physical = static_cast<int>(size * density);
         pixmap = pixmap.scaled(physical, physical, Qt::KeepAspectRatio, Qt::SmoothTransformation);
         pixmap.setDevicePixelRatio(density);
