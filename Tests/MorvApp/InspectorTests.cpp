@@ -271,6 +271,7 @@ TEST_F(InspectorTest, sharingSendsFilesAndCopiesPlaces) {
               QStringLiteral("A folder cannot be attached to a message. Compress it first."));
     find<QMenu>("shareMenu")->close();
     eventually([&] { return !find<QMenu>("shareMenu"); });
+    window->collection().setFocus();
     key(Qt::Key_End);
     ASSERT_THAT(selected(), ElementsAre("-odd \xff name.txt"));
     mail = share("Send by E-mail…");

@@ -7,6 +7,7 @@
 #include <QFontInfo>
 #include <QImage>
 #include <QLabel>
+#include <QMessageBox>
 #include <QScopeGuard>
 #include <QToolTip>
 #include <QVariantAnimation>
@@ -170,16 +171,21 @@ TEST_F(WindowTest, aTitleShowsEveryNameAsItIs) {
     })) << window->windowHandle()->title().toStdString();
 }
 
-TEST_F(WindowTest, aTooltipShowsANameThatLooksLikeHTML) {
+TEST_F(WindowTest, aNameThatLooksLikeHTMLIsShownAsAName) {
     open();
+    const auto name = QStringLiteral("<img src='file:&#47;&#47;&#47;proc&#47;self&#47;maps'>");
     const auto gone = qScopeGuard([] { QToolTip::hideText(); });
-    QToolTip::showText({}, QStringLiteral("<img src='file:&#47;&#47;&#47;proc&#47;self&#47;maps'>"),
-                       &*window);
+    QToolTip::showText({}, name, &*window);
     const auto all = QApplication::topLevelWidgets();
     const auto tip =
         std::ranges::find_if(all, [](const QWidget* each) { return each->inherits("QTipLabel"); });
     ASSERT_NE(tip, all.end());
     EXPECT_EQ(qobject_cast<QLabel*>(*tip)->textFormat(), Qt::PlainText);
+    QMessageBox box(QMessageBox::Warning, name, name, QMessageBox::Ok, &*window);
+    box.setInformativeText(name);
+    box.open();
+    for (const auto* label : box.findChildren<QLabel*>())
+        EXPECT_EQ(label->textFormat(), Qt::PlainText) << label->objectName().toStdString();
 }
 
 TEST_F(WindowTest, aSheetTakesNoTimeWhenMotionIsReduced) {

@@ -1,6 +1,6 @@
 #include "MorvApp/Integration/DesktopPreferences.h"
 
-#include "MorvApp/Integration/GObjects.h"
+#include "MorvApp/Integration/DesktopSchemas.h"
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QDBusConnection>
@@ -28,15 +28,9 @@ Motion motionOf(bool animations) {
 }
 
 std::optional<Motion> motionOfSchema() {
-    auto* source = g_settings_schema_source_get_default();
-    auto* schema = source ? g_settings_schema_source_lookup(source, interfaceGroup, TRUE) : nullptr;
-    if (!schema)
+    const auto settings = desktopSettings(interfaceGroup, animationsKey);
+    if (!settings)
         return std::nullopt;
-    const bool isKnown = g_settings_schema_has_key(schema, animationsKey) == TRUE;
-    g_settings_schema_unref(schema);
-    if (!isKnown)
-        return std::nullopt;
-    const GHandle<GSettings> settings(g_settings_new(interfaceGroup));
     // A schema's own default says nothing about a desktop that may not even use it.
     auto* value = g_settings_get_user_value(settings.get(), animationsKey);
     if (!value)

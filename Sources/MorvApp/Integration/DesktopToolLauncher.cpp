@@ -1,6 +1,6 @@
 #include "MorvApp/Integration/DesktopToolLauncher.h"
 
-#include "MorvApp/Integration/GObjects.h"
+#include "MorvApp/Integration/DesktopSchemas.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "MorvCore/Foundation/Unicode.h"
 #include "MorvCore/Platform/UserFolders.h"
@@ -69,15 +69,9 @@ std::string environment(const char* name) {
 
 /// The value of a key of one of the desktop's schemas, if that is installed.
 std::string setting(const char* schema, const char* key) {
-    auto* source = g_settings_schema_source_get_default();
-    auto* found = source ? g_settings_schema_source_lookup(source, schema, TRUE) : nullptr;
-    if (!found)
+    const auto settings = desktopSettings(schema, key);
+    if (!settings)
         return {};
-    const bool isKnown = g_settings_schema_has_key(found, key) == TRUE;
-    g_settings_schema_unref(found);
-    if (!isKnown)
-        return {};
-    const GHandle<GSettings> settings(g_settings_new(schema));
     const GText value(g_settings_get_string(settings.get(), key));
     return value.get();
 }

@@ -80,6 +80,11 @@ SearchTokens searchTokens(std::string_view typed, TokenEnding ending) {
         else
             tokens.text += word.whole;
         typed.remove_prefix(word.whole.size());
+        // One blank before a token and one behind it are one where the token was.
+        const bool isTaken = tokens.text.empty() || blanks.find(tokens.text.back()) != std::string::npos;
+        if (isToken && tokens.open.empty() && isTaken && !typed.empty() &&
+            blanks.find(typed.front()) != std::string_view::npos)
+            typed.remove_prefix(1);
     }
     return tokens;
 }

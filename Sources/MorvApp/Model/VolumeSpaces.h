@@ -61,7 +61,7 @@ private:
         Answer answer;
         bool isAsked = false;   ///< a worker is on its way
         bool asksAgain = false; ///< its answer may be older than what is wanted
-        int unwanted = 0;     ///< rounds of refresh() in which nobody asked
+        int unwanted = 0;       ///< rounds of refresh() in which nobody asked
     };
 
     void ask(const FileURL& folder);

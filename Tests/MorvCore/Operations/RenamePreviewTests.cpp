@@ -14,6 +14,8 @@ using testing::ElementsAre;
 
 class RenamePreviewTest : public test::EngineFixture {
 protected:
+    RenamePreviewTest() { makeFolder("work"); }
+
     static std::vector<Problem> problems(const std::vector<RenamePreview>& previews) {
         std::vector<Problem> found;
         for (const auto& preview : previews)

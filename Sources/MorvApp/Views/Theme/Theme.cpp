@@ -77,7 +77,7 @@ void chooseFont() {
     }
 }
 
-/// The toolkit's own movements take as long as ours, and its tooltips show what they are given.
+/// The toolkit's own movements take as long as ours, and its labels show what they are given.
 class MorvStyle : public QProxyStyle {
 public:
     MorvStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
@@ -85,10 +85,10 @@ public:
     using QProxyStyle::polish;
     void polish(QWidget* widget) override {
         QProxyStyle::polish(widget);
-        // They tell names of files. One that looks like HTML would be taken for it, and could have other files
-        // read in whole for a picture.
-        if (auto* tip = qobject_cast<QLabel*>(widget); tip && tip->inherits("QTipLabel"))
-            tip->setTextFormat(Qt::PlainText);
+        // Tooltips, messages and lines of status tell names of files. One that looks like HTML would be taken
+        // for it, and could have other files read in whole for a picture.
+        if (auto* label = qobject_cast<QLabel*>(widget); label && label->textFormat() == Qt::AutoText)
+            label->setTextFormat(Qt::PlainText);
     }
 
     int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
