@@ -70,6 +70,22 @@ TEST_F(InspectorModelTest, tellsOfTheSelectionWhileItIsSeen) {
     ASSERT_TRUE(idle(*app));
 }
 
+TEST_F(InspectorModelTest, theLastItemIsToldHoweverManyWereLeftUnanswered) {
+    const std::vector<std::string> items{"a", "b", "c", "d", "e", "f", "g"};
+    for (const auto& name : items)
+        file(name);
+    start();
+    for (const auto& name : items) {
+        select(*app, {name});
+        inspector->setActive(true);
+        ASSERT_EQ(inspector->item(), work.child(name));
+        inspector->setActive(false);
+    }
+    inspector->setActive(true);
+    EXPECT_TRUE(tells(work.child("g")));
+    ASSERT_TRUE(idle(*app));
+}
+
 TEST_F(InspectorModelTest, aChecksumBelongsToItsItemAndIsCancelled) {
     const auto a = file("a.txt", "abc");
     file("b.txt");

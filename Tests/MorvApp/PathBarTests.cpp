@@ -112,6 +112,8 @@ TEST_F(PathBarTest, commandsOpenTheFolderElsewhere) {
     EXPECT_EQ(alert->text(), QStringLiteral("Couldn’t Open Developer Tool"));
     EXPECT_EQ(alert->informativeText(),
               QStringLiteral("Zed is not installed. Choose an installed editor or use Terminal."));
+    for (const auto* label : alert->findChildren<QLabel*>())
+        EXPECT_TRUE(label->text() != alert->informativeText() || label->textFormat() == Qt::PlainText);
     alert->close();
 }
 

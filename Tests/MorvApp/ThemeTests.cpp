@@ -203,21 +203,6 @@ TEST_F(WindowTest, aSheetTakesNoTimeWhenMotionIsReduced) {
     app().closeSheet();
 }
 
-TEST_F(WindowTest, aTooltipShowsANameAndReadsNoMarkup) {
-    Theme::shared().apply(Look{});
-    open();
-    const auto name = QStringLiteral("<h1>large</h1><img src=\"file:///tmp/x.png\">.txt");
-    QToolTip::showText(window->mapToGlobal(QPoint(20, 20)), name, &*window);
-    const auto back = qScopeGuard([] { QToolTip::hideText(); });
-    const auto widgets = QApplication::allWidgets();
-    const auto tip =
-        std::ranges::find_if(widgets, [](const QWidget* widget) { return widget->inherits("QTipLabel"); });
-    ASSERT_NE(tip, widgets.end());
-    const auto* label = qobject_cast<const QLabel*>(*tip);
-    EXPECT_EQ(label->text(), name);
-    EXPECT_EQ(label->textFormat(), Qt::PlainText);
-}
-
 TEST_F(WindowTest, theUsersLookBeatsTheDesktops) {
     using Choice = LookPreferences::AppearanceChoice;
     using Wish = LookPreferences::Wish;

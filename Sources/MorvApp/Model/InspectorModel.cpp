@@ -10,6 +10,8 @@ namespace {
 
 using namespace std::chrono_literals;
 constexpr auto atRest = 80ms;
+/// Of the threads that read folders most are left to folders, whatever is selected on a volume that is silent.
+constexpr int mostUnanswered = 3;
 
 } // namespace
 
@@ -39,6 +41,10 @@ InspectorModel::InspectorModel(AppModel& app, QObject* parent)
     connect(&app_, &AppModel::activePaneChanged, this, &InspectorModel::followSoon);
     connect(&app_, &AppModel::activePaneUpdated, this, &InspectorModel::followSoon);
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &InspectorModel::followSoon);
+}
+
+InspectorModel::~InspectorModel() {
+    reading_.request_stop();
 }
 
 void InspectorModel::setActive(bool active) {
@@ -93,25 +99,44 @@ void InspectorModel::begin(const std::optional<FileURL>& item) {
 }
 
 void InspectorModel::read() {
-    // One question at a time: a volume that does not answer is not asked by ever more threads.
-    readsAgain_ = isReading_;
-    if (isReading_)
+    // One question at a time about an item, and few about those before it.
+    readsAgain_ = isReading_ || unanswered_ == mostUnanswered;
+    if (readsAgain_)
         return;
     isReading_ = true;
-    reading_ = tasks_.run(
+    ++unanswered_;
+    reading_ = std::stop_source();
+    const auto question = ++question_;
+    // Not stopped by its handle: that it has ended is to be told, too.
+    tasks_.run(
         TaskLane::reading,
-        [url = *item_](const std::stop_token& stop) { return readItemInformation(url, stop); },
-        [this](ItemInformation information) {
+        [url = *item_, stop = reading_.get_token()](const std::stop_token&) {
+            return readItemInformation(url, stop);
+        },
+        [this, question](ItemInformation information) {
+            if (!isAnswer(question))
+                return;
             receive(std::move(information));
             endReading();
         },
-        [this](const std::exception_ptr& failure) {
+        [this, question](const std::exception_ptr& failure) {
+            if (!isAnswer(question))
+                return;
             state_ = State::failed;
             information_.reset();
             problem_ = sentence(failure);
             Q_EMIT informationChanged();
             endReading();
         });
+}
+
+bool InspectorModel::isAnswer(std::uint64_t question) {
+    --unanswered_;
+    if (question == question_)
+        return true;
+    if (readsAgain_ && !isReading_)
+        read();
+    return false;
 }
 
 void InspectorModel::endReading() {
@@ -121,8 +146,10 @@ void InspectorModel::endReading() {
 }
 
 void InspectorModel::cancelReading() {
-    reading_.cancel();
+    reading_.request_stop();
+    ++question_;
     isReading_ = false;
+    readsAgain_ = false;
 }
 
 void InspectorModel::receive(ItemInformation information) {

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,7 @@ public:
     };
 
     explicit InspectorModel(AppModel& app, QObject* parent = nullptr);
+    ~InspectorModel() override;
 
     void setActive(bool active);
     /// The one item. Absent with several, and where there is nothing to tell of.
@@ -97,6 +99,8 @@ private:
     void follow();
     void begin(const std::optional<FileURL>& item);
     void read();
+    /// Whether what has ended is the last question that was asked.
+    bool isAnswer(std::uint64_t question);
     void endReading();
     void cancelReading();
     void receive(ItemInformation information);
@@ -107,6 +111,8 @@ private:
     bool isActive_ = false;
     bool isReading_ = false;
     bool readsAgain_ = false;
+    int unanswered_ = 0; ///< workers on their way, also about items that are left by now
+    std::uint64_t question_ = 0;
     bool isDecoded_ = false; ///< or is being decoded
     QTimer rest_;
     std::optional<FileURL> item_;
@@ -119,7 +125,7 @@ private:
     int pictureSide_ = 256;
     std::optional<SelectionSummary> summary_;
     Checksum checksum_;
-    TaskHandle reading_;
+    std::stop_source reading_;
     TaskHandle hashing_;
     TaskHandle decoding_;
     TaskScope tasks_;

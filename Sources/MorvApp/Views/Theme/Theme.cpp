@@ -165,9 +165,6 @@ void Theme::apply(const Look& look) {
 }
 
 bool Theme::eventFilter(QObject* watched, QEvent* event) {
-    // A tooltip tells names from outside, and none of them is markup.
-    if (event->type() == QEvent::Polish && watched->inherits("QTipLabel"))
-        static_cast<QLabel*>(watched)->setTextFormat(Qt::PlainText);
     // The sizes in the style sheet are multiples of the interface font's.
     if (watched == qApp && event->type() == QEvent::ApplicationFontChange) {
         if (const auto sheet = styleSheet(); sheet != qApp->styleSheet()) {

@@ -447,6 +447,9 @@ void MainWindow::showToolFailure(const std::string& sentence) {
     auto* box = new QMessageBox(QMessageBox::Warning, title, title, QMessageBox::Ok, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setInformativeText(shown(sentence));
+    // It may tell names of files, which are no markup; the box's own setting reaches only its title.
+    for (auto* label : box->findChildren<QLabel*>())
+        label->setTextFormat(Qt::PlainText);
     box->open();
 }
 
