@@ -110,7 +110,7 @@ std::string receive(int socket, std::chrono::steady_clock::time_point deadline, 
         checkCancelled(stop);
         const int patience = millisecondsUntil(deadline);
         if (patience == 0)
-            throw MediaError("The file took too long to decode.");
+            throw DecoderTooSlow("The file took too long to decode.");
         std::array<pollfd, 2> events{{{stopped.get(), POLLIN, 0}, {socket, POLLIN, 0}}};
         if (::poll(events.data(), events.size(), patience) < 0 && errno != EINTR)
             throw PosixError(errno);

@@ -20,6 +20,12 @@ public:
     using MediaError::MediaError;
 };
 
+/// The time was over: perhaps the file never ends, perhaps the machine was busy.
+class DecoderTooSlow : public MediaError {
+public:
+    using MediaError::MediaError;
+};
+
 class DecoderHelper {
 public:
     /// Throws PosixError when the program cannot be started.

@@ -75,6 +75,12 @@ SharedThumbnails::SharedThumbnails(std::shared_ptr<const MediaDecoder> decoder, 
     : decoder_(std::move(decoder)), folder_(std::move(folder)),
       failures_(folder_.child("fail").child("morv-" + version)) {}
 
+bool SharedThumbnails::wasSlow(const ThumbnailOrigin& origin) const {
+    const MutexLock lock(mutex_);
+    const auto found = slow_.find(origin.uri);
+    return found != slow_.end() && found->second == origin.modified;
+}
+
 MediaPicture SharedThumbnails::make(const FileURL& file, int side, const std::stop_token& stop) const {
     checkCancelled(stop);
     if (file.isWithin(folder_))
@@ -87,7 +93,7 @@ MediaPicture SharedThumbnails::make(const FileURL& file, int side, const std::st
     for (const auto* bucket = first; bucket != buckets.end(); ++bucket)
         if (const auto found = readThumbnail(folder_.child(bucket->folder).child(name), origin, bucket->side))
             return scaled(*found, side);
-    if (readThumbnail(failures_.child(name), origin, buckets.front().side))
+    if (readThumbnail(failures_.child(name), origin, buckets.front().side) || wasSlow(origin))
         throw MediaError("The file could not be shown when it was tried last.");
     if (item.st_size > largestRemoteFile && isRemote(file, item))
         throw MediaError("The file is too large to be read over a network for its picture.");
@@ -99,6 +105,10 @@ MediaPicture SharedThumbnails::make(const FileURL& file, int side, const std::st
         picture = decoder_->decode({file, first->side, 0}, stop).picture;
     } catch (const DecoderGone&) {
         throw; // of the file it says nothing
+    } catch (const DecoderTooSlow&) {
+        const MutexLock lock(mutex_);
+        slow_[origin.uri] = origin.modified;
+        throw;
     } catch (const MediaError&) {
         if (mayRemember())
             remember(failures_.child(name), origin, nothing());

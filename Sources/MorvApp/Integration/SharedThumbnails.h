@@ -6,13 +6,18 @@
 //             I2  nothing is written about a file that changed while it was read, or so lately that a second change
 //                 could have the same time
 //             I3  nothing of the cache itself gets a picture
+//             I4  a file that took too long is not tried again by this process, and nothing is written about it: it
+//                 may have been the machine
 // Not asked   files above 16 MiB on network and FUSE volumes: the picture would cost more than a look at the file
 // Threading   safe to share
 #pragma once
 
 #include "MorvApp/Integration/ThumbnailFile.h"
 #include "MorvApp/Model/ThumbnailCache.h"
+#include "MorvCore/Foundation/Mutex.h"
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -28,9 +33,14 @@ public:
     MediaPicture make(const FileURL& file, int side, const std::stop_token& stop) const override;
 
 private:
+    bool wasSlow(const ThumbnailOrigin& origin) const;
+
     const std::shared_ptr<const MediaDecoder> decoder_;
     const FileURL folder_;
     const FileURL failures_;
+    mutable Mutex mutex_;
+    /// Modification times of files that took too long, by the URI.
+    mutable std::map<std::string, std::int64_t> slow_ MORV_GUARDED_BY(mutex_);
 };
 
 } // namespace morv

@@ -28,8 +28,8 @@ Environment processEnvironment() {
 }
 
 MorvServices::MorvServices(Environment given, ItemOpener itemOpener, EngineObservers observers)
-    : environment(std::move(given)), defaults(defaultsFile()), look(defaults),
-      lock_(dataDirectory(environment)), store(dataDirectory(environment).child("Morv.sqlite")),
+    : environment(std::move(given)), directory(dataDirectory(environment)), defaults(defaultsFile()),
+      look(defaults), lock_(directory), store(directory.child("Morv.sqlite")),
       engine(store, std::make_shared<SystemTrashProvider>(), std::move(observers)),
       opener(std::move(itemOpener)), layout(defaults, environment), keys(store, pools), library(store, pools),
       tags(store, pools), spaces(pools), insights(pools), thumbnails(pools), appearances(store, pools),

@@ -63,6 +63,7 @@ public:
     void presentPendingHandoff();
 
     const Environment environment;
+    const FileURL directory; ///< of the records
     UserDefaults defaults;
     LookPreferences look;
 

@@ -12,7 +12,7 @@ namespace morv {
 
 DataPage::DataPage(MorvServices& services, QWidget* parent)
     : SettingsPage(QStringLiteral("Data"), parent), services_(services),
-      data_(MorvServices::dataDirectory(services.environment), services.store, services.pools) {
+      data_(services.directory, services.store, services.pools) {
     auto* folder = new QLabel(shownPath(data_.directory()), this);
     folder->setTextFormat(Qt::PlainText);
     folder->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);

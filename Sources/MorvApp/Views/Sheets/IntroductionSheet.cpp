@@ -115,7 +115,7 @@ void IntroductionSheet::showPanel() {
     heading_->setText(QString::fromUtf8(panel.title));
     auto text = QString::fromUtf8(panel.text);
     if (panel.scene == IntroductionScene::keys)
-        text = text.arg(shownPath(MorvServices::dataDirectory(app_.services().environment)),
+        text = text.arg(shownPath(app_.services().directory),
                         shownPath(configurationHome().child("Morv").asFolder()));
     text_->setText(text);
     place_->setText(QStringLiteral("%1 of %2").arg(panel_ + 1).arg(panels.size()));

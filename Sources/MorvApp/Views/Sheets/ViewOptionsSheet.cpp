@@ -33,8 +33,8 @@ constexpr std::array views{View{BrowserViewMode::grid, FileCommand::viewAsGrid, 
                            View{BrowserViewMode::columns, FileCommand::viewAsColumns, "Columns"},
                            View{BrowserViewMode::gallery, FileCommand::viewAsGallery, "Gallery"}};
 constexpr std::array<std::pair<const char*, FileSort>, 5> sorts{{{"Name", FileSort::name},
-                                                                 {"Date modified", FileSort::modified},
-                                                                 {"Date added", FileSort::added},
+                                                                 {"Date Modified", FileSort::modified},
+                                                                 {"Date Added", FileSort::added},
                                                                  {"Size", FileSort::size},
                                                                  {"Kind", FileSort::kind}}};
 constexpr std::array<std::pair<const char*, FileGrouping>, 3> groupings{
