@@ -138,7 +138,7 @@ TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
 
 TEST_F(BrowserTest, theViewOptionsOfAColumnChangeThePane) {
     folder("work/a");
-    file("work/a/one.txt");
+    file("a/one.txt");
     openColumns();
     key(Qt::Key_Down);
     ASSERT_TRUE(shows({"work", "a"}));

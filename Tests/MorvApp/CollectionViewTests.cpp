@@ -141,7 +141,7 @@ TEST_F(CollectionViewTest, upAndDownStayInTheColumnOfAnItemThatHasMoved) {
     std::int64_t columns = 1;
     while (view().visualRect(columns).top() == view().visualRect(0).top())
         ++columns;
-    ASSERT_GT(columns, 3);
+    ASSERT_GE(columns, 3);
     key(Qt::Key_Home);
     key(Qt::Key_Right);
     file("a.txt");

@@ -181,6 +181,7 @@ TEST_F(InspectorModelTest, tagsChangeWithoutTouchingTheOthers) {
             return undone ==
                    std::ranges::count(app->receipts(), OperationStatus::undone, &OperationReceipt::status);
         }));
+        ASSERT_TRUE(idle(*app)) << "one undo at a time";
     }
     EXPECT_TRUE(eventually([&] { return are(a, {"Red", "Old"}) && are(b, {"Old"}) && are(c, {"Late"}); }));
     ASSERT_TRUE(idle(*app));

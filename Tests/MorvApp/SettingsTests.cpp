@@ -266,7 +266,7 @@ TEST_F(SettingsTest, aDamagedMemoryOfSuggestionsCanBeCleared) {
     services->store.saveBytes("{", "suggestions/record/" + UUID::random().text());
     services.reset();
     openSettings("suggestions");
-    ASSERT_TRUE(eventually([&] { return says("is empty or corrupt."); }));
+    ASSERT_TRUE(eventually([&] { return says("A saved record is damaged"); }));
     EXPECT_FALSE(control<QCheckBox>("rememberFiling")->isEnabled()) << "nobody knows what it would change";
     answerClearing(QStringLiteral("Forget All"));
     EXPECT_TRUE(eventually([&] { return control<QCheckBox>("rememberFiling")->isEnabled(); }));
