@@ -2,7 +2,6 @@
 
 #include <QTimer>
 #include <chrono>
-#include <ranges>
 #include <utility>
 
 namespace morv {
@@ -51,7 +50,8 @@ void CollectionFocusContinuity::restore(QWidget& window) {
         return;
     }
     std::erase_if(known_, [](const Known& known) { return !known.collection; });
-    for (const auto& known : std::views::reverse(known_)) {
+    for (auto each = known_.rbegin(); each != known_.rend(); ++each) {
+        const auto& known = *each;
         if (known.collection->window() != &window)
             continue;
         if (!known.candidate.mayHaveKeyboard)
