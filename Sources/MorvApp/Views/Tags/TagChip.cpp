@@ -52,7 +52,8 @@ TagChip::TagChip(std::string name, int storedColour, Presence presence, QWidget*
 }
 
 QSize TagChip::sizeHint() const {
-    const int text = fontMetrics().horizontalAdvance(shown(name_));
+    // The advance is rounded; a name one part of a pixel wider would be cut.
+    const int text = fontMetrics().horizontalAdvance(shown(name_)) + 1;
     return {std::min(nameStart + text + crossRoom(), widest_), height_};
 }
 

@@ -262,7 +262,8 @@ QListView#settingsPages::item:selected { background: $quiet; }
 QScrollArea { background: transparent; border: none; }
 QTreeView#references { border: none; border-radius: 0; padding: 0 16px; }
 QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
-QComboBox::drop-down { border: none; width: 20px; }
+QComboBox::drop-down { border: none; width: 24px; }
+QComboBox::down-arrow { image: url(:/morv/$chevron); width: 12px; height: 12px; }
 QComboBox:focus { border-color: $accent; }
 QTreeView QHeaderView::section { padding: 6px 4px; }
 QProgressBar { border: none; border-radius: 2px; background: $quiet; max-height: 4px; min-height: 4px; }
@@ -324,6 +325,9 @@ QLabel#failure { color: $failure; }
     };
     for (const auto& [name, colour] : names)
         sheet.replace(QLatin1String(name), css(colour));
+    sheet.replace(QLatin1String("$chevron"), look_.appearance == Appearance::dark
+                                                 ? QLatin1String("chevron-dark.svg")
+                                                 : QLatin1String("chevron-light.svg"));
     const auto base = QApplication::font();
     sheet.replace(QLatin1String("$captionSize"), points(Type::caption(base)));
     sheet.replace(QLatin1String("$titleSize"), points(Type::title(base)));
