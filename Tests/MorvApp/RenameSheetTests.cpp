@@ -2,7 +2,6 @@
 #include "MorvApp/Views/Sheets/RenameSheet.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
