@@ -36,7 +36,6 @@ Sidebar::Sidebar(AppModel& app, Form form, QWidget* parent) : QTreeWidget(parent
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         // Else the one column is wider than what can be seen of it, and its middle lies outside.
         header()->setMinimumSectionSize(1);
-        header()->setSectionResizeMode(0, QHeaderView::Stretch);
     }
     setVerticalScrollMode(ScrollPerPixel);
     setMouseTracking(true);

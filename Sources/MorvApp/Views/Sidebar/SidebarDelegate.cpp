@@ -44,13 +44,18 @@ void SidebarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         paintHeading(*painter, option, item->text(0), sidebar_.isClosed(*item));
         return painter->restore();
     }
-    paintBack(*painter, option, *row);
     if (sidebar_.form() == Sidebar::Form::rail) {
+        // The one column may be wider than what is seen of it.
+        auto seen = option;
+        seen.rect.setLeft(0);
+        seen.rect.setWidth(sidebar_.viewport()->width());
+        paintBack(*painter, seen, *row);
         QRect symbol(0, 0, railSymbol, railSymbol);
-        symbol.moveCenter(option.rect.center());
-        paintSymbol(*painter, option, *row, symbol);
+        symbol.moveCenter(seen.rect.center());
+        paintSymbol(*painter, seen, *row, symbol);
         return painter->restore();
     }
+    paintBack(*painter, option, *row);
     const auto visual = [&option](QRect rect) {
         return QStyle::visualRect(option.direction, option.rect, rect);
     };
