@@ -4,6 +4,8 @@ namespace morv {
 
 namespace {
 
+/// A short name with its extension fits under a picture of any size.
+constexpr int narrowestInStrip = 104;
 constexpr int gridMargin = 12;
 constexpr int listMargin = 8;
 constexpr int columnMargin = 4;
@@ -60,7 +62,8 @@ void CollectionLayout::shapeGrid(const CollectionGeometry& geometry, std::int64_
 void CollectionLayout::shapeStrip(const CollectionGeometry& geometry) {
     margin_ = gridMargin;
     columns_ = std::max<std::int64_t>(1, count_);
-    cell_ = {geometry.iconSize + 8, std::max(1, viewport_.height() - aboveFirstRow)};
+    cell_ = {std::max(geometry.iconSize + 8, narrowestInStrip),
+             std::max(1, viewport_.height() - aboveFirstRow)};
     picture_ = std::clamp(cell_.height() - geometry.lineHeight - 20, 16, std::max(16, geometry.iconSize));
     stride_ = cell_.width();
 }
