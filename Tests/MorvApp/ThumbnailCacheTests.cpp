@@ -151,8 +151,12 @@ TEST_F(ThumbnailCacheTest, keepsWhatWasAskedForLastWithinItsBounds) {
     ask(named(all), 1);
     ASSERT_TRUE(answered(ThumbnailCache::capacity + 2));
     EXPECT_TRUE(cache.known(named(0), 1)) << "asked for again";
-    EXPECT_FALSE(cache.known(named(1), 1));
     EXPECT_TRUE(cache.known(named(all), 1));
+    int gone = 0;
+    for (int i = 1; i < all; ++i)
+        gone += cache.known(named(i), 1) ? 0 : 1;
+    // Which of those that were made side by side is the oldest, the workers decide.
+    EXPECT_EQ(gone, 1);
     // 2000 x 2000 pixels of four bytes: four of them are all that fits.
     for (int i = 0; i < 8; ++i)
         ask(named(i), 1000);
