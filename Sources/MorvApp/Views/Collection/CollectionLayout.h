@@ -78,7 +78,6 @@ public:
     /// The place of an item in its row.
     std::int64_t columnOf(std::int64_t index) const;
 
-    std::size_t sectionCount() const { return sections_.size(); }
     bool hasHeading(std::size_t section) const { return sections_[section].heading > 0; }
     /// Needs an item.
     std::size_t sectionOf(std::int64_t index) const;

@@ -200,11 +200,6 @@ void MorvCollectionView::takeUpSelection() {
     viewport()->update();
 }
 
-void MorvCollectionView::setOverrideEntries(std::optional<EntryList> entries) {
-    display_.setOverride(std::move(entries));
-    reload();
-}
-
 void MorvCollectionView::reload() {
     const bool isOtherOrder = display_.refresh(wantedGrouping());
     const Shape shape{wantedMode(), wantedIconSize()};

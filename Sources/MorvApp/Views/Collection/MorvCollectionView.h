@@ -66,7 +66,6 @@ public:
     std::span<const FileDisplaySection> sections() const { return display_.sections(); }
     /// The item that has the keyboard; -1: none.
     std::int64_t current() const { return current_; }
-    void setOverrideEntries(std::optional<EntryList> entries);
     bool isSelected(std::int64_t index) const { return pane_.isSelected(entry(index)); }
     /// In place of the pane's.
     void setIconSize(int size);

@@ -1,11 +1,11 @@
 #include "MorvApp/Views/Settings/GeneralPage.h"
 
 #include "MorvApp/Model/MorvRuntime.h"
+#include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFile>
 #include <QFileDialog>
 #include <QLabel>
 #include <QPushButton>
@@ -94,20 +94,13 @@ void GeneralPage::chooseFirst(int index) {
 }
 
 void GeneralPage::chooseFolder() {
-    auto* dialog = new QFileDialog(this, QStringLiteral("A New Window Begins In"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        if (path.isEmpty())
-            return;
-        services_.defaults.setChosenFirstFolder(
-            FileURL::fromPath(QFile::encodeName(path).toStdString()).asFolder());
-        services_.defaults.setFirstFolder(FirstFolder::chosen);
-    });
+    auto* dialog =
+        askForFolder(*this, QStringLiteral("A New Window Begins In"), [this](const FileURL& folder) {
+            services_.defaults.setChosenFirstFolder(folder);
+            services_.defaults.setFirstFolder(FirstFolder::chosen);
+        });
     // Without a folder the choice is what it was.
     connect(dialog, &QFileDialog::finished, this, &GeneralPage::showFirstFolder);
-    dialog->open();
 }
 
 void GeneralPage::showFirstFolder() {

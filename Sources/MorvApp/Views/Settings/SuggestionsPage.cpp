@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Settings/SuggestionsPage.h"
 
+#include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Platform/UserFolders.h"
@@ -111,20 +112,12 @@ void SuggestionsPage::change(const std::function<void(SuggestionMemoryPreference
 }
 
 void SuggestionsPage::addExcluded() {
-    auto* dialog = new QFileDialog(this, QStringLiteral("Never Remember Anything In"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
-    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        if (path.isEmpty())
-            return;
-        const auto folder = FileURL::fromPath(QFile::encodeName(path).toStdString()).asFolder();
+    askForFolder(*this, QStringLiteral("Never Remember Anything In"), [this](const FileURL& folder) {
         change([&folder](auto& policy) {
             if (std::ranges::find(policy.excludedRoots, folder) == policy.excludedRoots.end())
                 policy.excludedRoots.push_back(folder);
         });
     });
-    dialog->open();
 }
 
 void SuggestionsPage::removeExcluded() {

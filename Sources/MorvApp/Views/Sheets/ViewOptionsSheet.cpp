@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/SortTitles.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 
 #include <QButtonGroup>
@@ -32,11 +33,6 @@ constexpr std::array views{View{BrowserViewMode::grid, FileCommand::viewAsGrid, 
                            View{BrowserViewMode::list, FileCommand::viewAsList, "List"},
                            View{BrowserViewMode::columns, FileCommand::viewAsColumns, "Columns"},
                            View{BrowserViewMode::gallery, FileCommand::viewAsGallery, "Gallery"}};
-constexpr std::array<std::pair<const char*, FileSort>, 5> sorts{{{"Name", FileSort::name},
-                                                                 {"Date Modified", FileSort::modified},
-                                                                 {"Date Added", FileSort::added},
-                                                                 {"Size", FileSort::size},
-                                                                 {"Kind", FileSort::kind}}};
 constexpr std::array<std::pair<const char*, FileGrouping>, 3> groupings{
     {{"Nothing", FileGrouping::none}, {"Kind", FileGrouping::kind}, {"Date", FileGrouping::date}}};
 
@@ -70,7 +66,7 @@ ViewOptionsSheet::ViewOptionsSheet(AppModel& app, QWidget* window)
     viewRow->addStretch(1);
     body()->addLayout(viewRow);
     sort_ = addChoice(QStringLiteral("Sort by"), "viewSort");
-    fill(*sort_, sorts);
+    fill(*sort_, sortTitles);
     direction_ = addChoice(QStringLiteral("Direction"), "viewDirection");
     direction_->addItem(QStringLiteral("Ascending"), true);
     direction_->addItem(QStringLiteral("Descending"), false);

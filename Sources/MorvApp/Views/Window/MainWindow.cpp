@@ -5,6 +5,7 @@
 #include "MorvApp/Views/Inspector/InspectorPanel.h"
 #include "MorvApp/Views/Inspector/InspectorSplit.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
+#include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
 #include "MorvApp/Views/Theme/Text.h"
@@ -15,6 +16,7 @@
 #include "MorvApp/Views/Window/SearchField.h"
 #include "MorvApp/Views/Window/ShareMenu.h"
 #include "MorvApp/Views/Window/SheetHost.h"
+#include "MorvApp/Views/Window/SortTitles.h"
 #include "MorvApp/Views/Window/StatusLine.h"
 #include "MorvApp/Views/Window/TabArea.h"
 #include "MorvApp/Views/Window/WindowActions.h"
@@ -26,7 +28,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -52,12 +53,6 @@ constexpr QSize smallestSize{920, 640};
 constexpr QSize frameRoom{16, 48};
 constexpr int numberedTabs = 9;
 constexpr QSize barIcon{18, 18};
-
-constexpr std::array<std::pair<const char*, FileSort>, 5> sortTitles{{{"Name", FileSort::name},
-                                                                      {"Date Modified", FileSort::modified},
-                                                                      {"Date Added", FileSort::added},
-                                                                      {"Size", FileSort::size},
-                                                                      {"Kind", FileSort::kind}}};
 
 QFrame* line(QWidget* parent) {
     auto* frame = new QFrame(parent);
@@ -298,16 +293,9 @@ void MainWindow::showShareMenu() {
 }
 
 void MainWindow::chooseFolder() {
-    auto* dialog = new QFileDialog(this, QStringLiteral("Open Folder"));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
+    auto* dialog = askForFolder(*this, QStringLiteral("Open Folder"),
+                                [this](const FileURL& folder) { app_.open(folder); });
     dialog->setDirectory(QFile::decodeName(QByteArray::fromStdString(app_.activePane().location().path())));
-    connect(dialog, &QFileDialog::fileSelected, &app_, [this](const QString& path) {
-        if (!path.isEmpty())
-            app_.open(FileURL::fromPath(QFile::encodeName(path).toStdString()));
-    });
-    dialog->open();
 }
 
 QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString& icon) {
