@@ -4,12 +4,13 @@
 //   CALL      a function's name, its family ("open", "write", "sync", "rename", …) or "any"
 //   N         the N-th matching call, from 1; 0 is never reached, which only counts
 //   ACTION    kill (before the call), killafter, an error (ENOSPC, EIO, EACCES, EROFS, EDQUOT, EINTR, …), or
-//   occupy:
-//             just before a rename another program's file appears under its new name
+//             occupy: just before a rename another program's file appears under its new name
 //   @ and !   only calls on something below the folder, or only on something that is not
+//
 //   MORV_FAULT_POOR=FOLDER: what is below it behaves like a FAT volume: it says so, keeps no attributes,
-//   modes, links or times, and refuses the characters that FAT refuses MORV_FAULT_LOG=FILE, of a fixed size:
-//   every matching call writes its function's number into the next byte
+//             modes, links or times, and refuses the characters that FAT refuses. Nothing else of the test may
+//             be on its volume, of which the program would hear two opinions.
+//   MORV_FAULT_LOG=FILE, of a fixed size: every matching call writes its function's number into the next byte
 //
 // Only calls that change files count: an open without O_CREAT does not, nor does a write to the standard
 // streams. Built without the large-file macros, so that both names of a call can be defined here.
