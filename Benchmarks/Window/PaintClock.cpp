@@ -24,9 +24,10 @@ void note(int width, int height) {
     std::fflush(log);
 }
 
+/// The library's own function. It is asked by the library's name: the toolkit's plugin loads it for itself alone.
 template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+Function* original(const char* library, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(dlopen(library, RTLD_LAZY | RTLD_LOCAL), name));
 }
 
 } // namespace
@@ -38,7 +39,7 @@ xcb_void_cookie_t xcb_shm_put_image(xcb_connection_t* connection, xcb_drawable_t
                                     uint16_t width, uint16_t height, int16_t x, int16_t y, uint8_t depth,
                                     uint8_t format, uint8_t sendEvent, xcb_shm_seg_t segment,
                                     uint32_t offset) {
-    static auto* const real = next<decltype(xcb_shm_put_image)>("xcb_shm_put_image");
+    static auto* const real = original<decltype(xcb_shm_put_image)>("libxcb-shm.so.0", "xcb_shm_put_image");
     note(width, height);
     return real(connection, drawable, gc, totalWidth, totalHeight, srcX, srcY, width, height, x, y, depth,
                 format, sendEvent, segment, offset);
@@ -47,7 +48,7 @@ xcb_void_cookie_t xcb_shm_put_image(xcb_connection_t* connection, xcb_drawable_t
 xcb_void_cookie_t xcb_put_image(xcb_connection_t* connection, uint8_t format, xcb_drawable_t drawable,
                                 xcb_gcontext_t gc, uint16_t width, uint16_t height, int16_t x, int16_t y,
                                 uint8_t leftPad, uint8_t depth, uint32_t length, const uint8_t* data) {
-    static auto* const real = next<decltype(xcb_put_image)>("xcb_put_image");
+    static auto* const real = original<decltype(xcb_put_image)>("libxcb.so.1", "xcb_put_image");
     note(width, height);
     return real(connection, format, drawable, gc, width, height, x, y, leftPad, depth, length, data);
 }
