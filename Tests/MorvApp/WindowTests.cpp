@@ -305,6 +305,21 @@ TEST_F(WindowTest, theSidebarLeadsToFavouritesAndSearches) {
     key(Qt::Key_F9);
     EXPECT_TRUE(sidebar->isVisible());
     EXPECT_EQ(sidebar->width(), width);
+
+    auto* body = qobject_cast<QSplitter*>(sidebar->parentWidget());
+    ASSERT_TRUE(body);
+    const auto dragTo = [&](int place) {
+        auto* handle = body->handle(1);
+        QTest::mousePress(handle, Qt::LeftButton);
+        QTest::mouseMove(handle, handle->mapFrom(body, QPoint(place, 100)));
+        const int during = sidebar->width();
+        QTest::mouseRelease(handle, Qt::LeftButton, {}, handle->rect().center());
+        return during;
+    };
+    EXPECT_EQ(dragTo(100), 184);
+    EXPECT_EQ(sidebar->width(), 184);
+    EXPECT_EQ(dragTo(500), 280);
+    EXPECT_EQ(sidebar->width(), 280);
 }
 
 TEST_F(WindowTest, whatEditsTextNeverReachesTheFiles) {

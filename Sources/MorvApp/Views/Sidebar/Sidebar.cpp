@@ -36,6 +36,9 @@ Sidebar::Sidebar(AppModel& app, Form form, QWidget* parent) : QTreeWidget(parent
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         // Else the one column is wider than what can be seen of it, and its middle lies outside.
         header()->setMinimumSectionSize(1);
+    } else {
+        setMinimumWidth(static_cast<int>(SidebarColumn::smallest));
+        setMaximumWidth(static_cast<int>(SidebarColumn::largest));
     }
     setVerticalScrollMode(ScrollPerPixel);
     setMouseTracking(true);

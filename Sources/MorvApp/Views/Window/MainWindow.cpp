@@ -216,9 +216,11 @@ void MainWindow::fillWorkspaceMenu() {
 void MainWindow::settleSidebar() {
     using Mode = SidebarColumn::Mode;
     const bool isShown = app_.showSidebar();
+    // What was not there has kept the number of its width, but not the room.
+    const int present = sidebar_->isHidden() ? 0 : sidebar_->width();
     sidebar_->setVisible(isShown);
     rail_->setVisible(!isShown);
-    const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
+    const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, present);
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
 }
