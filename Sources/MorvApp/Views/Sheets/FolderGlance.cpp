@@ -27,6 +27,7 @@ FolderGlance::FolderGlance(AppModel& app, QWidget* parent)
     : QWidget(parent), app_(app), column_(new QVBoxLayout(this)) {
     column_->setContentsMargins(0, 0, 0, 0);
     column_->setSpacing(Space::medium);
+    addText(QStringLiteral("Preview shows two levels. Hidden files are excluded."));
     waiting_ = addText(QString());
     facts_ = buildFacts();
     column_->addWidget(facts_);

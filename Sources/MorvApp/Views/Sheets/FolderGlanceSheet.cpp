@@ -45,20 +45,12 @@ QWidget* FolderGlanceSheet::buildHead() {
     picture->setPixmap(FolderArt::render(app_.services().appearances.appearance(folder_.url()),
                                          Theme::shared().appearance(), headPicture, devicePixelRatioF()));
     row->addWidget(picture);
-    auto* words = new QVBoxLayout;
-    words->setSpacing(2);
-    words->addStretch(1);
     auto* name = new QLabel(head);
     name->setObjectName(QStringLiteral("heading"));
     name->setTextFormat(Qt::PlainText);
     name->setText(name->fontMetrics().elidedText(shown(folder_.name), Qt::ElideMiddle,
                                                  card.width() - headPicture - 5 * Space::huge));
-    words->addWidget(name);
-    auto* scope = new QLabel(QStringLiteral("Preview shows two levels. Hidden files are excluded."), head);
-    scope->setObjectName(QStringLiteral("secondary"));
-    words->addWidget(scope);
-    words->addStretch(1);
-    row->addLayout(words, 1);
+    row->addWidget(name, 1);
     return head;
 }
 
