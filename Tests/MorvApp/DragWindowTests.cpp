@@ -7,6 +7,7 @@
 #include "Tests/MorvApp/WindowFixture.h"
 
 #include <QLabel>
+#include <QScrollBar>
 #include <QTabBar>
 #include <QToolButton>
 
@@ -142,6 +143,51 @@ TEST_F(DragWindow, foldersAndTabsOpenUnderARestingDrag) {
     hand.drop();
     EXPECT_TRUE(becomes(inner, {"a.txt", "most"}));
     EXPECT_EQ(app().activePane().location(), inner);
+}
+
+TEST_F(DragWindow, theEdgesOfAStripAndOfTheColumnsDrawItOn) {
+    std::string deep = "work";
+    std::vector<FileURL> levels;
+    for (int i = 0; i < 8; ++i)
+        levels.push_back(folder(deep += "/deeper"));
+    for (int i = 0; i < 40; ++i)
+        file(std::to_string(i) + ".txt");
+    open();
+    DropArea::setPatience(100'000);
+    key(Qt::Key_4, Qt::ControlModifier);
+    test::DragHand hand({work.child("0.txt")});
+    const auto* strip = window->collection().horizontalScrollBar();
+    ASSERT_TRUE(eventually([&] { return strip->maximum() > 0; }));
+    hand.enter(files(), QPoint(files().width() - 4, 40));
+    EXPECT_TRUE(eventually([&] { return strip->value() == strip->maximum(); }));
+    hand.move(QPoint(4, 40));
+    EXPECT_TRUE(eventually([&] { return strip->value() == 0; }));
+    hand.leave();
+
+    key(Qt::Key_3, Qt::ControlModifier);
+    auto* columns = find<QAbstractScrollArea>("columnsView");
+    ASSERT_TRUE(columns);
+    const auto* sideways = columns->horizontalScrollBar();
+    key(Qt::Key_Home);
+    for (const auto& level : levels) {
+        ASSERT_TRUE(eventually([&] { return !app().currentPane().selection().empty(); }));
+        key(Qt::Key_Right);
+        ASSERT_TRUE(eventually(
+            [&] { return app().currentPane().location() == level && app().currentPane().loadedLocation(); }));
+    }
+    ASSERT_TRUE(eventually([&] { return sideways->value() > 300; }));
+    MorvCollectionView* first = nullptr;
+    for (auto* column : columns->findChildren<MorvCollectionView*>())
+        if (columns->viewport()->rect().contains(
+                column->mapTo(columns->viewport(), QPoint(column->width() / 2, 100))))
+            first = column;
+    ASSERT_TRUE(first);
+    const QPoint edge(10, 100);
+    hand.enter(*first->viewport(), first->viewport()->mapFrom(columns->viewport(), edge));
+    const int before = sideways->value();
+    EXPECT_TRUE(eventually([&] { return sideways->value() < before; }));
+    hand.leave();
+    ASSERT_TRUE(settled());
 }
 
 TEST_F(DragWindow, aPressOnTheSelectionKeepsWhatItMayCarry) {

@@ -132,14 +132,15 @@ void DropArea::move(QDropEvent& event) {
     point_ = event.position().toPoint();
     wish_ = wishOf(event.modifiers());
     show();
-    if (scrolled_ && !scrolling_.isActive() && (point_.y() < edge || point_.y() >= surface_.height() - edge))
+    if (!scrolling_.isActive() && !pulls().empty())
         scrolling_.start(scrollInterval, this);
     event.setDropAction(actionOf(act_));
     event.setAccepted(act_ != DropAct::none);
 }
 
 void DropArea::show() {
-    auto place = isUnder_ ? placeAt_(point_) : std::nullopt;
+    // What has been scrolled away from under the pointer is not meant.
+    auto place = isUnder_ && surface_.rect().contains(point_) ? placeAt_(point_) : std::nullopt;
     if (place != place_) {
         place_ = place;
         resting_.stop();
@@ -217,16 +218,45 @@ void DropArea::rest() {
     refresh();
 }
 
+std::vector<DropArea::Pull> DropArea::pulls() const {
+    std::vector<Pull> result;
+    const auto at = [&](QScrollBar* bar, int point, int length) {
+        const int before = std::max(0, edge - point);
+        const int behind = std::max(0, point - (length - edge) + 1);
+        if (bar->minimum() < bar->maximum() && before != behind)
+            result.push_back({bar, (behind - before) / 2});
+    };
+    if (scrolled_)
+        at(scrolled_->verticalScrollBar(), point_.y(), surface_.height());
+    // A list may stand in a row of them that is wider than what can be seen of it.
+    for (QWidget* each = &surface_; each && !each->isWindow(); each = each->parentWidget()) {
+        auto* area = qobject_cast<QAbstractScrollArea*>(each);
+        if (!area || !scrolled_ || area->horizontalScrollBarPolicy() == Qt::ScrollBarAlwaysOff)
+            continue;
+        const auto& seen = *area->viewport();
+        const auto point = seen.mapFromGlobal(surface_.mapToGlobal(point_));
+        // The scroll bar of what is mirrored counts from the right.
+        const auto* bar = area->horizontalScrollBar();
+        at(area->horizontalScrollBar(), bar->isRightToLeft() ? seen.width() - 1 - point.x() : point.x(),
+           seen.width());
+    }
+    return result;
+}
+
 void DropArea::scroll() {
-    auto* bar = scrolled_->verticalScrollBar();
-    const int above = std::max(0, edge - point_.y());
-    const int below = std::max(0, point_.y() - (surface_.height() - edge) + 1);
-    const int before = bar->value();
-    bar->setValue(before + (below - above) / 2);
-    if (bar->value() == before)
-        scrolling_.stop();
-    else
+    // A list that stands in what scrolls moves away from under the pointer, which stays where it is.
+    const auto pointer = surface_.mapToGlobal(point_);
+    bool moved = false;
+    for (const auto& [bar, by] : pulls()) {
+        const int before = bar->value();
+        bar->setValue(before + by);
+        moved |= bar->value() != before;
+    }
+    point_ = surface_.mapFromGlobal(pointer);
+    if (moved)
         refresh();
+    else
+        scrolling_.stop();
 }
 
 } // namespace morv

@@ -15,9 +15,11 @@
 #include <QPointer>
 #include <functional>
 #include <optional>
+#include <vector>
 
 class QAbstractScrollArea;
 class QDropEvent;
+class QScrollBar;
 class QWidget;
 
 namespace morv {
@@ -58,6 +60,12 @@ private:
     void show();
     void rest();
     void scroll();
+    /// What the pointer pulls at, near an edge: a scroll bar, and how far.
+    struct Pull {
+        QScrollBar* bar;
+        int by;
+    };
+    std::vector<Pull> pulls() const;
     void setTarget(std::optional<DropPlace> target);
 
     AppModel& app_;
