@@ -221,8 +221,13 @@ TEST_F(ApplicationServiceTest, theArgumentsSayWhatIsWanted) {
               (std::vector<std::string>{"file:///b%20%FF", "morv://open?path=/x",
                                         FileURL::fromArgument("--help").absoluteString()}));
     EXPECT_EQ(parsed({"--new-window"}).kind, Kind::newWindow);
+    EXPECT_EQ(parsed({"-reverse", "-session", "a_b", "--style=fusion", "-qwindowtitle", "-x", "/c"}).urls,
+              (std::vector<std::string>{"file:///c"}))
+        << "the toolkit's own";
     for (const std::vector<std::string>& bad : {std::vector<std::string>{"--loud"},
                                                 {"-x"},
+                                                {"-reversed"},
+                                                {"-session"},
                                                 {""},
                                                 {"--service", "/tmp"},
                                                 {"--service", "--new-window"}})

@@ -5,6 +5,8 @@
 #include "MorvCore/Foundation/Unicode.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <fmt/format.h>
 #include <string_view>
 
@@ -33,13 +35,30 @@ std::string urlOf(const std::string& argument) {
     }
 }
 
+/// The options of the toolkit, by which a desktop restarts what it has ended and a person turns a window
+/// around: QGuiApplication and QApplication, "Supported Command Line Options". It reads them itself.
+constexpr std::array alone = {"reverse", "widgetcount"};
+constexpr std::array withValue = {"style",           "stylesheet",   "platform",    "platformpluginpath",
+                                  "platformtheme",   "plugin",       "qwindowicon", "session",
+                                  "qwindowgeometry", "qwindowtitle", "display",     "geometry"};
+
+enum class Toolkit : std::uint8_t { no, option, optionBeforeValue };
+
+Toolkit toolkitOption(std::string_view argument) {
+    const auto name = argument.substr(argument.starts_with("--") ? 2 : 1);
+    if (std::ranges::count(alone, name) > 0 || name.starts_with("style=") || name.starts_with("stylesheet="))
+        return Toolkit::option;
+    return std::ranges::count(withValue, name) > 0 ? Toolkit::optionBeforeValue : Toolkit::no;
+}
+
 } // namespace
 
 LaunchArguments parseLaunchArguments(const std::vector<std::string>& arguments) {
     LaunchArguments result;
     bool newWindow = false;
     bool options = true;
-    for (const auto& argument : arguments) {
+    for (auto at = arguments.begin(); at != arguments.end(); ++at) {
+        const auto& argument = *at;
         if (!options || !argument.starts_with('-')) {
             result.request.urls.push_back(urlOf(argument));
         } else if (argument == "--") {
@@ -54,6 +73,11 @@ LaunchArguments parseLaunchArguments(const std::vector<std::string>& arguments) 
             newWindow = true;
         } else if (argument == "--service") {
             result.mode = LaunchArguments::Mode::service;
+        } else if (const auto toolkit = toolkitOption(argument); toolkit == Toolkit::option) {
+            continue;
+        } else if (toolkit == Toolkit::optionBeforeValue) {
+            if (++at == arguments.end())
+                throw LaunchError(fmt::format("“{}” needs a value.", displayText(argument)));
         } else {
             throw LaunchError(fmt::format("“{}” is not an option of morv.", displayText(argument)));
         }
@@ -76,6 +100,8 @@ std::string launchHelp() {
            "  --version     print the version\n"
            "  --help        print this page\n"
            "\n"
+           "The toolkit’s options, -reverse or -style NAME for one, count in a Morv that is started by "
+           "this.\n"
            "URLs are file:///… and morv://open?path=/…; any other is ignored.\n"
            "With MORV_DATA_DIRECTORY, MORV_START_DIRECTORY or MORV_DESKTOP_DIRECTORY in the environment "
            "morv\n"
