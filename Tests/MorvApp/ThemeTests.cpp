@@ -1,5 +1,6 @@
 // Contrast as WCAG 2.1 computes it, and a look that changes while windows are open.
 #include "MorvApp/Model/LookPreferences.h"
+#include "MorvApp/Views/Theme/ItemBack.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Theme/Type.h"
 #include "Tests/MorvApp/WindowFixture.h"
@@ -8,6 +9,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPainter>
 #include <QScopeGuard>
 #include <QToolTip>
 #include <QVariantAnimation>
@@ -43,6 +45,38 @@ QColor over(const QColor& veil, const QColor& ground) {
     };
     return QColor::fromRgbF(mix(veil.redF(), ground.redF()), mix(veil.greenF(), ground.greenF()),
                             mix(veil.blueF(), ground.blueF()));
+}
+
+TEST(Theme, inHighContrastEveryStateOfAnItemHasALineOfItsOwn) {
+    const auto back = qScopeGuard([] { Theme::shared().apply(Look{}); });
+    const ItemState states[] = {{},
+                                {.isHovered = true},
+                                {.isSelected = true},
+                                {.isSelected = true, .hasKeyboard = true},
+                                {.isCurrent = true, .hasKeyboard = true},
+                                {.isSelected = true, .isCurrent = true, .hasKeyboard = true},
+                                {.isTarget = true}};
+    for (const auto appearance : {Appearance::light, Appearance::dark}) {
+        Theme::shared().apply(Look{appearance, Contrast::high});
+        const auto& colours = Theme::shared().colours();
+        std::vector<QImage> seen;
+        for (const auto& state : states) {
+            SCOPED_TRACE(seen.size());
+            QImage image(80, 40, QImage::Format_RGB32);
+            image.fill(colours.content);
+            QPainter painter(&image);
+            paintItemBack(painter, image.rect(), state);
+            painter.end();
+            int lines = 0;
+            for (int y = 0; y < 20; ++y) {
+                const auto pixel = image.pixelColor(40, y);
+                lines += pixel == colours.text || pixel == colours.accent;
+            }
+            EXPECT_EQ(lines > 0, !seen.empty()) << "all but the first";
+            EXPECT_EQ(std::ranges::count(seen, image), 0) << "told apart from the others";
+            seen.push_back(image);
+        }
+    }
 }
 
 struct ContrastRow {

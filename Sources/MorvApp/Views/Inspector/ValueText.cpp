@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Inspector/ValueText.h"
 
+#include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
 #include <QApplication>
@@ -8,6 +9,7 @@
 #include <QEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QStyle>
 #include <QTextLayout>
 #include <algorithm>
 
@@ -39,9 +41,9 @@ void ValueText::setText(const QString& text, Tone tone) {
 }
 
 int ValueText::layOut(QTextLayout& layout, int width) const {
-    QTextOption option(alignment_);
+    QTextOption option(QStyle::visualAlignment(layoutDirection(), alignment_));
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    option.setTextDirection(layoutDirection());
+    option.setTextDirection(text_.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
     layout.setTextOption(option);
     int lines = 0;
     qreal y = 0;
@@ -91,7 +93,7 @@ void ValueText::paintEvent(QPaintEvent*) {
         const QRect place(0, static_cast<int>(line.y()), width(), fontMetrics().lineSpacing());
         const auto rest = text_.mid(line.textStart(), laidOutAtMost);
         painter.drawText(place, static_cast<int>(alignment_ | Qt::AlignVCenter) | Qt::TextSingleLine,
-                         fontMetrics().elidedText(rest, Qt::ElideMiddle, width()));
+                         inOwnDirection(fontMetrics().elidedText(rest, Qt::ElideMiddle, width())));
     }
 }
 

@@ -5,6 +5,7 @@
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 
+#include <QApplication>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QLabel>
@@ -58,14 +59,33 @@ public:
                const QModelIndex& index) const override {
         const auto keys = index.data(keysRole).toString();
         const int width = keys.isEmpty() ? 0 : option.fontMetrics.horizontalAdvance(keys) + Space::large;
-        QStyledItemDelegate::paint(painter, option, index);
+        const auto place = [&option](const QRect& rect) {
+            return QStyle::visualRect(option.direction, option.rect, rect);
+        };
+        auto title = option;
+        initStyleOption(&title, index);
+        const auto* style = title.widget ? title.widget->style() : QApplication::style();
+        // First the row without its words, then they in the room that the keys leave them.
+        auto row = title;
+        row.text.clear();
+        row.icon = {};
+        style->drawControl(QStyle::CE_ItemViewItem, &row, painter, row.widget);
+        title.state &= ~(QStyle::State_Selected | QStyle::State_HasFocus | QStyle::State_MouseOver);
+        title.rect = place(option.rect.adjusted(0, 0, -width, 0));
+        // A command without a symbol keeps its place free.
+        if (index.data(commandRole).isValid() && title.icon.isNull()) {
+            title.features |= QStyleOptionViewItem::HasDecoration;
+            title.decorationSize = option.decorationSize;
+        }
+        title.text = inOwnDirection(title.text);
+        style->drawControl(QStyle::CE_ItemViewItem, &title, painter, title.widget);
         if (keys.isEmpty())
             return;
         painter->save();
         painter->setPen(Theme::shared().colours().secondaryText);
-        const auto area = option.rect.adjusted(0, 0, -Space::small, 0);
-        painter->drawText(QRect(area.right() - width, area.top(), width, area.height()),
-                          Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine, keys);
+        painter->drawText(place(QRect(option.rect.right() + 1 - width, option.rect.top(),
+                                      width - Space::small, option.rect.height())),
+                          Qt::AlignTrailing | Qt::AlignVCenter | Qt::TextSingleLine, keys);
         painter->restore();
     }
 };

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Sheets/ReceiptModels.h"
 
+#include "MorvApp/Views/Theme/ItemBack.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/TextSearch.h"
@@ -273,6 +274,9 @@ void ReceiptDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     auto area = option.rect;
+    const auto visual = [&option](const QRect& rect) {
+        return QStyle::visualRect(option.direction, option.rect, rect);
+    };
     if (const auto day = index.data(ReceiptListModel::dayRole).toString(); !day.isEmpty()) {
         auto font = option.font;
         font.setWeight(QFont::DemiBold);
@@ -285,30 +289,29 @@ void ReceiptDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         area.setTop(area.top() + dayHeight);
     }
     area.adjust(4, 2, -4, -2);
-    if (option.state.testFlag(QStyle::State_Selected)) {
-        const bool hasKeyboard = option.state.testFlag(QStyle::State_HasFocus);
-        painter->setPen(hasKeyboard ? QPen(colours.accent, 1.5) : QPen(Qt::NoPen));
-        painter->setBrush(hasKeyboard ? colours.selection : colours.quietSelection);
-        painter->drawRoundedRect(QRectF(area).adjusted(0.75, 0.75, -0.75, -0.75), Space::radius,
-                                 Space::radius);
-    }
+    const bool hasKeyboard = option.state.testFlag(QStyle::State_HasFocus);
+    if (const bool isSelected = option.state.testFlag(QStyle::State_Selected); isSelected || hasKeyboard)
+        paintItemBack(*painter, area,
+                      {.isSelected = isSelected, .isCurrent = hasKeyboard, .hasKeyboard = hasKeyboard});
     const QRect symbol(area.left() + Space::small, area.top() + (area.height() - symbolSize) / 2, symbolSize,
                        symbolSize);
-    index.data(Qt::DecorationRole).value<QIcon>().paint(painter, symbol);
+    index.data(Qt::DecorationRole).value<QIcon>().paint(painter, visual(symbol));
     const auto status = index.data(ReceiptListModel::statusColourRole).value<QColor>();
     const QRect text = area.adjusted(symbolSize + Space::large + 2, 6, -Space::small, -6);
     const auto metrics = option.fontMetrics;
     painter->setPen(colours.text);
-    painter->drawText(text, Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine,
-                      metrics.elidedText(index.data().toString(), Qt::ElideMiddle, text.width()));
+    painter->drawText(
+        visual(text), Qt::AlignLeft | Qt::AlignTop | Qt::TextSingleLine,
+        inOwnDirection(metrics.elidedText(index.data().toString(), Qt::ElideMiddle, text.width())));
     painter->setPen(Qt::NoPen);
     painter->setBrush(status);
-    painter->drawEllipse(QPointF(text.left() + 4, text.bottom() - metrics.height() / 2.0 + 1), 3.5, 3.5);
+    const QRect dot(text.left(), text.bottom() - metrics.height() / 2 - 3, 7, 7);
+    painter->drawEllipse(visual(dot));
     painter->setPen(colours.secondaryText);
     const auto second = text.adjusted(Space::medium + 2, 0, 0, 0);
-    painter->drawText(second, Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
-                      metrics.elidedText(index.data(ReceiptListModel::subtitleRole).toString(),
-                                         Qt::ElideRight, second.width()));
+    painter->drawText(visual(second), Qt::AlignLeft | Qt::AlignBottom | Qt::TextSingleLine,
+                      inOwnDirection(metrics.elidedText(index.data(ReceiptListModel::subtitleRole).toString(),
+                                                        Qt::ElideRight, second.width())));
     painter->restore();
 }
 

@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Sidebar/SidebarDelegate.h"
 
 #include "MorvApp/Views/Sidebar/Sidebar.h"
+#include "MorvApp/Views/Theme/ItemBack.h"
 #include "MorvApp/Views/Theme/PlaceSymbols.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -18,7 +19,6 @@ constexpr int symbolSide = 16;
 constexpr int railSymbol = 20;
 constexpr int chevron = 12;
 constexpr int barHeight = 3;
-constexpr double targetRing = 2;
 /// Less than this part of a volume free is worth a warning.
 constexpr double nearlyFull = 0.1;
 
@@ -91,32 +91,23 @@ void SidebarDelegate::paintHeading(QPainter& painter, const QStyleOptionViewItem
     const auto inner = option.rect.adjusted(Space::small, 0, -Space::small, -Space::tiny);
     painter.drawText(inner, static_cast<int>(Qt::AlignBottom | Qt::AlignLeading), title);
     const bool isCurrent = sidebar_.hasFocus() && option.state.testFlag(QStyle::State_HasFocus);
+    const bool isMirrored = option.direction == Qt::RightToLeft;
     if (isClosed || isCurrent || option.state.testFlag(QStyle::State_MouseOver)) {
         const QRect mark(inner.right() - chevron, inner.bottom() - chevron - 1, chevron, chevron);
         const auto place = QStyle::visualRect(option.direction, option.rect, mark);
-        drawSymbol(painter, placeSymbol(isClosed ? "chevron.right" : "chevron.down"), place,
-                   isCurrent ? colours.accent : colours.secondaryText);
+        const auto* symbol = !isClosed ? "chevron.down" : isMirrored ? "chevron.left" : "chevron.right";
+        drawSymbol(painter, placeSymbol(symbol), place, isCurrent ? colours.accent : colours.secondaryText);
     }
 }
 
 void SidebarDelegate::paintBack(QPainter& painter, const QStyleOptionViewItem& option,
                                 const SidebarRow& row) const {
-    const auto& colours = Theme::shared().colours();
-    const bool isTarget = sidebar_.isTarget(row);
-    const bool isCurrent = sidebar_.hasFocus() && option.state.testFlag(QStyle::State_HasFocus);
-    QColor fill = Qt::transparent;
-    if (isTarget || (isSelected(option) && sidebar_.hasFocus()))
-        fill = colours.selection;
-    else if (isSelected(option))
-        fill = colours.quietSelection;
-    else if (option.state.testFlag(QStyle::State_MouseOver))
-        fill = colours.hover;
-    const double width = isTarget ? targetRing : isCurrent ? Theme::shared().focusWidth() : 0;
-    painter.setBrush(fill);
-    painter.setPen(width > 0 ? QPen(colours.accent, width) : QPen(Qt::NoPen));
-    const auto frame = QRectF(option.rect).adjusted(1, 1, -1, -1);
-    painter.drawRoundedRect(frame.adjusted(width / 2, width / 2, -width / 2, -width / 2), Space::radius,
-                            Space::radius);
+    paintItemBack(painter, option.rect,
+                  {.isSelected = isSelected(option),
+                   .isCurrent = option.state.testFlag(QStyle::State_HasFocus),
+                   .isHovered = option.state.testFlag(QStyle::State_MouseOver),
+                   .isTarget = sidebar_.isTarget(row),
+                   .hasKeyboard = sidebar_.hasFocus()});
 }
 
 void SidebarDelegate::paintSymbol(QPainter& painter, const QStyleOptionViewItem& option,
@@ -143,7 +134,8 @@ void SidebarDelegate::paintName(QPainter& painter, const QStyleOptionViewItem& o
         } else {
             painter.setFont(small);
             painter.setPen(colours.secondaryText);
-            painter.drawText(place, static_cast<int>(Qt::AlignVCenter | Qt::AlignTrailing), note);
+            painter.drawText(place, static_cast<int>(Qt::AlignVCenter | Qt::AlignTrailing),
+                             inOwnDirection(note));
             painter.setFont(sidebar_.font());
         }
     }
@@ -153,7 +145,7 @@ void SidebarDelegate::paintName(QPainter& painter, const QStyleOptionViewItem& o
     rect.setWidth(room);
     painter.drawText(QStyle::visualRect(option.direction, place, rect),
                      static_cast<int>(Qt::AlignVCenter | Qt::AlignLeading),
-                     metrics.elidedText(name, Qt::ElideMiddle, room));
+                     inOwnDirection(metrics.elidedText(name, Qt::ElideMiddle, room)));
 }
 
 void SidebarDelegate::paintSpace(QPainter& painter, const SidebarRow& row, QRect place) const {
@@ -161,8 +153,16 @@ void SidebarDelegate::paintSpace(QPainter& painter, const SidebarRow& row, QRect
     const auto space = sidebar_.spaceOf(row)->space;
     const double free = static_cast<double>(space.free) / static_cast<double>(space.total);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(colours.separator);
-    painter.drawRoundedRect(place, barHeight / 2.0, barHeight / 2.0);
+    if (Theme::shared().look().contrast == Contrast::high) {
+        // The line is around the bar: what is used and what is free fill it between them.
+        painter.setBrush(colours.text);
+        painter.drawRect(place.adjusted(-1, -2, 1, 2));
+        painter.setBrush(colours.content);
+        painter.drawRect(place.adjusted(0, -1, 0, 1));
+    } else {
+        painter.setBrush(colours.separator);
+        painter.drawRoundedRect(place, barHeight / 2.0, barHeight / 2.0);
+    }
     auto used = QRectF(place);
     used.setWidth(std::max<double>(barHeight, used.width() * (1 - free)));
     if (sidebar_.isRightToLeft())

@@ -106,7 +106,7 @@ void TagChip::paintEvent(QPaintEvent*) {
     const auto words = place({nameStart, 0, width() - nameStart - crossRoom(), height_});
     painter.setPen(colours.text);
     painter.drawText(words, Qt::AlignVCenter | Qt::AlignLeading,
-                     fontMetrics().elidedText(shown(name_), Qt::ElideRight, words.width()));
+                     inOwnDirection(fontMetrics().elidedText(shown(name_), Qt::ElideRight, words.width())));
     if (presence_ == Presence::none)
         return;
     const auto mark = QRectF(crossRect()).adjusted(5, 5, -5, -5);

@@ -31,6 +31,7 @@ constexpr std::array symbols = {
                  "Q 6.8 20.6 8.6 20.6 L 15.4 20.6 Q 17.2 20.6 17.3 18.8 L 18.2 6.6 M 10 10.4 L 10.3 16.6 "
                  "M 14 10.4 L 13.7 16.6"},
     FolderSymbol{"chevron.right", "Closed", "M 9.5 6 L 15.5 12 L 9.5 18"},
+    FolderSymbol{"chevron.left", "Closed", "M 14.5 6 L 8.5 12 L 14.5 18"},
     FolderSymbol{"chevron.down", "Open", "M 6 9.5 L 12 15.5 L 18 9.5"},
 };
 

@@ -4,6 +4,7 @@
 #include "MorvCore/Platform/UserFolders.h"
 
 #include <QDateTime>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLocale>
 #include <algorithm>
@@ -63,6 +64,14 @@ QString shownPathBriefly(const FileURL& url) {
 
 QString buttonText(QString text) {
     return text.replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
+QString inOwnDirection(QString text) {
+    if (!QGuiApplication::isRightToLeft() || text.isEmpty())
+        return text;
+    // Unicode Standard Annex #9: isolates the text, in the direction of its first letter.
+    constexpr QChar firstStrongIsolate(0x2068), popDirectionalIsolate(0x2069);
+    return firstStrongIsolate + text + popDirectionalIsolate;
 }
 
 QString editableName(std::string_view bytes) {

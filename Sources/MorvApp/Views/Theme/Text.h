@@ -30,6 +30,8 @@ QString ours(std::string_view utf8);
 QString asWindowTitle(QString title);
 /// As the text of a button or of a menu, where one "&" marks a key.
 QString buttonText(QString text);
+/// To be drawn: in a mirrored window, too, a name, a path or a number with its unit reads in its own direction.
+QString inOwnDirection(QString text);
 /// A name to be edited: only what is not UTF-8 is repaired.
 QString editableName(std::string_view bytes);
 

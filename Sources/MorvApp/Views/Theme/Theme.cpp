@@ -89,6 +89,10 @@ public:
         // for it, and could have other files read in whole for a picture.
         if (auto* label = qobject_cast<QLabel*>(widget); label && label->textFormat() == Qt::AutoText)
             label->setTextFormat(Qt::PlainText);
+        // A label's words stand at the edge at which they would be read, which in a mirrored window is the other.
+        if (auto* label = qobject_cast<QLabel*>(widget);
+            label && label->isRightToLeft() && !label->alignment().testFlag(Qt::AlignAbsolute))
+            label->setAlignment(visualAlignment(Qt::RightToLeft, label->alignment()) | Qt::AlignAbsolute);
     }
 
     int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,

@@ -132,8 +132,8 @@ void StatusLine::showCounts() {
 void StatusLine::showStatus() {
     const auto status = app_.status() ? shown(*app_.status()) : QString();
     status_->setEnabled(!status.isEmpty());
-    status_->setText(buttonText(
-        status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small)));
+    status_->setText(buttonText(inOwnDirection(
+        status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small))));
     status_->setToolTip(status);
     status_->setAccessibleName(status);
 }
