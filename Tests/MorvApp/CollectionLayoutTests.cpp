@@ -83,6 +83,17 @@ std::vector<QRect> setOut(const Case& wanted, const CollectionLayout& layout) {
     return rects;
 }
 
+TEST(CollectionLayout, whatFitsDoesNotScroll) {
+    for (const auto mode : {CollectionMode::grid, CollectionMode::list, CollectionMode::column}) {
+        Case wanted{"", mode, oneSection(12)};
+        const int end = wanted.layout().rect(11).bottom() + 1;
+        wanted.viewport.setHeight(end);
+        EXPECT_EQ(wanted.layout().contentSize().height(), end);
+        wanted.viewport.setHeight(end - 1);
+        EXPECT_GT(wanted.layout().contentSize().height(), end) << "with room beneath the last row";
+    }
+}
+
 TEST(CollectionLayout, itemsStandWhereOnePlacedByOneTheyWould) {
     std::mt19937 random(7);
     for (const auto& wanted : cases()) {

@@ -3,6 +3,7 @@
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
+#include "MorvCore/Folders/FileTagMetadata.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
 #include <QAbstractButton>
@@ -12,6 +13,7 @@
 #include <QMenu>
 #include <QScopeGuard>
 #include <QScrollBar>
+#include <QToolTip>
 #include <filesystem>
 #include <latch>
 
@@ -249,6 +251,54 @@ TEST_F(CollectionViewTest, aScreenReaderHearsWhatIsThere) {
     EXPECT_EQ(list->text(QAccessible::Name), QStringLiteral("Files in sub"));
 }
 
+TEST_F(CollectionViewTest, aScreenReaderFindsTheFieldOfANameAndTheButtons) {
+    file("a.txt");
+    file("b.txt");
+    folder("work/bare");
+    open();
+    auto* list = QAccessible::queryAccessibleInterface(&view());
+    key(Qt::Key_End);
+    app().perform(FileCommand::rename);
+    ASSERT_EQ(list->childCount(), 4);
+    auto* field = list->child(3);
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->object(), view().nameEditor());
+    EXPECT_EQ(list->indexOfChild(field), 3);
+    EXPECT_EQ(list->focusChild(), field);
+    const auto middle = field->rect().center();
+    EXPECT_EQ(list->childAt(middle.x(), middle.y()), field);
+    key(Qt::Key_Escape);
+    EXPECT_EQ(list->childCount(), 3);
+
+    app().open(work.child("bare").asFolder());
+    ASSERT_TRUE(eventually([&] { return list->childCount() == 1; }));
+    EXPECT_EQ(list->child(0)->text(QAccessible::Name), QStringLiteral("Show Hidden Files"));
+    EXPECT_EQ(list->indexOfChild(list->child(0)), 0);
+    list->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(
+        eventually([&] { return app().activePane().preferences().showHidden && list->childCount() == 0; }));
+}
+
+TEST_F(CollectionViewTest, aRowOfTheListTellsWhatItHasNoRoomFor) {
+    const std::string longName = std::string(200, 'l') + ".txt";
+    file("a.txt");
+    file("b.txt");
+    file(longName);
+    FileTagMetadata::setNames(work.child("b.txt"), {"One", "Two", std::string(80, 't')});
+    open();
+    group(FileGrouping::none, BrowserViewMode::list);
+    const auto tip = [&](std::int64_t index) {
+        const auto point = view().visualRect(index).center();
+        QHelpEvent event(QEvent::ToolTip, point, view().viewport()->mapToGlobal(point));
+        QApplication::sendEvent(view().viewport(), &event);
+        return QToolTip::isVisible() ? QToolTip::text().toStdString() : std::string();
+    };
+    EXPECT_EQ(tip(2), longName);
+    EXPECT_TRUE(eventually([&] { return tip(1) == "b.txt\nTags: " + std::string(80, 't'); }))
+        << tip(1) << ": the others stand behind the name";
+    EXPECT_TRUE(eventually([&] { return tip(0).empty(); })) << "all of it can be seen";
+}
+
 TEST_F(CollectionViewTest, whatCannotBeShownSaysWhyAndLeadsAway) {
     folder("work/gone");
     file(".hidden");
@@ -363,12 +413,15 @@ TEST(BrokenName, linesEndWhereAReaderWouldEndThem) {
         const char* first;
         const char* second;
     };
-    for (const auto& row : {Row{"short.txt", "short.txt", "short.txt", ""},
-                            Row{"Breakwater north.jpg", "Breakwater nort", "Breakwater", "north.jpg"},
-                            Row{"Presentation.odp", "Presentation.o", "Presentation", ".odp"},
-                            Row{"annual-report.pdf", "annual-repo", "annual-", "report.pdf"},
-                            Row{"HarbourWalkNorth.mp4", "HarbourWalkNo", "HarbourWalk", "North.mp4"},
-                            Row{"Donaudampfschiff", "Donaudampfschi", "Donaudampfsc", "hiff"}}) {
+    for (const auto& row :
+         {Row{"short.txt", "short.txt", "short.txt", ""},
+          Row{"Breakwater north.jpg", "Breakwater nort", "Breakwater", "north.jpg"},
+          Row{"Breakwater north.jpg", "Breakwater north", "Breakwater", "north.jpg"},
+          Row{"ab-cd-Breakwater.presentation", "ab-cd-Breakwater", "ab-cd-Breakwater", ".presentation"},
+          Row{"Presentation.odp", "Presentation.o", "Presentation", ".odp"},
+          Row{"annual-report.pdf", "annual-repo", "annual-", "report.pdf"},
+          Row{"HarbourWalkNorth.mp4", "HarbourWalkNo", "HarbourWalk", "North.mp4"},
+          Row{"Donaudampfschiff", "Donaudampfschi", "Donaudampfsc", "hiff"}}) {
         const int width = metrics.horizontalAdvance(QString::fromUtf8(row.fits)) + 2;
         const auto [first, second] = brokenName(QString::fromUtf8(row.name), width, font);
         EXPECT_EQ(first.toStdString(), row.first);

@@ -3,7 +3,9 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 
+#include <QLineEdit>
 #include <QPointer>
+#include <algorithm>
 #include <utility>
 
 namespace morv {
@@ -101,20 +103,61 @@ void CollectionAccessible::install() {
     static_cast<void>(once);
 }
 
+CollectionAccessible* CollectionAccessible::of(MorvCollectionView& view) {
+    return QAccessible::isActive()
+               ? dynamic_cast<CollectionAccessible*>(QAccessible::queryAccessibleInterface(&view))
+               : nullptr;
+}
+
 void CollectionAccessible::itemsChanged(MorvCollectionView& view) {
-    if (!QAccessible::isActive())
+    auto* mine = of(view);
+    if (!mine)
         return;
-    if (auto* mine = dynamic_cast<CollectionAccessible*>(QAccessible::queryAccessibleInterface(&view)))
-        mine->forgetItems();
+    mine->forgetItems();
+    mine->told_ = mine->present();
     QAccessibleEvent event(&view, QAccessible::ObjectReorder);
     QAccessible::updateAccessibility(&event);
 }
 
 void CollectionAccessible::currentChanged(MorvCollectionView& view) {
-    if (!QAccessible::isActive() || !view.hasFocus() || view.current() < 0)
+    auto* mine = of(view);
+    if (!mine)
+        return;
+    if (mine->told_.current != view.current())
+        mine->told_ = mine->present();
+    if (!view.hasFocus() || view.current() < 0)
         return;
     QAccessibleEvent event(&view, QAccessible::Focus);
     event.setChild(static_cast<int>(view.current()));
+    QAccessible::updateAccessibility(&event);
+}
+
+void CollectionAccessible::selectionChanged(MorvCollectionView& view) {
+    if (!QAccessible::isActive())
+        return;
+    // Whoever hears of it asks for items, and a pane that goes elsewhere drops its selection before the view
+    // knows.
+    QMetaObject::invokeMethod(
+        &view,
+        [&view] {
+            if (auto* mine = of(view))
+                mine->tellSelection();
+        },
+        Qt::QueuedConnection);
+}
+
+void CollectionAccessible::tellSelection() {
+    auto& view = this->view();
+    QAccessibleEvent within(&view, QAccessible::SelectionWithin);
+    QAccessible::updateAccessibility(&within);
+    const auto [current, wasSelected] = std::exchange(told_, present());
+    // Of an item that the keyboard has just come to, the state is asked for.
+    if (current < 0 || current != told_.current || wasSelected == told_.isSelected)
+        return;
+    QAccessible::State toggled;
+    toggled.selected = true;
+    QAccessibleStateChangeEvent event(&view, toggled);
+    event.setChild(static_cast<int>(current));
     QAccessible::updateAccessibility(&event);
 }
 
@@ -129,6 +172,11 @@ MorvCollectionView& CollectionAccessible::view() const {
     return *static_cast<MorvCollectionView*>(widget());
 }
 
+CollectionAccessible::Told CollectionAccessible::present() const {
+    const auto current = view().current();
+    return {current, current >= 0 && view().isSelected(current)};
+}
+
 void CollectionAccessible::forgetItems() {
     for (const auto id : std::as_const(items_))
         QAccessible::deleteAccessibleInterface(id);
@@ -136,11 +184,17 @@ void CollectionAccessible::forgetItems() {
 }
 
 int CollectionAccessible::childCount() const {
-    return static_cast<int>(view().count());
+    return static_cast<int>(view().count()) + static_cast<int>(view().controls().size());
 }
 
 QAccessibleInterface* CollectionAccessible::child(int index) const {
-    if (index < 0 || index >= childCount())
+    const auto files = static_cast<int>(view().count());
+    if (index >= files) {
+        const auto controls = view().controls();
+        const auto place = static_cast<std::size_t>(index - files);
+        return place < controls.size() ? QAccessible::queryAccessibleInterface(controls[place]) : nullptr;
+    }
+    if (index < 0)
         return nullptr;
     auto& id = items_[index];
     if (id == 0)
@@ -149,16 +203,26 @@ QAccessibleInterface* CollectionAccessible::child(int index) const {
 }
 
 QAccessibleInterface* CollectionAccessible::childAt(int x, int y) const {
-    const auto index = view().itemAt(view().viewport()->mapFromGlobal(QPoint(x, y)));
+    const auto point = view().viewport()->mapFromGlobal(QPoint(x, y));
+    for (auto* control : view().controls())
+        if (control->rect().contains(control->mapFromGlobal(QPoint(x, y))))
+            return QAccessible::queryAccessibleInterface(control);
+    const auto index = view().itemAt(point);
     return index ? child(static_cast<int>(*index)) : nullptr;
 }
 
 int CollectionAccessible::indexOfChild(const QAccessibleInterface* wanted) const {
-    const auto* item = dynamic_cast<const CollectionItem*>(wanted);
-    return item ? item->index() : -1;
+    if (const auto* item = dynamic_cast<const CollectionItem*>(wanted))
+        return item->index();
+    const auto controls = view().controls();
+    const auto found = std::ranges::find(controls, wanted ? wanted->object() : nullptr);
+    return found == controls.end() ? -1 : static_cast<int>(view().count() + (found - controls.begin()));
 }
 
 QAccessibleInterface* CollectionAccessible::focusChild() const {
+    for (auto* control : view().controls())
+        if (control->hasFocus())
+            return QAccessible::queryAccessibleInterface(control);
     return view().hasFocus() && view().current() >= 0 ? child(static_cast<int>(view().current())) : nullptr;
 }
 

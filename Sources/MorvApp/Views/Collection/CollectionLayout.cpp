@@ -88,8 +88,10 @@ QSize CollectionLayout::contentSize() const {
         return {static_cast<int>(std::clamp<std::int64_t>(count_ * cell_.width() + 2 * margin_,
                                                           viewport_.width(), highest)),
                 viewport_.height()};
+    // Nobody scrolls for the room beneath the last row alone.
+    const auto height = end_ <= viewport_.height() ? end_ : end_ + belowLastRow;
     return {viewport_.width(),
-            static_cast<int>(std::clamp<std::int64_t>(end_ + belowLastRow, viewport_.height(), highest))};
+            static_cast<int>(std::clamp<std::int64_t>(height, viewport_.height(), highest))};
 }
 
 std::size_t CollectionLayout::sectionOf(std::int64_t index) const {

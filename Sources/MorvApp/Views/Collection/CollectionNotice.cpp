@@ -8,6 +8,7 @@
 #include "MorvCore/Foundation/ByteCount.h"
 
 #include <QHBoxLayout>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <algorithm>
@@ -102,6 +103,13 @@ void NoticeButtons::placeBelow(int y) {
         setGeometry(place);
 }
 
+std::vector<QWidget*> NoticeButtons::buttons() const {
+    std::vector<QWidget*> result;
+    for (int i = 0; isVisible() && i < row_->count(); ++i)
+        result.push_back(row_->itemAt(i)->widget());
+    return result;
+}
+
 // What the collection has to say.
 
 std::optional<CollectionNotice> MorvCollectionView::notice() const {
@@ -170,6 +178,13 @@ void MorvCollectionView::updateNotice() {
 void MorvCollectionView::paintNotice(QPainter& painter) {
     if (const auto present = notice())
         noticeButtons_->placeBelow(paintNoticeWords(painter, viewport()->rect(), *present, icons_));
+}
+
+std::vector<QWidget*> MorvCollectionView::controls() const {
+    auto result = noticeButtons_->buttons();
+    if (editor_ && editor_->isVisible())
+        result.push_back(editor_);
+    return result;
 }
 
 QString MorvCollectionView::sectionSize(std::size_t section) const {

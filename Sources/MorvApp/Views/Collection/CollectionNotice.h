@@ -39,6 +39,8 @@ public:
     /// Hides itself when there are none.
     void offer(const std::vector<NoticeAction>& actions);
     void placeBelow(int y);
+    /// Those that can be seen.
+    std::vector<QWidget*> buttons() const;
 
 private:
     std::function<void(NoticeAction)> chosen_;

@@ -10,11 +10,12 @@
 
 #include <QLocale>
 #include <QPainter>
+#include <QStringList>
+#include <QStyle>
 #include <QTextBoundaryFinder>
 #include <QTextLayout>
 #include <QTextOption>
 #include <algorithm>
-#include <vector>
 
 namespace morv {
 
@@ -52,9 +53,21 @@ std::pair<QString, QString> brokenName(const QString& name, int width, const QFo
     if (fits >= name.size())
         return {name, {}};
     const auto least = static_cast<qsizetype>(static_cast<double>(fits) * leastFilled);
-    for (auto at = fits; at > least && at > 0; --at)
-        if (canBreak(name.at(at - 1), name.at(at)))
-            return {name.left(at).trimmed(), name.mid(at).trimmed()};
+    const auto breakBefore = [&](qsizetype end, bool atDot) -> qsizetype {
+        for (auto at = end; at > least && at > 0; --at)
+            if (canBreak(name.at(at - 1), name.at(at)) && (atDot || name.at(at) != QLatin1Char('.')))
+                return at;
+        return 0;
+    };
+    auto between = breakBefore(fits, true);
+    if (between > 0 && name.at(between) == QLatin1Char('.')) {
+        // An extension stays with the last word, unless that is too long for a line of its own.
+        const auto earlier = breakBefore(between - 1, false);
+        if (earlier > 0 && QFontMetrics(font).horizontalAdvance(name.mid(earlier).trimmed()) <= width)
+            between = earlier;
+    }
+    if (between > 0)
+        return {name.left(between).trimmed(), name.mid(between).trimmed()};
     // One long word: neither line gets a scrap of it.
     auto at = std::max(fits / 2, std::min(fits, name.size() - fewestAlone));
     QTextBoundaryFinder graphemes(QTextBoundaryFinder::Grapheme, name);
@@ -67,8 +80,8 @@ std::pair<QString, QString> brokenName(const QString& name, int width, const QFo
 }
 
 CollectionPainter::CollectionPainter(QPainter& painter, const CollectionSources& sources,
-                                     const ThemeColours& colours, bool hasFocus)
-    : painter_(painter), sources_(sources), colours_(colours), hasFocus_(hasFocus),
+                                     const ThemeColours& colours)
+    : painter_(painter), sources_(sources), colours_(colours),
       isMirrored_(painter.layoutDirection() == Qt::RightToLeft) {
     painter_.setRenderHint(QPainter::Antialiasing);
 }
@@ -88,19 +101,16 @@ QRect CollectionPainter::listNameRect(const QRect& row, int picture, const ListC
     return {start, row.top(), end - start, row.height()};
 }
 
-void CollectionPainter::paintBackground(const QRect& rect, CellState state) {
-    const auto frame = QRectF(rect).adjusted(1.5, 1.5, -1.5, -1.5);
-    QColor fill = Qt::transparent;
-    if (state.isPressed)
-        fill = colours_.quietSelection;
-    else if (state.isSelected)
-        fill = hasFocus_ ? colours_.selection : colours_.quietSelection;
-    else if (state.isHovered)
-        fill = colours_.hover;
-    painter_.setPen(state.isCurrent && hasFocus_ ? QPen(colours_.accent, Theme::shared().focusWidth())
-                                                 : QPen(Qt::NoPen));
-    painter_.setBrush(fill);
-    painter_.drawRoundedRect(frame, Space::radius, Space::radius);
+QRect CollectionPainter::columnNameRect(const QRect& row, int picture, const FileEntry& entry,
+                                        Qt::LayoutDirection direction) {
+    const int arrow = entry.isNavigable() ? Space::large : 0;
+    const auto name = row.adjusted(picture + 2 * Space::small, 0, -arrow - Space::small, 0);
+    return QStyle::visualRect(direction, row, name);
+}
+
+QRect CollectionPainter::stripNameRect(const QRect& cell, int picture, int lineHeight) {
+    return {cell.left() + Space::small, cell.top() + Space::small + picture + Space::tiny,
+            cell.width() - 2 * Space::small, lineHeight};
 }
 
 QPixmap CollectionPainter::pictureOf(const FileEntry& entry, int size, qreal density) {
@@ -136,12 +146,12 @@ int CollectionPainter::paintTwoLines(const QRect& rect, const QString& text) {
     const auto lines = brokenName(text, rect.width(), painter_.font());
     const QRect top(rect.left(), rect.top(), rect.width(), metrics.height());
     constexpr int flags = static_cast<int>(Qt::AlignHCenter | Qt::AlignVCenter) | Qt::TextSingleLine;
-    painter_.drawText(top, flags, lines.first);
+    painter_.drawText(top, flags, inOwnDirection(lines.first));
     if (lines.second.isEmpty())
         return 1;
     // The end of a name tells files apart as often as its beginning.
     painter_.drawText(top.translated(0, metrics.height()), flags,
-                      metrics.elidedText(lines.second, Qt::ElideMiddle, rect.width()));
+                      inOwnDirection(metrics.elidedText(lines.second, Qt::ElideMiddle, rect.width())));
     return 2;
 }
 
@@ -155,14 +165,14 @@ void CollectionPainter::paintCaption(const QRect& rect, const FolderInsight& ins
     if (!insight.error && insight.bytes > 0 && metrics.horizontalAdvance(both) <= rect.width())
         text = both;
     painter_.setPen(state.isSelected ? colours_.text : colours_.secondaryText);
-    painter_.drawText(rect, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine, text);
+    painter_.drawText(rect, Qt::AlignHCenter | Qt::AlignVCenter | Qt::TextSingleLine, inOwnDirection(text));
     painter_.setFont(nameFont);
 }
 
 void CollectionPainter::paintGridCell(const QRect& rect, const CollectionLayout& layout,
                                       const FileEntry& entry, CellState state) {
     const int picture = layout.picture();
-    paintBackground(rect.adjusted(2, 2, -2, -2), state);
+    paintItemBack(painter_, rect.adjusted(2, 2, -2, -2), state);
     paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + gridTop, picture, picture}, entry);
     if (state.isRenaming)
         return;
@@ -194,7 +204,7 @@ void CollectionPainter::paintTagDot(QPointF centre, const std::string& tag) {
 
 void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListColumns& columns,
                                      const FileEntry& entry, CellState state) {
-    paintBackground(rect, state);
+    paintItemBack(painter_, rect, state);
     paintPicture(atStart(rect, Space::small, picture), entry);
     if (!state.isRenaming)
         paintListName(listNameRect(rect, picture, columns), entry, state);
@@ -205,7 +215,7 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
         const auto& [left, width] = columns[column];
         const QRect place(left + Space::small, rect.top(), width - 2 * Space::small, rect.height());
         painter_.drawText(place, static_cast<int>(alignment | Qt::AlignVCenter) | Qt::TextSingleLine,
-                          metrics.elidedText(text, Qt::ElideRight, place.width()));
+                          inOwnDirection(metrics.elidedText(text, Qt::ElideRight, place.width())));
     };
     const bool isUnavailable = entry.availability == FileAvailability::unavailable;
     auto size = QStringLiteral("—");
@@ -220,23 +230,39 @@ void CollectionPainter::paintListRow(const QRect& rect, int picture, const ListC
     cell(3, entry.modifiedAt ? shownDate(*entry.modifiedAt) : QStringLiteral("—"), Qt::AlignLeading);
 }
 
+CollectionPainter::ListTags CollectionPainter::listTags(int width, const FileEntry& entry,
+                                                        const QFontMetrics& metrics) {
+    ListTags result;
+    for (const auto& tag : entry.tags()) {
+        auto words = metrics.elidedText(shown(tag), Qt::ElideRight, width / 4);
+        const int taken = tagLeft + metrics.horizontalAdvance(words) + Space::medium;
+        if (result.width + taken > width / 2)
+            break;
+        result.width += taken;
+        result.tags.emplace_back(&tag, std::move(words));
+    }
+    return result;
+}
+
+QString CollectionPainter::unseenInList(int width, const FileEntry& entry, const QFontMetrics& metrics) {
+    const auto seen = listTags(width, entry, metrics);
+    auto name = shown(entry.name);
+    QStringList unseen;
+    for (std::size_t i = 0; i < entry.tags().size(); ++i)
+        if (auto tag = shown(entry.tags()[i]); i >= seen.tags.size() || seen.tags[i].second != tag)
+            unseen.push_back(std::move(tag));
+    if (unseen.empty())
+        return metrics.horizontalAdvance(name) > width - seen.width ? name : QString();
+    return name + QStringLiteral("\nTags: ") + unseen.join(QStringLiteral(", "));
+}
+
 void CollectionPainter::paintListName(QRect place, const FileEntry& entry, CellState state) {
     const QFontMetrics metrics(painter_.font());
     constexpr int flags = static_cast<int>(Qt::AlignLeading | Qt::AlignVCenter) | Qt::TextSingleLine;
-    // What the tags may take is settled first, so that a long name does not push them out.
-    std::vector<std::pair<const std::string*, QString>> tags;
-    int tagWidth = 0;
-    for (const auto& tag : entry.tags()) {
-        auto words = metrics.elidedText(shown(tag), Qt::ElideRight, place.width() / 4);
-        const int width = tagLeft + metrics.horizontalAdvance(words) + Space::medium;
-        if (tagWidth + width > place.width() / 2)
-            break;
-        tagWidth += width;
-        tags.emplace_back(&tag, std::move(words));
-    }
+    const auto [tags, tagWidth] = listTags(place.width(), entry, metrics);
     const auto name = metrics.elidedText(shown(entry.name), Qt::ElideMiddle, place.width() - tagWidth);
     painter_.setPen(colours_.text);
-    painter_.drawText(place, flags, name);
+    painter_.drawText(place, flags, inOwnDirection(name));
     int used = metrics.horizontalAdvance(name) + Space::medium;
     for (const auto& [tag, words] : tags) {
         const double along = used + dot / 2;
@@ -245,7 +271,7 @@ void CollectionPainter::paintListName(QRect place, const FileEntry& entry, CellS
         used += tagLeft;
         painter_.setPen(state.isSelected ? colours_.text : colours_.secondaryText);
         painter_.drawText(place.adjusted(isMirrored_ ? 0 : used, 0, isMirrored_ ? -used : 0, 0), flags,
-                          words);
+                          inOwnDirection(words));
         used += metrics.horizontalAdvance(words) + Space::medium;
     }
 }
@@ -257,22 +283,18 @@ QRect CollectionPainter::atStart(const QRect& row, int inset, int side) const {
 
 void CollectionPainter::paintColumnRow(const QRect& rect, int picture, const FileEntry& entry,
                                        CellState state) {
-    const auto place = [&](int left, int width) {
-        return QRect(isMirrored_ ? rect.right() + 1 - left - width : rect.left() + left, rect.top(), width,
-                     rect.height());
-    };
-    paintBackground(rect, state);
+    paintItemBack(painter_, rect, state);
     paintPicture(atStart(rect, Space::small, picture), entry);
-    const int nameLeft = picture + 2 * Space::small;
-    const int arrow = entry.isNavigable() ? Space::large : 0;
     painter_.setPen(colours_.text);
-    const auto name = place(nameLeft, rect.width() - nameLeft - arrow - Space::small);
+    const auto name = columnNameRect(rect, picture, entry, painter_.layoutDirection());
     const QFontMetrics metrics(painter_.font());
     if (!state.isRenaming)
-        painter_.drawText(name, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
-                          metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width()));
-    if (arrow > 0) {
-        const QPointF tip = place(rect.width() - Space::small - 5, 5).center();
+        painter_.drawText(
+            name, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
+            inOwnDirection(metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width())));
+    if (entry.isNavigable()) {
+        const QRect arrow(rect.right() + 1 - Space::small - 5, rect.top(), 5, rect.height());
+        const QPointF tip = QStyle::visualRect(painter_.layoutDirection(), rect, arrow).center();
         const double back = isMirrored_ ? 2.5 : -2.5;
         painter_.setPen(QPen(colours_.secondaryText, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         painter_.drawPolyline(
@@ -282,17 +304,16 @@ void CollectionPainter::paintColumnRow(const QRect& rect, int picture, const Fil
 
 void CollectionPainter::paintStripCell(const QRect& rect, int picture, const FileEntry& entry,
                                        CellState state) {
-    paintBackground(rect.adjusted(2, 2, -2, -2), state);
+    paintItemBack(painter_, rect.adjusted(2, 2, -2, -2), state);
     paintPicture({rect.left() + (rect.width() - picture) / 2, rect.top() + Space::small, picture, picture},
                  entry);
     if (state.isRenaming)
         return;
     const QFontMetrics metrics(painter_.font());
-    const QRect name(rect.left() + Space::small, rect.top() + Space::small + picture + Space::tiny,
-                     rect.width() - 2 * Space::small, metrics.height());
+    const auto name = stripNameRect(rect, picture, metrics.height());
     painter_.setPen(colours_.text);
     painter_.drawText(name, Qt::AlignCenter | Qt::TextSingleLine,
-                      metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width()));
+                      inOwnDirection(metrics.elidedText(shown(entry.name), Qt::ElideMiddle, name.width())));
 }
 
 void paintSectionHeading(QPainter& painter, const QRect& rect, std::string_view title, std::size_t count) {

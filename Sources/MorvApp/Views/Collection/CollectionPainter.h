@@ -4,14 +4,19 @@
 #include "MorvApp/Views/Collection/CollectionLayout.h"
 #include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
+#include "MorvApp/Views/Theme/ItemBack.h"
 #include "MorvCore/Folders/FileEntry.h"
 
 #include <QFont>
 #include <QRect>
+#include <QString>
 #include <array>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
+class QFontMetrics;
 class QPainter;
 
 namespace morv {
@@ -22,12 +27,8 @@ class VisibleInsights;
 class VisibleThumbnails;
 struct ThemeColours;
 
-struct CellState {
-    bool isSelected = false;
-    bool isCurrent = false; ///< shown by a ring while the view has the focus
-    bool isHovered = false;
+struct CellState : ItemState {
     bool isRenaming = false; ///< the name is left to the editor
-    bool isPressed = false;  ///< for the moment of a press
 };
 
 /// Where a painter finds what an entry alone does not say.
@@ -44,8 +45,7 @@ using ListColumns = std::array<std::pair<int, int>, 4>;
 
 class CollectionPainter {
 public:
-    CollectionPainter(QPainter& painter, const CollectionSources& sources, const ThemeColours& colours,
-                      bool hasFocus);
+    CollectionPainter(QPainter& painter, const CollectionSources& sources, const ThemeColours& colours);
 
     void paintGridCell(const QRect& rect, const CollectionLayout& layout, const FileEntry& entry,
                        CellState state);
@@ -57,9 +57,23 @@ public:
     /// Where the name stands, for the editor that takes its place.
     static QRect gridNameRect(const QRect& cell, int picture);
     static QRect listNameRect(const QRect& row, int picture, const ListColumns& columns);
+    static QRect columnNameRect(const QRect& row, int picture, const FileEntry& entry,
+                                Qt::LayoutDirection direction);
+    static QRect stripNameRect(const QRect& cell, int picture, int lineHeight);
+
+    /// What a row has no room for in a name's place of this width: the whole name, and the tags that it leaves
+    /// out or shortens. Empty when all of it can be seen.
+    static QString unseenInList(int width, const FileEntry& entry, const QFontMetrics& metrics);
 
 private:
-    void paintBackground(const QRect& rect, CellState state);
+    /// The tags that stand behind a name, with as much of their words as they get.
+    struct ListTags {
+        std::vector<std::pair<const std::string*, QString>> tags;
+        int width = 0;
+    };
+
+    /// Settled before the name, so that a long one does not push them out.
+    static ListTags listTags(int width, const FileEntry& entry, const QFontMetrics& metrics);
     void paintPicture(const QRect& rect, const FileEntry& entry);
     void paintListName(QRect place, const FileEntry& entry, CellState state);
     void paintTagDot(QPointF centre, const std::string& tag);
@@ -73,7 +87,6 @@ private:
     QPainter& painter_;
     CollectionSources sources_;
     const ThemeColours& colours_;
-    bool hasFocus_;
     bool isMirrored_;
 };
 

@@ -72,28 +72,25 @@ std::optional<DropPlace> MorvCollectionView::dropPlaceAt(QPoint viewportPoint) c
                                                : std::optional(DropPlace::into(pane().location()));
 }
 
+bool MorvCollectionView::isDropTarget(const FileEntry& entry) const {
+    const auto& target = drops_->target();
+    return target && entry.isNavigable() && target->folder == entry.url();
+}
+
 void MorvCollectionView::paintDropTarget(QPainter& painter) const {
     const auto& target = drops_->target();
-    if (!target)
+    if (!target || target->folder != pane().location())
         return;
-    const auto& colours = Theme::shared().colours();
-    QRectF frame = viewport()->rect();
-    double radius = 0;
-    if (target->folder != pane().location())
-        layout_.forEachIn(viewport()->rect().translated(-origin()), [&](std::int64_t index) {
-            const auto& item = entry(index);
-            if (item.isNavigable() && item.url() == target->folder) {
-                frame = visualRect(index);
-                radius = Space::radius;
-            }
-        });
-    auto fill = colours.accent;
-    fill.setAlpha(radius > 0 ? 0x30 : 0x0C);
+    const auto& theme = Theme::shared();
+    const bool isFull = theme.look().contrast == Contrast::high;
+    auto fill = theme.colours().accent;
+    fill.setAlpha(isFull ? 0 : 0x0C);
+    const double width = isFull ? theme.focusWidth() : ring;
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(colours.accent, ring));
+    painter.setPen(QPen(theme.colours().accent, width));
     painter.setBrush(fill);
-    const auto inset = ring / 2 + 1;
-    painter.drawRoundedRect(frame.adjusted(inset, inset, -inset, -inset), radius, radius);
+    const auto inset = width / 2 + 1;
+    painter.drawRect(QRectF(viewport()->rect()).adjusted(inset, inset, -inset, -inset));
 }
 
 } // namespace morv

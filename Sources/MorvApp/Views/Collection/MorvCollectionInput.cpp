@@ -327,8 +327,8 @@ bool MorvCollectionView::viewportEvent(QEvent* event) {
         const auto* help = static_cast<QHelpEvent*>(event);
         if (const auto section = headingAt(help->pos()))
             QToolTip::showText(help->globalPos(), sectionSize(*section), viewport());
-        else if (const auto index = itemAt(help->pos()); index && mode() != CollectionMode::list)
-            QToolTip::showText(help->globalPos(), shown(entry(*index).name), viewport(), visualRect(*index));
+        else if (const auto index = itemAt(help->pos()))
+            QToolTip::showText(help->globalPos(), toolTipOf(*index), viewport(), visualRect(*index));
         else
             QToolTip::hideText();
         return true;
@@ -336,23 +336,27 @@ bool MorvCollectionView::viewportEvent(QEvent* event) {
     return QAbstractScrollArea::viewportEvent(event);
 }
 
+QString MorvCollectionView::toolTipOf(std::int64_t index) const {
+    const auto& item = entry(index);
+    if (mode() != CollectionMode::list)
+        return shown(item.name);
+    const auto place = CollectionPainter::listNameRect(visualRect(index), layout_.picture(), columns());
+    return CollectionPainter::unseenInList(place.width(), item, fontMetrics());
+}
+
 void MorvCollectionView::beginInlineRename() {
     const auto selected = pane().selectedEntries();
     if (selected.size() != 1 || editor_)
         return;
     const auto& item = *selected.front();
-    currentKey_ = EntryKey(item);
-    findCurrent();
-    if (current_ < 0)
+    if (!goTo(item))
         return;
-    scrollTo(current_);
     renamedKey_ = EntryKey(item);
     renamedItem_ = item.url();
     originalName_ = editableName(item.name);
     editor_ = new QLineEdit(originalName_, viewport());
     editor_->setObjectName(QStringLiteral("inlineName"));
     editor_->setAccessibleName(QStringLiteral("Name"));
-    editor_->setAlignment(mode() == CollectionMode::grid ? Qt::AlignHCenter : Qt::AlignLeft);
     editor_->installEventFilter(this);
     placeEditor();
     editor_->show();
@@ -368,16 +372,36 @@ void MorvCollectionView::placeEditor() {
     if (!isAtEditor(current_))
         return;
     const auto cell = visualRect(current_);
-    const int height = fontMetrics().height() + 8;
-    QRect place;
-    if (mode() == CollectionMode::grid) {
-        place = CollectionPainter::gridNameRect(cell, layout_.picture()).adjusted(-4, -4, 4, 0);
-        place.setHeight(height);
-    } else {
-        place = CollectionPainter::listNameRect(cell, layout_.picture(), columns()).adjusted(-6, 0, 0, 0);
-        place.setTop(cell.top() + (cell.height() - height) / 2);
-        place.setHeight(height);
+    const int picture = layout_.picture();
+    const int line = fontMetrics().height();
+    const int height = line + 8;
+    QRect name;
+    switch (mode()) {
+    case CollectionMode::grid:
+        name = CollectionPainter::gridNameRect(cell, picture);
+        break;
+    case CollectionMode::list:
+        name = CollectionPainter::listNameRect(cell, picture, columns());
+        break;
+    case CollectionMode::column:
+        name = CollectionPainter::columnNameRect(cell, picture, entry(current_), layoutDirection());
+        break;
+    case CollectionMode::strip:
+        name = CollectionPainter::stripNameRect(cell, picture, line);
+        break;
     }
+    // The field's own text stands where the name stood.
+    const bool isUnder = mode() == CollectionMode::grid || mode() == CollectionMode::strip;
+    QRect place(name.left(), 0, name.width(), height);
+    if (isUnder) {
+        place.adjust(-4, 0, 4, 0);
+        place.moveTop(name.top() - 4);
+    } else {
+        place.adjust(layout_.isMirrored() ? 0 : -6, 0, layout_.isMirrored() ? 6 : 0, 0);
+        place.moveTop(cell.top() + (cell.height() - height) / 2);
+    }
+    const auto edge = layout_.isMirrored() ? Qt::AlignRight : Qt::AlignLeft;
+    editor_->setAlignment(isUnder ? Qt::AlignHCenter : edge | Qt::AlignAbsolute);
     editor_->setGeometry(place);
     editor_->show();
 }

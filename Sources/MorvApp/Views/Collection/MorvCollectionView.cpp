@@ -98,7 +98,10 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     connect(&pane_, &PaneModel::locationChanged, this, &MorvCollectionView::locationChanged);
     connect(&pane_, &PaneModel::preferencesChanged, this, &MorvCollectionView::preferencesChanged);
     connect(&pane_, &PaneModel::downloadsChanged, this, &MorvCollectionView::reload);
-    connect(&pane_, &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&pane_, &PaneModel::selectionChanged, this, [this] {
+        viewport()->update();
+        CollectionAccessible::selectionChanged(*this);
+    });
     connect(&pane_, &PaneModel::errorChanged, this, &MorvCollectionView::updateNotice);
     connect(&pane_, &PaneModel::isLoadingChanged, this, &MorvCollectionView::awaitReading);
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
@@ -193,10 +196,7 @@ void MorvCollectionView::takeUpSelection() {
     const auto selected = pane().selectedEntries();
     if (selected.size() != 1)
         return;
-    currentKey_ = EntryKey(*selected.front());
-    findCurrent();
-    if (current_ >= 0)
-        scrollTo(current_);
+    goTo(*selected.front());
     viewport()->update();
 }
 
@@ -207,6 +207,9 @@ void MorvCollectionView::reload() {
     if (!isOtherOrder && !isOtherShape)
         return;
     const bool isOtherMode = !shape_ || shape_->mode != shape.mode;
+    if (isOtherOrder)
+        sight_.reset();
+    const auto sight = isOtherOrder ? std::nullopt : sightIn(viewport()->size());
     shape_ = shape;
     relayout();
     if (isOtherMode) {
@@ -215,7 +218,9 @@ void MorvCollectionView::reload() {
     }
     if (isOtherOrder)
         findCurrent();
-    if (isOtherShape && current_ >= 0)
+    else
+        bringBack(sight);
+    if (isOtherMode && current_ >= 0)
         scrollTo(current_);
     placeEditor();
     awaitTomorrow();
@@ -363,6 +368,7 @@ void MorvCollectionView::locationChanged() {
     returnedFrom_ = shownLocation_.parent() == location ? std::optional(shownLocation_) : std::nullopt;
     shownLocation_ = location;
     currentKey_.reset();
+    anchorKey_.reset();
     current_ = anchor_ = lastCurrent_ = -1;
     typedPrefix_.clear();
     verticalScrollBar()->setValue(0);
@@ -398,22 +404,43 @@ void MorvCollectionView::findCurrent() {
             currentKey_ = EntryKey(entries[*found]);
             returnedFrom_.reset();
             setCurrent(found - order.begin());
+            setAnchor(current_);
             scrollTo(current_);
         }
         return;
     }
     if (!currentKey_)
         return;
-    const auto found = std::ranges::find_if(order, [&](EntryRef ref) {
-        return entries[ref].inode == currentKey_->inode() && EntryKey(entries[ref]) == *currentKey_;
-    });
-    if (found != order.end())
-        setCurrent(found - order.begin());
+    const auto size = static_cast<std::int64_t>(order.size());
+    for (std::int64_t index = 0; index < size && (current_ < 0 || anchor_ < 0); ++index) {
+        const auto& item = entry(index);
+        if (current_ < 0 && *currentKey_ == item)
+            setCurrent(index);
+        if (anchor_ < 0 && anchorKey_ == item)
+            anchor_ = index;
+    }
+    // The key stays: a folder that is read in pieces may have the item in the next one.
+    if (anchor_ < 0)
+        anchor_ = current_;
+}
+
+bool MorvCollectionView::goTo(const FileEntry& entry) {
+    currentKey_ = anchorKey_ = EntryKey(entry);
+    findCurrent();
+    if (current_ < 0)
+        return false;
+    scrollTo(current_);
+    return true;
 }
 
 void MorvCollectionView::setCurrent(std::int64_t index) {
-    current_ = anchor_ = lastCurrent_ = index;
+    current_ = lastCurrent_ = index;
     column_ = layout_.columnOf(index);
+}
+
+void MorvCollectionView::setAnchor(std::int64_t index) {
+    anchor_ = index;
+    anchorKey_ = EntryKey(entry(index));
 }
 
 void MorvCollectionView::settleCurrent() {
@@ -428,14 +455,13 @@ void MorvCollectionView::settleCurrent() {
         return;
     if (const auto selected = pane().selectedEntries(); !selected.empty()) {
         // What was just made, renamed or pasted is brought into view.
-        currentKey_ = EntryKey(*selected.front());
-        findCurrent();
-        if (current_ >= 0)
-            scrollTo(current_);
+        goTo(*selected.front());
     } else if (currentKey_ && lastCurrent_ >= 0) {
         // The item has gone: its neighbour is where the next key begins.
         setCurrent(std::min(lastCurrent_, count() - 1));
         currentKey_ = EntryKey(entry(current_));
+        if (anchor_ < 0)
+            setAnchor(current_);
         viewport()->update();
     }
 }
@@ -486,10 +512,41 @@ void MorvCollectionView::scrollTo(std::int64_t index) {
         bar->setValue(rect.bottom() - viewport()->height() + 6);
 }
 
-void MorvCollectionView::resizeEvent(QResizeEvent*) {
+std::optional<MorvCollectionView::Sight> MorvCollectionView::sightIn(QSize viewport) const {
+    const QRect seen(-origin(), viewport);
+    const int scrolled = verticalScrollBar()->value();
+    std::optional<Sight> sight;
+    layout_.forEachIn(seen, [&](std::int64_t index) {
+        if (!sight)
+            sight = Sight{index, layout_.rect(index).top() - scrolled, false, scrolled};
+        sight->hasCurrent |= index == current_;
+    });
+    // An item in the middle of a row is not at the beginning of the next shape's: back and forth would lead
+    // elsewhere.
+    if (sight && sight_ && sight_->scrolled == scrolled) {
+        sight->top = sight_->top;
+        sight->offset = sight_->offset;
+    }
+    return sight;
+}
+
+void MorvCollectionView::bringBack(std::optional<Sight> sight) {
+    sight_ = sight;
+    if (!sight_ || sight_->top >= layout_.count())
+        return sight_.reset();
+    const int offset = std::max(sight_->offset, 1 - layout_.cell().height());
+    verticalScrollBar()->setValue(layout_.rect(sight_->top).top() - offset);
+    if (sight_->hasCurrent)
+        scrollTo(current_);
+    sight_->scrolled = verticalScrollBar()->value();
+}
+
+void MorvCollectionView::resizeEvent(QResizeEvent* event) {
     if (header_)
         header_->setGeometry(viewport()->x(), 0, viewport()->width(), header_->height());
+    const auto sight = sightIn(event->oldSize());
     relayout();
+    bringBack(sight);
 }
 
 void MorvCollectionView::scrollContentsBy(int, int) {
@@ -521,18 +578,20 @@ void MorvCollectionView::paintEvent(QPaintEvent* event) {
 }
 
 void MorvCollectionView::paintCells(QPainter& painter, const QRect& area) {
-    const bool focused = hasFocus() || editor_;
+    const bool hasKeyboard = hasFocus() || editor_;
     CollectionPainter cells(painter,
                             {icons_, folders_, app_.services().appearances, *insights_, *thumbnails_},
-                            Theme::shared().colours(), focused);
+                            Theme::shared().colours());
     const auto listColumns = columns();
     layout_.forEachIn(area.translated(-origin()), [&](std::int64_t index) {
         const auto& item = entry(index);
-        const CellState state{.isSelected = pane().isSelected(item),
-                              .isCurrent = index == current_,
-                              .isHovered = index == hovered_,
-                              .isRenaming = editor_ && renamedKey_ == item,
-                              .isPressed = index == pressed_};
+        const CellState state{{.isSelected = pane().isSelected(item),
+                               .isCurrent = index == current_,
+                               .isHovered = index == hovered_,
+                               .isPressed = index == pressed_,
+                               .isTarget = isDropTarget(item),
+                               .hasKeyboard = hasKeyboard},
+                              editor_ && renamedKey_ == item};
         const auto rect = visualRect(index);
         switch (mode()) {
         case CollectionMode::grid:
@@ -602,17 +661,14 @@ void MorvCollectionView::selectNeighbour(int by) {
 }
 
 void MorvCollectionView::moveTo(std::int64_t index, Select select) {
-    const auto anchor = anchor_;
-    current_ = lastCurrent_ = index;
-    column_ = layout_.columnOf(index);
+    setCurrent(index);
     currentKey_ = EntryKey(entry(index));
+    setAnchor(select == Select::extend && anchor_ >= 0 ? anchor_ : index);
     switch (select) {
     case Select::only:
         this->select({EntryKey(entry(index))});
-        anchor_ = index;
         break;
     case Select::extend:
-        anchor_ = anchor < 0 ? index : anchor;
         selectRange(anchor_, index);
         break;
     case Select::toggle: {
@@ -620,11 +676,9 @@ void MorvCollectionView::moveTo(std::int64_t index, Select select) {
         if (EntryKey key(entry(index)); selection.erase(key) == 0)
             selection.insert(std::move(key));
         this->select(std::move(selection));
-        anchor_ = index;
         break;
     }
     case Select::none:
-        anchor_ = index;
         break;
     }
     scrollTo(index);

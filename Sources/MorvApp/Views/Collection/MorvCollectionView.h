@@ -24,6 +24,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 class QHeaderView;
 class QLineEdit;
@@ -90,6 +91,9 @@ public:
     void beginInlineRename();
     /// The editor of a name, while there is one.
     QLineEdit* nameEditor() const { return editor_; }
+    /// What else can be used here while it is there: the buttons of what stands in place of files, and the
+    /// editor.
+    std::vector<QWidget*> controls() const;
     void selectAll();
     void invertSelection();
     /// The item `by` places on from the selected one, in the shown order, is selected alone and in sight.
@@ -126,6 +130,13 @@ private:
     /// How long the present reading has kept everybody waiting.
     enum class Patience : std::uint8_t { unasked, asked, ended };
     enum class Select : std::uint8_t { only, extend, toggle, none };
+    /// What is in sight, to be found again when the rows have other lengths.
+    struct Sight {
+        std::int64_t top = 0; ///< the first item that can be seen
+        int offset = 0;       ///< from the viewport's edge to its cell
+        bool hasCurrent = false;
+        int scrolled = 0; ///< where the bar stood then
+    };
     struct RubberBand {
         QPoint origin; ///< in content coordinates
         QPoint corner;
@@ -154,16 +165,25 @@ private:
     void locationChanged();
     void preferencesChanged();
     void findCurrent();
+    /// The keyboard and the beginning of a range are on this entry, which is brought into sight; false when it
+    /// is not shown.
+    bool goTo(const FileEntry& entry);
     void setCurrent(std::int64_t index);
+    void setAnchor(std::int64_t index);
     void settleCurrent();
     void moveTo(std::int64_t index, Select select);
     /// By the user's hand, unlike what comes from the model.
     void select(EntrySelection selection);
     void selectRange(std::int64_t from, std::int64_t to);
     void scrollTo(std::int64_t index);
+    /// In a viewport of this size, for which the present layout was made.
+    std::optional<Sight> sightIn(QSize viewport) const;
+    void bringBack(std::optional<Sight> sight);
     void updateRubberBand(QPoint viewportPoint);
     void typeAhead(const QString& text);
     bool moveKey(QKeyEvent* event);
+    /// Empty: none.
+    QString toolTipOf(std::int64_t index) const;
     void endInlineRename(bool commits);
     void placeEditor();
     /// Whether this item is there and its name is being edited.
@@ -179,6 +199,8 @@ private:
     void dragSelection();
     std::optional<std::int64_t> folderAt(QPoint viewportPoint) const;
     std::optional<DropPlace> dropPlaceAt(QPoint viewportPoint) const;
+    bool isDropTarget(const FileEntry& entry) const;
+    /// A frame around all of it, where a drop goes to the folder itself.
     void paintDropTarget(QPainter& painter) const;
     /// Folders of the visible cells.
     std::vector<const FileEntry*> foldersInSight() const;
@@ -211,13 +233,15 @@ private:
     CollectionLayout layout_;
     QHeaderView* header_ = nullptr;
     std::optional<EntryKey> currentKey_;
+    std::optional<EntryKey> anchorKey_;
     std::int64_t current_ = -1;     ///< index of the item that has the keyboard; -1: none
     std::int64_t lastCurrent_ = -1; ///< where it was, for when the item has gone
-    std::int64_t anchor_ = -1;      ///< where a range begins
+    std::int64_t anchor_ = -1;      ///< where a range begins; the current item once that has gone
     std::int64_t column_ = 0;       ///< where up and down keys stay, also past shorter rows
     std::int64_t hovered_ = -1;
     std::optional<FileURL> returnedFrom_; ///< the child folder that was left by going up
     FileURL shownLocation_;
+    std::optional<Sight> sight_; ///< the last that was brought back, for as long as nobody scrolls
     std::optional<RubberBand> band_;
     std::optional<std::int64_t> pressedSelected_; ///< a press on a selected item narrows only on release
     std::optional<QPoint> dragFrom_;              ///< where an item was pressed
