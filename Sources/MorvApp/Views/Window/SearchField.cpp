@@ -240,10 +240,8 @@ void SearchField::offer(const std::string& open) {
         else
             for (const auto kind : allFileKinds)
                 words << ours(title(kind));
-        auto value = open.substr(open.find(':') + 1);
-        std::erase(value, '"');
         words_->setStringList(words);
-        completer_->setCompletionPrefix(editableName(value));
+        completer_->setCompletionPrefix(editableName(tokenValue(open)));
     }
     if (words.isEmpty() || completer_->completionCount() == 0)
         return completer_->popup()->hide();
@@ -252,13 +250,12 @@ void SearchField::offer(const std::string& open) {
 }
 
 void SearchField::complete(const QString& word) {
-    const auto name = QString::fromStdString(open_.substr(0, open_.find(':') + 1));
     auto text = this->text();
     const auto at = text.lastIndexOf(editableName(open_));
     if (open_.empty() || at < 0)
         return;
-    text.replace(at, editableName(open_).size(), name + QLatin1Char('"') + word + QStringLiteral("\" "));
-    // A kind's title has no quotes to lose; a tag may have blanks.
+    const auto chosen = open_.substr(0, open_.find(':') + 1) + quotedValue(typedBytes(word));
+    text.replace(at, editableName(open_).size(), editableName(chosen) + QLatin1Char(' '));
     setText(text);
     search(text, Meaning::typing);
 }
