@@ -25,6 +25,8 @@ constexpr std::array columnTitles = {"Name", "Size", "Kind", "Modified"};
 constexpr std::array columnSorts = {FileSort::name, FileSort::size, FileSort::kind, FileSort::modified};
 /// A folder that is read within this time never says that it is being read.
 constexpr int loadingPatience = 250;
+/// The clock of timers stands still while the computer is suspended: midnight is looked for from time to time.
+constexpr double longestSleep = 600; // seconds
 /// What a record says beyond these, no layout can be made of.
 constexpr double smallestIcon = 16;
 constexpr double largestIcon = 512;
@@ -82,9 +84,9 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     noticeButtons_ = new NoticeButtons(*viewport(), [this](NoticeAction action) {
         switch (action) {
         case NoticeAction::goUp:
-            return perform(FileCommand::enclosingFolder);
+            return performLater(FileCommand::enclosingFolder);
         case NoticeAction::goBack:
-            return perform(FileCommand::back);
+            return performLater(FileCommand::back);
         case NoticeAction::tryAgain:
             return pane_.refresh();
         case NoticeAction::cancel:
@@ -101,6 +103,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
     connect(&pane_, &PaneModel::selectionChanged, viewport(), qOverload<>(&QWidget::update));
     connect(&pane_, &PaneModel::errorChanged, this, &MorvCollectionView::updateNotice);
     connect(&pane_, &PaneModel::isLoadingChanged, this, &MorvCollectionView::awaitReading);
+    connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::followDay);
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::settleCurrent);
     connect(&pane_, &PaneModel::loaded, this, &MorvCollectionView::updateNotice);
     connect(&app_, &AppModel::requested, this, &MorvCollectionView::carryOut);
@@ -229,8 +232,13 @@ void MorvCollectionView::awaitTomorrow() {
     const auto until = display_.validUntil();
     if (!until)
         return midnight_.stop();
-    const auto seconds = until->sinceReference - options_.now().sinceReference;
-    midnight_.start(static_cast<int>(std::clamp(seconds, 0.0, 86400.0) * 1000) + 1, Qt::CoarseTimer, this);
+    const auto seconds = std::clamp(until->sinceReference - options_.now().sinceReference, 0.0, longestSleep);
+    midnight_.start(static_cast<int>(seconds * 1000) + 1, Qt::CoarseTimer, this);
+}
+
+void MorvCollectionView::followDay() {
+    reload();
+    awaitTomorrow();
 }
 
 void MorvCollectionView::relayout() {
@@ -285,9 +293,11 @@ void MorvCollectionView::showThumbnails() {
 
 void MorvCollectionView::changeEvent(QEvent* event) {
     QAbstractScrollArea::changeEvent(event);
-    // Whoever comes back from another window has perhaps filled a folder there.
-    if (event->type() == QEvent::ActivationChange && isActiveWindow())
-        insights_->changed();
+    if (event->type() != QEvent::ActivationChange || !isActiveWindow())
+        return;
+    // Whoever comes back from another window has perhaps filled a folder there, or slept over it.
+    insights_->changed();
+    followDay();
 }
 
 void MorvCollectionView::showEvent(QShowEvent* event) {
