@@ -149,6 +149,31 @@ TEST_F(ActivityTest, aHandoffToTheSystemStandsAmongTheOperations) {
     EXPECT_FALSE(find<QTreeView>("activityItems")->isVisible());
 }
 
+TEST_F(ActivityTest, aReceiptThatChangedIsSearchedAgainAndTheOthersStay) {
+    auto changing = receipt(OperationStatus::completed, 1);
+    record(changing);
+    record(receipt(OperationStatus::completed, 300, 1));
+    open();
+    showActivity(2);
+    auto* model = qobject_cast<ReceiptListModel*>(list->model());
+    ASSERT_TRUE(model);
+    const auto* before = operationOf(model->entry(1));
+    const auto* stale = operationOf(model->entry(0));
+    changing.message = "said later";
+    services->store.save(changing, "operations/" + changing.id.text());
+    find<QLineEdit>("activitySearch")->setText(QStringLiteral("completed"));
+    app().refreshOperationHistory();
+    ASSERT_TRUE(eventually([&] { return operationOf(model->entry(0)) != stale; }));
+    EXPECT_EQ(operationOf(model->entry(1)), before) << "what has not changed is not copied";
+
+    find<QLineEdit>("activitySearch")->setText(QStringLiteral("said at last"));
+    ASSERT_EQ(model->rowCount(), 0);
+    changing.message = "said at last";
+    services->store.save(changing, "operations/" + changing.id.text());
+    app().refreshOperationHistory();
+    EXPECT_TRUE(eventually([&] { return model->rowCount() == 1; }));
+}
+
 TEST_F(ActivityTest, manyReceiptsAndNamesOfMegabytesAreShownAndSearched) {
     open();
     auto big = receipt(OperationStatus::completed, 2'000);

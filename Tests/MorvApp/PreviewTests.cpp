@@ -14,6 +14,7 @@
 
 #include <QClipboard>
 #include <QImage>
+#include <QLabel>
 #include <QMouseEvent>
 #include <QTextBlock>
 #include <QTreeView>
@@ -49,7 +50,7 @@ public:
                 isDocument ? 800 : 4000,
                 isDocument ? 400 : 2000,
                 isDocument ? 3 : 0,
-                {{"Camera", "made \xE2\x80\xAE up"}}};
+                {{"Dimensions", "4000 × 2000"}, {"Camera", "made \xE2\x80\xAE up"}}};
     }
     bool understands(const FileURL& file) const override {
         return file.extension() == "png" || file.extension() == "pdf";
@@ -115,6 +116,9 @@ TEST_F(PreviewTest, spaceOpensArrowsMoveWithTheSelectionAndEscapeGivesTheKeyboar
     preview();
     EXPECT_TRUE(showsPicture("a.png"));
     EXPECT_EQ(pane().accessibleName(), QStringLiteral("Preview of a.png"));
+    EXPECT_EQ(pane().findChild<QLabel*>(QStringLiteral("previewCaption"))->toolTip(),
+              QStringLiteral("Camera made ␦ up"))
+        << "the dimensions stand in the line above";
     key(Qt::Key_Right);
     EXPECT_TRUE(showsPicture("b.png"));
     EXPECT_EQ(selected(), std::vector<std::string>{"b.png"});
@@ -162,6 +166,29 @@ TEST_F(PreviewTest, ofSeveralSelectedTheArrowsShowEachAndTheSelectionStays) {
     }));
     window->close();
     EXPECT_FALSE(window->preview()->isVisible());
+}
+
+TEST_F(PreviewTest, itsKeysAreTheUsersAndFollowTheReadingDirection) {
+    file("a.png");
+    file("b.png");
+    openWithDecoder();
+    const auto* action = window->findChild<WindowActions*>()->action(FileCommand::preview);
+    EXPECT_EQ(action->text(), QStringLiteral("Quick Look\tSpace"))
+        << "a menu shows it, and the window has no such key";
+    EXPECT_EQ(action->toolTip(), QStringLiteral("Quick Look"));
+    services->keys.setKeys(FileCommand::preview, {"Space", "F8"});
+    EXPECT_EQ(action->text(), QStringLiteral("Quick Look")) << "F8 is the window's own";
+    preview();
+    EXPECT_TRUE(showsPicture("a.png"));
+    window->preview()->setLayoutDirection(Qt::RightToLeft);
+    key(Qt::Key_Left);
+    EXPECT_TRUE(showsPicture("b.png"));
+    key(Qt::Key_Right);
+    EXPECT_TRUE(showsPicture("a.png"));
+    EXPECT_LE(window->preview()->width(), window->width());
+    EXPECT_LE(window->preview()->height(), window->height());
+    key(Qt::Key_F8);
+    EXPECT_FALSE(window->preview()->isVisible()) << "the key that opens it closes it";
 }
 
 TEST_F(PreviewTest, spaceInATypedNameIsTextAndAButtonKeepsItsOwnSpace) {
@@ -218,8 +245,17 @@ TEST_F(PreviewTest, pagesTurnWithinTheDocument) {
     key(Qt::Key_PageDown);
     key(Qt::Key_PageUp);
     EXPECT_TRUE(showsPicture("report.pdf", 1));
-    for (const auto& request : decoder->requests())
+    // However near: more than the decoder makes is never asked for.
+    for (int i = 0; i < 20; ++i)
+        key(Qt::Key_Plus);
+    EXPECT_TRUE(eventually([&] { return decoder->requests().back().side == MediaRequest::largestSide; }));
+    key(Qt::Key_Plus);
+    key(Qt::Key_PageDown);
+    EXPECT_TRUE(showsPicture("report.pdf", 2));
+    for (const auto& request : decoder->requests()) {
         EXPECT_TRUE(request.page >= 0 && request.page < 3) << request.page;
+        EXPECT_LE(request.side, MediaRequest::largestSide);
+    }
 }
 
 TEST_F(PreviewTest, aPageThatCannotBeShownIsPassedOver) {

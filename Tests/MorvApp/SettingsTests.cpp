@@ -320,6 +320,18 @@ TEST_F(SettingsTest, developerToolsAreTheUsersOwn) {
     EXPECT_FALSE(services->defaults.showsGitStatus());
 }
 
+TEST_F(SettingsTest, applicationsThatCannotBeListedAreNoEmptyList) {
+    class BrokenDesktop : public test::RecordingLauncher {
+    public:
+        std::vector<InstalledApplication> editors() const override {
+            throw FileOperationError::unavailable("The applications cannot be listed.");
+        }
+    };
+    launcher = std::make_shared<BrokenDesktop>();
+    openSettings("developer");
+    EXPECT_TRUE(eventually([&] { return says("The applications cannot be listed."); }));
+}
+
 TEST_F(SettingsTest, theDataIsCountedAndShown) {
     services.emplace(environment());
     services->library.createWorkspace("Harbour", {}, "teal");

@@ -202,7 +202,8 @@ DecodedMedia DecoderHelper::decode(const Descriptor& file, const MediaRequest& r
                                    std::chrono::steady_clock::time_point deadline,
                                    const std::stop_token& stop) {
     isSound_ = false;
-    const int side = std::clamp(request.side, 1, static_cast<int>(largestDecodedSide));
+    static_assert(MediaRequest::largestSide == largestDecodedSide);
+    const int side = std::clamp(request.side, 1, MediaRequest::largestSide);
     const Canvas canvas(static_cast<std::size_t>(side) * static_cast<std::size_t>(side) * bytesPerPixel);
     awaitGreeting(deadline, stop);
     if (!ask(socket_.get(),

@@ -274,7 +274,7 @@ void AppModel::finishExecution(const OperationReceipt& receipt, const EntrySelec
 /// The item's id names what it taught, so that an undo can take exactly that back.
 void AppModel::recordLearning(const OperationReceipt& receipt) {
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = services_.store, items = receipt.items](const std::stop_token&) {
             SuggestionMemoryStore memory(store);
             for (const auto& item : items)
@@ -288,7 +288,7 @@ void AppModel::forgetLearning(const OperationReceipt& receipt) {
     if (receipt.kind != OperationKind::move)
         return;
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = services_.store, items = receipt.items](const std::stop_token&) {
             SuggestionMemoryStore memory(store);
             for (const auto& item : items)

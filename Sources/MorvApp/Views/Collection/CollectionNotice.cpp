@@ -183,18 +183,7 @@ void MorvCollectionView::paintNotice(QPainter& painter) {
 }
 
 QString MorvCollectionView::sectionSize(std::size_t section) const {
-    const auto& [title, first, number] = display_.sections()[section];
-    std::size_t files = 0, folders = 0;
-    std::int64_t bytes = 0;
-    for (auto index = first; index < first + number; ++index) {
-        const auto& item = display_[index];
-        if (item.isNavigable()) {
-            ++folders;
-        } else if (item.availability == FileAvailability::local) {
-            ++files;
-            bytes += item.size;
-        }
-    }
+    const auto& [files, folders, bytes] = display_.totals(section);
     QStringList parts;
     if (files > 0)
         parts << ours(formatByteCount(bytes)) + QStringLiteral(" in ") +
@@ -202,7 +191,7 @@ QString MorvCollectionView::sectionSize(std::size_t section) const {
     if (folders > 0)
         parts << shownCount(folders, "physical folder", "physical folders");
     if (parts.isEmpty())
-        parts << shownCount(number);
+        parts << shownCount(display_.sections()[section].count);
     auto sentence = parts.join(QStringLiteral(" and ")) + QLatin1Char('.');
     if (!pane_.preferences().showHidden)
         sentence += QStringLiteral(" Hidden files excluded.");

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QScrollBar>
 #include <QTimer>
 #include <QToolTip>
@@ -176,9 +177,9 @@ void MorvCollectionView::typeAhead(const QString& text) {
 
 void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::BackButton)
-        return perform(FileCommand::back);
+        return performLater(FileCommand::back);
     if (event->button() == Qt::ForwardButton)
-        return perform(FileCommand::forward);
+        return performLater(FileCommand::forward);
     if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
         return;
     endInlineRename(true);
@@ -311,8 +312,7 @@ void MorvCollectionView::timerEvent(QTimerEvent* event) {
         viewport()->update();
     } else if (event->timerId() == midnight_.timerId()) {
         midnight_.stop();
-        reload();
-        awaitTomorrow();
+        followDay();
     } else {
         QAbstractScrollArea::timerEvent(event);
     }
@@ -427,6 +427,14 @@ void MorvCollectionView::perform(FileCommand command) {
         options_.onCommand(command);
     else
         app_.perform(command);
+}
+
+void MorvCollectionView::performLater(FileCommand command) {
+    const auto goOn = [view = QPointer(this), command] {
+        if (view)
+            view->perform(command);
+    };
+    QMetaObject::invokeMethod(&app_, goOn, Qt::QueuedConnection);
 }
 
 void MorvCollectionView::carryOut(FileCommand command) {

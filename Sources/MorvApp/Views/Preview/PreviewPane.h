@@ -91,7 +91,8 @@ private:
     void readArchive();
     void glanceAtFolder();
     int fittingSide() const;
-    void decode(int side);
+    /// Of at most so many pixels on its longest side.
+    void decode(int wanted);
     void showMedia(DecodedMedia media);
     void askForMore();
     bool hasPages() const;
@@ -119,6 +120,7 @@ private:
     std::vector<ShownFact> facts_;
     std::size_t listingFacts_ = 0; ///< of facts_, those that the file does not say of itself
     QString detailText_;
+    QString dimensionsText_; ///< within detailText_
     QString captionText_;
     int page_ = 0;      ///< wanted
     int shownPage_ = 0; ///< of the picture that is there

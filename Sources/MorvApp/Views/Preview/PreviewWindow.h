@@ -5,7 +5,11 @@
 
 #include "MorvApp/Views/Preview/PreviewPane.h"
 
+#include <QKeySequence>
+#include <QList>
 #include <functional>
+
+class QShortcut;
 
 namespace morv {
 
@@ -29,6 +33,7 @@ protected:
 
 private:
     void addKey(const QKeySequence& key, std::function<void()> action);
+    void readKeys();
     void place();
     void follow();
     void step(int by);
@@ -37,6 +42,8 @@ private:
     AppModel& app_;
     const SelectNeighbour selectNeighbour_;
     PreviewPane* pane_;
+    QList<QKeySequence> keys_;
+    QList<QShortcut*> closing_; ///< with the keys that open it
 };
 
 } // namespace morv

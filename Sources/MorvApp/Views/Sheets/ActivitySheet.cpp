@@ -153,7 +153,7 @@ void ActivitySheet::follow() {
 void ActivitySheet::showCurrent() {
     const int row = current_ ? receipts_->rowOf(*current_) : -1;
     detail_->setEntry(row < 0 ? std::nullopt : std::optional(receipts_->entry(row)));
-    const auto* receipt = row < 0 ? nullptr : std::get_if<OperationReceipt>(&receipts_->entry(row));
+    const auto* receipt = row < 0 ? nullptr : operationOf(receipts_->entry(row));
     undo_->setVisible(receipt != nullptr);
     undo_->setEnabled(receipt && receipt->canUndo());
     undo_->setToolTip(receipt ? whyNoUndo(*receipt) : QString());

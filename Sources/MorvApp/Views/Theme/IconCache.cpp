@@ -89,12 +89,6 @@ std::string lowerExtension(std::string_view name) {
 
 } // namespace
 
-QIcon applicationIcon(const std::string& name) {
-    const auto text = ours(name);
-    const auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
-    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
-}
-
 IconCache::IconCache() {
     constexpr std::pair<UserFolder, const char*> folders[] = {
         {UserFolder::desktop, "user-desktop"},      {UserFolder::documents, "folder-documents"},

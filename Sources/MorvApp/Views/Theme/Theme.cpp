@@ -156,6 +156,7 @@ QToolButton { border: none; border-radius: 6px; padding: 6px; background: transp
 QToolButton:hover, QToolButton:focus { background: $hover; }
 QToolButton:pressed, QToolButton:checked { background: $quiet; }
 QToolButton::menu-indicator { image: none; }
+QToolButton#searchLens { padding: 3px; }
 QToolButton#crumb { padding: 4px 6px; }
 QToolButton#lastCrumb { padding: 4px 6px; font-weight: 600; }
 QLabel#pathHint { background: $raised; color: $secondary; border: 1px solid $separator; border-radius: 6px;

@@ -41,6 +41,7 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
         connect(&app_, signal, this, &WindowActions::update);
     connect(&keys_, &KeyBindings::changed, this, [this] {
         readKeys();
+        update();
         assignKeys();
     });
     readKeys();
@@ -105,7 +106,7 @@ void WindowActions::update() {
         const bool isEnabled = !isAsleep_ && FileManagerCommands::isEnabled(command, &app_);
         keysMove = keysMove || isEnabled != action->isEnabled();
         action->setEnabled(isEnabled);
-        action->setText(buttonText(ours(FileManagerCommands::titleNow(command, &app_))));
+        action->setText(buttonText(ours(FileManagerCommands::titleNow(command, &app_))) + filesKey(command));
         if (const auto on = FileManagerCommands::isChecked(command, app_))
             action->setChecked(*on);
     }
@@ -135,6 +136,19 @@ void WindowActions::readKeys() {
     }
 }
 
+/// A menu shows what stands behind a tab as the key. Return and Space are keys of the files and not of the window,
+/// so the action has no shortcut to show.
+QString WindowActions::filesKey(FileCommand command) const {
+    const auto own = sequences_.find(command);
+    if (own != sequences_.end() && !own->second.isEmpty())
+        return {};
+    const auto key = command == spaceCommand_    ? Qt::Key_Space
+                     : command == returnCommand_ ? Qt::Key_Return
+                                                 : Qt::Key_unknown;
+    return key == Qt::Key_unknown ? QString()
+                                  : QLatin1Char('\t') + QKeySequence(key).toString(QKeySequence::NativeText);
+}
+
 void WindowActions::assignKeys() {
     // Qt runs neither of two enabled actions with one key, so only one of them carries it at a time.
     QSet<QString> taken;
@@ -154,9 +168,10 @@ void WindowActions::assignKeys() {
         }
         if (action->shortcuts() != keys)
             action->setShortcuts(keys);
+        const auto title = action->iconText().section(QLatin1Char('\t'), 0, 0);
         const auto tip = keys.isEmpty()
-                             ? action->iconText()
-                             : action->iconText() + QStringLiteral(" (") +
+                             ? title
+                             : title + QStringLiteral(" (") +
                                    keys.front().toString(QKeySequence::NativeText) + QStringLiteral(")");
         if (action->toolTip() != tip)
             action->setToolTip(tip);

@@ -52,6 +52,7 @@ private:
     void update();
     void readKeys();
     void assignKeys();
+    QString filesKey(FileCommand command) const;
 
     AppModel& app_;
     KeyBindings& keys_;
