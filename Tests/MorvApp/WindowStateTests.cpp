@@ -292,10 +292,10 @@ TEST_F(LibraryTest, aPasteIntoAWorkspaceAddsReferencesAndMovesNothing) {
     MorvServices services(environment());
     AppModel app(services, board, work);
     ASSERT_TRUE(idle(app));
-    app.library().createWorkspace("  Plans ", {source}, "teal");
+    app.library().createWorkspace("  Plans ", {source}, "teal", {});
     ASSERT_TRUE(eventually([&] { return app.library().workspaceList().size() == 1; }));
     EXPECT_EQ(app.library().workspaceList().front().name, "Plans");
-    app.library().createWorkspace("   ", {}, "teal");
+    app.library().createWorkspace("   ", {}, "teal", {});
     ASSERT_TRUE(eventually([&] { return app.errorMessage().has_value(); }));
     EXPECT_EQ(app.errorMessage(), "Give this workspace a name.");
 
@@ -322,7 +322,7 @@ TEST_F(LibraryTest, twoChangesOfAWorkspaceAtOnceAreBothKept) {
     MorvServices services(environment());
     AppModel app(services, board, work);
     auto& library = app.library();
-    library.createWorkspace("Plans", {work.child("a")}, "teal");
+    library.createWorkspace("Plans", {work.child("a")}, "teal", {});
     ASSERT_TRUE(eventually([&] { return library.workspaceList().size() == 1; }));
     const auto id = library.workspaceList().front().id;
     library.appendReferences(id, {work.child("b")});

@@ -123,7 +123,7 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
         CollectionNotice failed{QStringLiteral("dialog-warning"),
                                 pane_.isSearch() ? QStringLiteral("The search has failed")
                                                  : QStringLiteral("This folder can’t be shown"),
-                                shown(*pane_.error()),
+                                shownBriefly(*pane_.error()),
                                 {}};
         if (!location.isRoot())
             failed.actions.push_back(goUp);
@@ -133,7 +133,7 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
     if (pane_.loadedLocation() && pane_.isSearch())
         return CollectionNotice{QStringLiteral("edit-find"),
                                 QStringLiteral("Nothing found"),
-                                pane_.searchNote() ? shown(*pane_.searchNote()) : QString(),
+                                pane_.searchNote() ? shownBriefly(*pane_.searchNote()) : QString(),
                                 {}};
     if (pane_.loadedLocation() && pane_.kindFilter())
         return CollectionNotice{folderSymbol,

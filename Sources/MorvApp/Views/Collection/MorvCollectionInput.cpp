@@ -123,8 +123,13 @@ bool MorvCollectionView::moveKey(QKeyEvent* event) {
 
 void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     const auto modifiers = event->modifiers() & ~Qt::KeypadModifier;
+    // A key that is held moves on, but opens and renames nothing twice.
+    const auto performOnce = [this, isFirst = !event->isAutoRepeat()](FileCommand command) {
+        if (isFirst)
+            perform(command);
+    };
     if (event->key() == Qt::Key_Down && (modifiers == Qt::ControlModifier || modifiers == Qt::AltModifier))
-        return perform(FileCommand::open);
+        return performOnce(FileCommand::open);
     if (moveKey(event))
         return;
     const bool plain = modifiers == Qt::NoModifier;
@@ -132,14 +137,14 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
         if (const auto command = actions_.returnCommand(); plain && command)
-            return perform(*command);
+            return performOnce(*command);
         break;
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
             return moveTo(current_, Select::toggle);
         if (plain && !isTyping()) {
-            if (const auto command = actions_.spaceCommand(); command && !event->isAutoRepeat())
-                perform(*command);
+            if (const auto command = actions_.spaceCommand())
+                performOnce(*command);
             return;
         }
         break;
@@ -354,6 +359,8 @@ void MorvCollectionView::beginInlineRename() {
     editor_->setAccessibleName(QStringLiteral("Name"));
     editor_->setAlignment(mode() == CollectionMode::grid ? Qt::AlignHCenter : Qt::AlignLeft);
     editor_->installEventFilter(this);
+    // Anything that took the keyboard would end it with half a name.
+    app_.waitFor(*editor_);
     placeEditor();
     editor_->show();
     editor_->setFocus();
@@ -394,6 +401,9 @@ bool MorvCollectionView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::KeyPress) {
         const auto key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) {
+            // The Return that began it and is still held does not end it.
+            if (static_cast<QKeyEvent*>(event)->isAutoRepeat())
+                return true;
             endInlineRename(key != Qt::Key_Escape);
             setFocus();
             return true;

@@ -315,8 +315,9 @@ void MorvCollectionView::locationChanged() {
 /// The pane never stops reading when it goes on from a folder that is still being read.
 void MorvCollectionView::arrive() {
     const auto& location = pane().location();
-    setAccessibleName(QStringLiteral("Files in ") +
-                      (location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent())));
+    setAccessibleName(QStringLiteral("Files in ") + (location.isRoot()
+                                                         ? QStringLiteral("Computer")
+                                                         : shownBriefly(location.lastComponent())));
     awaitReading();
 }
 

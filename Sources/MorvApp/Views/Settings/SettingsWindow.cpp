@@ -93,7 +93,7 @@ QWidget* SettingsWindow::keysPage() {
             auto* editor = new KeyBindingsEditor(keys, this);
             addWhole(editor);
             auto* all = new QPushButton(QStringLiteral("All Standard Keys"), this);
-            connect(all, &QPushButton::clicked, &keys, &KeyBindings::resetAll);
+            connect(all, &QPushButton::clicked, editor, &KeyBindingsEditor::confirmResetAll);
             addEnd(all);
             connect(editor, &KeyBindingsEditor::left, this, [this] { window()->close(); });
         }

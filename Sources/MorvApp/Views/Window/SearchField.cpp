@@ -152,8 +152,8 @@ bool SearchField::takeLastToken() {
 
 void SearchField::followPane() {
     const auto& pane = app_.activePane();
-    const auto name =
-        pane.location().isRoot() ? QStringLiteral("this computer") : shown(pane.location().lastComponent());
+    const auto name = pane.location().isRoot() ? QStringLiteral("this computer")
+                                               : shownBriefly(pane.location().lastComponent());
     setAccessibleName(QStringLiteral("Search %1 and everything below it").arg(name));
     if (pane.tagFilter() != shownTag_ || pane.kindFilter() != shownKind_)
         updateChips();

@@ -9,16 +9,8 @@
 #include <QMenuBar>
 #include <QSet>
 #include <algorithm>
-#include <array>
 
 namespace morv {
-
-namespace {
-
-constexpr std::array menus = {CommandMenu::file, CommandMenu::edit, CommandMenu::view, CommandMenu::go,
-                              CommandMenu::files};
-
-} // namespace
 
 WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(FileCommand)> carryOut)
     : QObject(&window), app_(app), keys_(app.services().keys),
@@ -29,10 +21,16 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
         if (!isOffered(row.command))
             continue;
         auto* action = new QAction(buttonText(ours(row.title)), this);
+        action->setAutoRepeat(FileManagerCommands::mayRepeat(row.command));
         action->setCheckable(FileManagerCommands::isChecked(row.command, app).has_value());
         connect(action, &QAction::triggered, this, [carryOut, command = row.command] { carryOut(command); });
         window.addAction(action);
         actions_.emplace(row.command, action);
+        if (row.otherTitle.empty())
+            continue;
+        auto* other = new QAction(this);
+        connect(other, &QAction::triggered, action, &QAction::trigger);
+        others_.emplace(row.command, other);
     }
     // At once and not in a later turn: the next key may be in the queue already.
     for (const auto signal : {&AppModel::activePaneUpdated, &AppModel::activePaneChanged,
@@ -60,11 +58,6 @@ bool WindowActions::isOffered(FileCommand command) {
     return !later.contains(static_cast<int>(command));
 }
 
-void WindowActions::fill(QMenuBar& bar) {
-    for (const auto place : menus)
-        addMenu(bar, place);
-}
-
 void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
     auto* menu = bar.addMenu(ours(title(place)));
     for (const auto& row : FileManagerCommands::rows()) {
@@ -73,6 +66,8 @@ void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
         if (row.startsGroup)
             menu->addSeparator();
         menu->addAction(action(row.command));
+        if (const auto other = others_.find(row.command); other != others_.end())
+            menu->addAction(other->second);
     }
     if (place == CommandMenu::files) {
         menu->addSeparator();
@@ -110,6 +105,8 @@ void WindowActions::update() {
         if (const auto on = FileManagerCommands::isChecked(command, app_))
             action->setChecked(*on);
     }
+    for (const auto& [command, other] : others_)
+        other->setEnabled(action(command)->isEnabled());
     if (keysMove)
         assignKeys();
 }
@@ -175,6 +172,11 @@ void WindowActions::assignKeys() {
                                    keys.front().toString(QKeySequence::NativeText) + QStringLiteral(")");
         if (action->toolTip() != tip)
             action->setToolTip(tip);
+        if (const auto other = others_.find(row.command); other != others_.end())
+            other->second->setText(buttonText(ours(row.otherTitle)) +
+                                   (keys.size() > 1
+                                        ? QLatin1Char('\t') + keys[1].toString(QKeySequence::NativeText)
+                                        : QString()));
     }
 }
 
