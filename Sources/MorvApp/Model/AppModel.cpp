@@ -412,7 +412,10 @@ void AppModel::perform(const CommandCall& call) {
             preferences.iconSize = FolderViewPreferences().iconSize;
         });
     case FileCommand::refresh:
-        return refresh();
+        refresh();
+        if (pane.isHeldUp())
+            pane.retry();
+        return;
     case FileCommand::back:
         return activePane().back();
     case FileCommand::forward:
