@@ -47,6 +47,7 @@ private:
     };
 
     EntryOrder ungrouped() const;
+    HeadingDays days() const;
 
     const PaneModel& pane_;
     Clock now_;
