@@ -295,7 +295,7 @@ void MainWindow::showShareMenu() {
 void MainWindow::chooseFolder() {
     auto* dialog = askForFolder(*this, QStringLiteral("Open Folder"),
                                 [this](const FileURL& folder) { app_.open(folder); });
-    dialog->setDirectory(QFile::decodeName(QByteArray::fromStdString(app_.activePane().location().path())));
+    leadTo(*dialog, app_.activePane().location(), services_.pools);
 }
 
 QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString& icon) {

@@ -127,7 +127,7 @@ QWidget* WorkspaceView::buildHead() {
     tools->addWidget(checkAgain_);
     auto* choose = new QPushButton(QStringLiteral("Choose Files and Folders…"), head);
     connect(choose, &QPushButton::clicked, this, [this] {
-        ReferencePanel::choose(this, app_.activePane().location(),
+        ReferencePanel::choose(this, app_.activePane().location(), app_.services().pools,
                                [this](const std::vector<FileURL>& urls) { append(urls); });
     });
     tools->addWidget(choose);
