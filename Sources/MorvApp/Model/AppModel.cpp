@@ -340,7 +340,8 @@ void AppModel::perform(const CommandCall& call) {
             showSheet(AppSheet::tags);
         return;
     case FileCommand::newWorkspace:
-        workspaceDraft_ = pane.selectedURLs();
+        // What is selected behind a workspace cannot be seen here either.
+        workspaceDraft_ = selectedWorkspaceID_ ? std::vector<FileURL>() : pane.selectedURLs();
         return showSheet(AppSheet::workspace);
     case FileCommand::activity:
         refreshOperationHistory();
@@ -381,7 +382,8 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::newTab:
         return addTab();
     case FileCommand::closeTab:
-        return closeTab();
+        // A workspace stands in the place of the tab: it is what the user wants closed.
+        return selectedWorkspaceID_ ? setSelectedWorkspaceID(std::nullopt) : closeTab();
     case FileCommand::reopenTab:
         return reopenTab();
     case FileCommand::nextTab:

@@ -96,7 +96,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
         if (command == FileCommand::editPath)
             pathBar_->beginEditing();
         else if (command == FileCommand::search)
-            search_->setFocus(Qt::ShortcutFocusReason);
+            beginSearch();
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
         else if (command == FileCommand::preview)
@@ -159,6 +159,11 @@ QWidget* MainWindow::buildBody() {
     content_->addWidget(tabs_);
     workspace_ = new WorkspaceView(app_, content_);
     content_->addWidget(workspace_);
+    connect(workspace_, &WorkspaceView::previewRequested, this, &MainWindow::togglePreview);
+    connect(workspace_, &WorkspaceView::selectionChanged, this, [this] {
+        if (preview_)
+            preview_->follow();
+    });
     inspected_ = new InspectorSplit(app_, content_, body_);
     connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
     body_->addWidget(inspected_);
@@ -200,6 +205,13 @@ void MainWindow::focusContent() {
         tabs_->focusActive();
 }
 
+void MainWindow::beginSearch() {
+    if (app_.selectedWorkspaceID())
+        workspace_->beginQuery();
+    else
+        search_->setFocus(Qt::ShortcutFocusReason);
+}
+
 void MainWindow::fillWorkspaceMenu() {
     workspaceMenu_->clear();
     const auto& workspaces = app_.library().workspaceList();
@@ -237,8 +249,19 @@ void MainWindow::hideEvent(QHideEvent* event) {
 
 void MainWindow::togglePreview() {
     if (!preview_)
-        preview_ = new PreviewWindow(
-            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+        preview_ = new PreviewWindow(app_,
+                                     {[this] {
+                                          return app_.selectedWorkspaceID()
+                                                     ? workspace_->selectedEntries()
+                                                     : app_.currentPane().selectedEntries();
+                                      },
+                                      [this](int by) {
+                                          if (app_.selectedWorkspaceID())
+                                              workspace_->selectNeighbour(by);
+                                          else
+                                              collection().selectNeighbour(by);
+                                      }},
+                                     this);
     preview_->toggle();
 }
 
