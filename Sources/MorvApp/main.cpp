@@ -265,5 +265,9 @@ int main(int argc, char** argv) {
     Morv morv(std::move(arguments));
     if (const auto status = morv.start(alone))
         return *status;
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // The services are never released: what was chosen in the last second is still to be written.
+    if (auto* services = morv::MorvRuntime::shared().services())
+        services->defaults.save();
+    return status;
 }

@@ -473,6 +473,7 @@ TEST_F(AppModelTest, theFirstFolderFollowsItsOrder) {
         idle(app);
     }
     EXPECT_EQ(services.firstFolder(), last);
+    ASSERT_TRUE(services.defaults.save());
 
     given["MORV_START_DIRECTORY"] = work.path();
     given["MORV_DATA_DIRECTORY"] = root.path() + "/other";

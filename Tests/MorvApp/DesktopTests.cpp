@@ -187,10 +187,11 @@ TEST_F(DefaultFolderHandlerTest, fromAnyThreadTheSameIsRemembered) {
     ASSERT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
     model.makeDefault();
     ASSERT_TRUE(eventually([&] { return model.state() && model.state()->isMorv; }));
-    EXPECT_EQ(defaults.replacedFolderHandler(), "other.desktop");
+    const auto kept = [] { return UserDefaults(MorvServices::defaultsFile()).replacedFolderHandler(); };
+    EXPECT_EQ(kept(), "other.desktop");
     model.restore();
     EXPECT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
-    EXPECT_EQ(defaults.replacedFolderHandler(), "");
+    EXPECT_EQ(kept(), "");
 }
 
 } // namespace

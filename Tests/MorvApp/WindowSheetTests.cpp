@@ -1,4 +1,5 @@
 // Reviews, tags, workspaces, quick actions, keys: what a hand does in a sheet over the window.
+#include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvCore/Folders/FileTagMetadata.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
@@ -9,8 +10,10 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTreeView>
 #include <QTreeWidget>
+#include <filesystem>
 #include <sqlite3.h>
 
 namespace morv {
@@ -112,6 +115,70 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
     EXPECT_THAT(app().library().workspaceList(), IsEmpty());
     EXPECT_TRUE(exists(original));
+}
+
+TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
+    file("hidden behind.txt");
+    std::vector<FileURL> originals;
+    for (int i = 0; i < 60; ++i)
+        originals.push_back(file("note " + std::to_string(i) + ".txt", "text"));
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    app().addTab();
+    app().changeTab(-1);
+    ASSERT_TRUE(settled());
+    Workspace workspace{UUID::random(), "Harbour", originals, "teal", Date::now()};
+    app().library().saveWorkspace(workspace);
+    ASSERT_TRUE(eventually([&] { return app().library().workspaceList().size() == 1; }));
+    app().openWorkspace(0);
+    auto* list = find<QTreeWidget>("references");
+    ASSERT_TRUE(eventually([&] { return list->isVisible() && list->topLevelItemCount() == 61; }));
+    ASSERT_TRUE(list->hasFocus());
+
+    key(Qt::Key_F, Qt::ControlModifier);
+    type(QStringLiteral("note 1"));
+    EXPECT_TRUE(app().selectedWorkspaceID()) << "its own field, and not that of the files behind it";
+    EXPECT_EQ(list->topLevelItemCount(), 12);
+    find<QLineEdit>("workspaceQuery")->clear();
+    list->setFocus();
+
+    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
+    const int scrolled = list->verticalScrollBar()->value();
+    ASSERT_GT(scrolled, 0);
+    std::filesystem::remove(originals[3].path());
+    app().refresh();
+    ASSERT_TRUE(eventually([&] {
+        return list->topLevelItem(list->topLevelItemCount() - 2)->text(0) ==
+               QStringLiteral("Unavailable References");
+    }));
+    EXPECT_EQ(list->verticalScrollBar()->value(), scrolled) << "a check leaves the list where it is";
+
+    list->setCurrentItem(list->topLevelItem(1));
+    key(Qt::Key_Space);
+    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isVisible(); }));
+    EXPECT_EQ(window->preview()->pane().entry()->url(), originals[0]);
+    QTest::keyClick(window->preview(), Qt::Key_Down);
+    EXPECT_TRUE(eventually([&] { return window->preview()->pane().entry()->url() == originals[1]; }));
+    window->preview()->close();
+
+    list->setFocus();
+    list->clearSelection();
+    list->topLevelItem(1)->setSelected(true);
+    list->topLevelItem(2)->setSelected(true);
+    key(Qt::Key_Delete);
+    EXPECT_TRUE(eventually([&] { return app().library().workspaceList().front().references.size() == 58; }));
+    EXPECT_TRUE(exists(originals[0]));
+
+    ASSERT_FALSE(app().activePane().selection().empty());
+    app().perform(FileCommand::newWorkspace);
+    EXPECT_TRUE(app().workspaceDraft().empty()) << "what is selected behind it is no draft";
+    app().closeSheet();
+    key(Qt::Key_1, Qt::AltModifier);
+    EXPECT_FALSE(app().selectedWorkspaceID()) << "the tab that is active already, too";
+    app().openWorkspace(0);
+    app().perform(FileCommand::closeTab);
+    EXPECT_FALSE(app().selectedWorkspaceID());
+    EXPECT_EQ(app().tabs().size(), 2U) << "no tab that nobody sees";
 }
 
 TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {

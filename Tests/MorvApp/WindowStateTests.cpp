@@ -311,7 +311,7 @@ TEST_F(LibraryTest, aPasteIntoAWorkspaceAddsReferencesAndMovesNothing) {
     app.perform(FileCommand::paste);
     EXPECT_TRUE(eventually([&] { return app.library().workspaceList().front().references.size() == 2; }));
     EXPECT_THAT(services.engine.history(), IsEmpty());
-    app.library().removeReference(*app.selectedWorkspaceID(), source);
+    app.library().removeReferences(*app.selectedWorkspaceID(), {source});
     EXPECT_TRUE(eventually([&] {
         return app.library().workspaceList().front().references == std::vector{work.child("b.txt")};
     }));
@@ -327,7 +327,7 @@ TEST_F(LibraryTest, twoChangesOfAWorkspaceAtOnceAreBothKept) {
     const auto id = library.workspaceList().front().id;
     library.appendReferences(id, {work.child("b")});
     library.appendReferences(id, {work.child("c")});
-    library.removeReference(id, work.child("a"));
+    library.removeReferences(id, {work.child("a")});
     EXPECT_TRUE(eventually([&] {
         return library.workspaceList().front().references == std::vector{work.child("b"), work.child("c")};
     }));

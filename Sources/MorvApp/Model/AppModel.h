@@ -20,6 +20,7 @@
 #include "MorvApp/Model/PaneModel.h"
 #include "MorvApp/Model/TagChange.h"
 #include "MorvApp/Model/VolumeSource.h"
+#include "MorvCore/Platform/UserFolders.h"
 
 #include <QObject>
 #include <QPointer>
@@ -274,7 +275,7 @@ private:
     /// The one selected item, else the folder that is shown.
     FileURL developerTarget() const;
     void openWithDefault(const FileURL& url);
-    void goTo(const std::optional<FileURL>& folder);
+    void goTo(UserFolder folder);
     void resizeIcons(double by);
     void viewAs(BrowserViewMode mode);
     void changePreferences(const std::function<void(FolderViewPreferences&)>& change);

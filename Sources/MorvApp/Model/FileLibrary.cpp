@@ -273,8 +273,8 @@ void FileLibrary::appendReferences(const UUID& id, const std::vector<FileURL>& u
     changeReferences(id, [urls](const Workspace& workspace) { return workspace.adding(urls); });
 }
 
-void FileLibrary::removeReference(const UUID& id, const FileURL& url) {
-    changeReferences(id, [url](const Workspace& workspace) { return workspace.removing({url}); });
+void FileLibrary::removeReferences(const UUID& id, const std::vector<FileURL>& urls) {
+    changeReferences(id, [urls](const Workspace& workspace) { return workspace.removing(urls); });
 }
 
 } // namespace morv

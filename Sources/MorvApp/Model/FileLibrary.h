@@ -59,7 +59,7 @@ public:
     void removeWorkspace(const UUID& id);
     /// Adds those that are not in it yet. Nothing happens when the workspace has gone.
     void appendReferences(const UUID& id, const std::vector<FileURL>& urls);
-    void removeReference(const UUID& id, const FileURL& url);
+    void removeReferences(const UUID& id, const std::vector<FileURL>& urls);
 
 Q_SIGNALS:
     void favouritesChanged();

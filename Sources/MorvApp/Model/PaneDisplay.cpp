@@ -25,10 +25,20 @@ EntryOrder PaneDisplay::ungrouped() const {
                        : pane_.displayedOrder();
 }
 
+/// Kept for as long as they hold: asking which calendar and zone the user has takes longer than grouping what
+/// has just been read.
+HeadingDays PaneDisplay::days() const {
+    const auto now = now_();
+    if (signature_ && signature_->grouping == FileGrouping::date && !(now < signature_->days.today) &&
+        now < signature_->days.tomorrow)
+        return signature_->days;
+    return HeadingDays::around(DayCalendar::current(), now);
+}
+
 bool PaneDisplay::refresh(FileGrouping grouping) {
     Signature signature{pane_.displayRevision(), overrideRevision_, grouping, {}};
     if (grouping == FileGrouping::date)
-        signature.days = HeadingDays::around(DayCalendar::current(), now_());
+        signature.days = days();
     const bool wasNarrowed =
         std::exchange(isNarrowed_, !override_ && pane_.selectedDownloadsGroup() != nullptr);
     if (signature == signature_ && !wasNarrowed && !isNarrowed_)

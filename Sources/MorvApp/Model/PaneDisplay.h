@@ -56,6 +56,7 @@ private:
     };
 
     EntryOrder ungrouped() const;
+    HeadingDays days() const;
 
     const PaneModel& pane_;
     Clock now_;

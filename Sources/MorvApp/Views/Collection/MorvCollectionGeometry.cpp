@@ -44,8 +44,8 @@ void MorvCollectionView::relayout() {
     column_ = current_ >= 0 && current_ < count() ? layout_.columnOf(current_) : 0;
     hovered_ = -1;
     placeEditor();
-    insights_->changed();
-    thumbnails_->changed();
+    insights_->grown();
+    thumbnails_->grown();
     viewport()->update();
 }
 

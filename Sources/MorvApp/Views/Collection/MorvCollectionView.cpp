@@ -86,7 +86,7 @@ MorvCollectionView::MorvCollectionView(AppModel& app, PaneModel& shownPane, cons
         case NoticeAction::goBack:
             return performLater(FileCommand::back);
         case NoticeAction::tryAgain:
-            return pane_.refresh();
+            return pane_.retry();
         case NoticeAction::cancel:
             return pane_.cancelLoading();
         case NoticeAction::showHidden:

@@ -71,6 +71,11 @@ void VisibleThumbnails::changed() {
     rest_.start();
 }
 
+void VisibleThumbnails::grown() {
+    if (!rest_.isActive())
+        rest_.start();
+}
+
 void VisibleThumbnails::redraw() {
     for (auto& [key, shown] : shown_)
         shown.size = 0;

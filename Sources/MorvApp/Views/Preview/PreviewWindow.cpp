@@ -34,8 +34,8 @@ bool holds(const EntryList& entries, const FileEntry& wanted) {
 
 } // namespace
 
-PreviewWindow::PreviewWindow(AppModel& app, SelectNeighbour selectNeighbour, QWidget* owner)
-    : QWidget(owner, Qt::Window), app_(app), selectNeighbour_(std::move(selectNeighbour)),
+PreviewWindow::PreviewWindow(AppModel& app, Subjects subjects, QWidget* owner)
+    : QWidget(owner, Qt::Window), app_(app), subjects_(std::move(subjects)),
       pane_(new PreviewPane(app, PreviewPane::Detail::viewer, this)) {
     setObjectName(QStringLiteral("previewWindow"));
     setMinimumSize(smallestSize);
@@ -55,6 +55,7 @@ PreviewWindow::PreviewWindow(AppModel& app, SelectNeighbour selectNeighbour, QWi
     connect(pane_, &PreviewPane::opened, this, &QWidget::close);
     connect(&app_, &AppModel::activePaneUpdated, this, &PreviewWindow::follow);
     connect(&app_, &AppModel::activePaneChanged, this, &PreviewWindow::follow);
+    connect(&app_, &AppModel::selectedWorkspaceChanged, this, &PreviewWindow::follow);
 }
 
 void PreviewWindow::addKey(const QKeySequence& key, std::function<void()> action) {
@@ -81,7 +82,7 @@ void PreviewWindow::toggle() {
         close();
         return;
     }
-    if (app_.currentPane().selectedEntries().empty())
+    if (subjects_.selected().empty())
         return;
     if (!testAttribute(Qt::WA_Resized))
         place();
@@ -111,13 +112,15 @@ void PreviewWindow::follow() {
     if (!isVisible())
         return;
     const auto& files = app_.currentPane();
-    const auto selected = files.selectedEntries();
+    const auto selected = subjects_.selected();
     const auto& shownEntry = pane_->entry();
     if (!selected.empty()) {
         const auto place = shownEntry ? placeOf(selected, *shownEntry) : selected.size();
         const auto next = place < selected.size() ? place : 0;
         return showEntry(*selected[next], next, selected.size());
     }
+    if (app_.selectedWorkspaceID())
+        return pane_->clear();
     const bool isGone = shownEntry && shownEntry->url().parent() == files.location() && !files.isLoading() &&
                         !holds(files.entries(), *shownEntry);
     if (isGone)
@@ -127,9 +130,9 @@ void PreviewWindow::follow() {
 }
 
 void PreviewWindow::step(int by) {
-    const auto selected = app_.currentPane().selectedEntries();
+    const auto selected = subjects_.selected();
     if (selected.size() < 2)
-        return selectNeighbour_(by);
+        return subjects_.selectNeighbour(by);
     const auto last = static_cast<std::int64_t>(selected.size()) - 1;
     const auto place =
         pane_->entry() ? static_cast<std::int64_t>(placeOf(selected, *pane_->entry())) : std::int64_t(0);

@@ -202,7 +202,7 @@ QToolButton#chip { border: 1px solid $separator; border-radius: 14px; padding: 4
 QToolButton#chip:checked { background: $selection; border-color: $accent; }
 QToolButton#chip:focus { border-color: $accent; background: $hover; }
 QToolButton#chip:checked:focus { background: $selection; border: 2px solid $accent; padding: 3px 11px; }
-QFrame#searchLine { background: $window; border-bottom: 1px solid $separator; }
+QFrame#searchLine, QFrame#readingLine { background: $window; border-bottom: 1px solid $separator; }
 QSplitter::handle { background: $separator; }
 QScrollArea#columnsView, QWidget#columnsContent { background: $content; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }

@@ -97,7 +97,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
         if (command == FileCommand::editPath)
             pathBar_->beginEditing();
         else if (command == FileCommand::search)
-            search_->setFocus(Qt::ShortcutFocusReason);
+            beginSearch();
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
         else if (command == FileCommand::preview)
@@ -192,6 +192,11 @@ WorkspaceView& MainWindow::workspace() {
     if (!workspace_) {
         workspace_ = new WorkspaceView(app_, content_);
         content_->addWidget(workspace_);
+        connect(workspace_, &WorkspaceView::previewRequested, this, &MainWindow::togglePreview);
+        connect(workspace_, &WorkspaceView::selectionChanged, this, [this] {
+            if (preview_)
+                preview_->follow();
+        });
     }
     return *workspace_;
 }
@@ -212,6 +217,13 @@ void MainWindow::focusContent() {
         workspace().setFocus();
     else
         tabs_->focusActive();
+}
+
+void MainWindow::beginSearch() {
+    if (app_.selectedWorkspaceID())
+        workspace().beginQuery();
+    else
+        search_->setFocus(Qt::ShortcutFocusReason);
 }
 
 void MainWindow::fillWorkspaceMenu() {
@@ -252,8 +264,19 @@ void MainWindow::hideEvent(QHideEvent* event) {
 
 void MainWindow::togglePreview() {
     if (!preview_)
-        preview_ = new PreviewWindow(
-            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+        preview_ = new PreviewWindow(app_,
+                                     {[this] {
+                                          return app_.selectedWorkspaceID()
+                                                     ? workspace().selectedEntries()
+                                                     : app_.currentPane().selectedEntries();
+                                      },
+                                      [this](int by) {
+                                          if (app_.selectedWorkspaceID())
+                                              workspace().selectNeighbour(by);
+                                          else
+                                              collection().selectNeighbour(by);
+                                      }},
+                                     this);
     preview_->toggle();
 }
 
@@ -310,7 +333,7 @@ void MainWindow::showShareMenu() {
 void MainWindow::chooseFolder() {
     auto* dialog = askForFolder(*this, QStringLiteral("Open Folder"),
                                 [this](const FileURL& folder) { app_.open(folder); });
-    dialog->setDirectory(QFile::decodeName(QByteArray::fromStdString(app_.activePane().location().path())));
+    leadTo(*dialog, app_.activePane().location(), services_.pools);
 }
 
 QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString& icon) {

@@ -63,6 +63,7 @@ private:
     /// The tabs, or the workspace that is selected.
     void showContent();
     void focusContent();
+    void beginSearch();
     void fillWorkspaceMenu();
     /// Shows or hides the sidebar and gives it the width it had.
     void settleSidebar();

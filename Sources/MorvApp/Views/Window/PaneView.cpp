@@ -6,6 +6,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/ReadingLine.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -30,6 +31,10 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, Brows
     title_->hide();
     column->addWidget(title_);
     column->addWidget(buildSearchLine());
+    readingLine_ = new ReadingLine(this);
+    connect(readingLine_, &ReadingLine::goUp, this,
+            [this] { goTo((columns_ ? columns_->model().focusedColumn() : pane_).location().parent()); });
+    column->addWidget(readingLine_);
     column->addWidget(new DownloadsBar(pane, this));
     followView();
     connect(&pane_, &PaneModel::preferencesChanged, this, &PaneView::followView);
@@ -66,6 +71,9 @@ void PaneView::followView() {
         files_ = gallery_ = new GalleryView(app_, pane_, actions_, sizes_, this);
     else
         files_ = collection_ = new MorvCollectionView(app_, pane_, actions_, {}, this);
+    if (columns_)
+        connect(&columns_->model(), &ColumnsModel::focusedChanged, this, &PaneView::followReading);
+    followReading();
     static_cast<QVBoxLayout*>(layout())->addWidget(files_, 1);
     setFocusProxy(files_);
     files_->show();
@@ -74,6 +82,10 @@ void PaneView::followView() {
     // At once: columns that nobody sees must not go on moving the window's current pane.
     delete before;
     collection().takeUpSelection();
+}
+
+void PaneView::followReading() {
+    readingLine_->follow(columns_ ? columns_->model().focusedColumn() : pane_);
 }
 
 void PaneView::goTo(const FileURL& folder) {

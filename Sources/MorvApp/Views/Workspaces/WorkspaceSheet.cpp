@@ -100,10 +100,11 @@ void WorkspaceSheet::showReferences() {
 }
 
 void WorkspaceSheet::addReferences() {
-    ReferencePanel::choose(this, app_.activePane().location(), [this](const std::vector<FileURL>& chosen) {
-        workspace_ = workspace_.adding(chosen);
-        showReferences();
-    });
+    ReferencePanel::choose(this, app_.activePane().location(), app_.services().pools,
+                           [this](const std::vector<FileURL>& chosen) {
+                               workspace_ = workspace_.adding(chosen);
+                               showReferences();
+                           });
 }
 
 void WorkspaceSheet::save() {
