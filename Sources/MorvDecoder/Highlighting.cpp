@@ -159,12 +159,12 @@ private:
 } // namespace
 
 std::size_t highlight(const std::string& name, std::string_view text, std::span<DecodedHighlight> place) {
-    const auto end = std::chrono::steady_clock::now() + longest;
     Highlights highlights(place);
     static auto& library = *new Library;
     srchilite::SourceHighlighter highlighter(rulesFor(library, name, text));
     highlighter.setFormatterManager(&library.tellers);
     highlighter.setOptimize(false);
+    const auto end = std::chrono::steady_clock::now() + longest;
     for (std::size_t start = 0; start < text.size() && std::chrono::steady_clock::now() < end;) {
         const auto line = text.substr(start, text.find('\n', start) - start);
         library.line.begin(line.size());

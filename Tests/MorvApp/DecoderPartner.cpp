@@ -58,7 +58,7 @@ std::string highlightsOf(std::string_view name, int canvas) {
     if (name == "a length that wraps around")
         told[1].length = 0xFFFFFFFF;
     if (name == "one over another")
-        told[1].start = 2;
+        told[1] = {1, 2, string};
     if (name == "out of order")
         std::swap(told[0], told[1]);
     if (name == "an empty one")
