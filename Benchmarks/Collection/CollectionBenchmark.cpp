@@ -11,6 +11,7 @@
 #include <QListView>
 #include <QMainWindow>
 #include <QScrollBar>
+#include <QWindow>
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -110,7 +111,8 @@ void measure(MorvServices& services, const FileURL& folder) {
     window.setCentralWidget(view);
     window.resize(windowSize);
     window.show();
-    serveUntil([&] { return view->count() == fileCount; });
+    // A window that is not exposed draws nothing, however often it is asked.
+    serveUntil([&] { return view->count() == fileCount && window.windowHandle()->isExposed(); });
     for (const auto& [name, mode, grouping] :
          {std::tuple{"grid", BrowserViewMode::grid, FileGrouping::none},
           std::tuple{"grid by kind", BrowserViewMode::grid, FileGrouping::kind},
@@ -154,7 +156,9 @@ void measure(MorvServices& services, const FileURL& folder) {
         list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
         list->setModel(&model);
         window.setCentralWidget(list);
-        list->repaint();
+        serveUntil([&] {
+            return list->isVisible() && list->verticalScrollBar()->maximum() > frames * list->height();
+        });
         std::printf("Qt's list view, %s\n", isGrid ? "icons" : "rows");
         print("a page further", scroll(*list, list->viewport()->height()));
         print("a notch of the wheel further", scroll(*list, 120));

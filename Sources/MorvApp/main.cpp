@@ -26,8 +26,10 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QSessionManager>
+#include <QTimer>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,6 +82,28 @@ std::optional<int> ended(const Forwarding& forwarding) {
     std::fprintf(stderr, "%s\n", forwarding.sentence.c_str());
     return ExitStatus::refused;
 }
+
+/// Tells when the window was drawn for the first time, and goes.
+class FirstPicture : public QObject {
+public:
+    FirstPicture(QWidget& window, std::function<void()> drawn) : QObject(&window), drawn_(std::move(drawn)) {
+        window.installEventFilter(this);
+    }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            watched->removeEventFilter(this);
+            // The picture is on its way when this event has been handled.
+            QTimer::singleShot(0, this, [this] {
+                drawn_();
+                deleteLater();
+            });
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> drawn_;
+};
 
 /// The process with its windows, or with the reason why there are none.
 class Morv : public QObject {
@@ -153,6 +177,7 @@ private:
             auto* window = new morv::ManagedFileWindow(*services_, clipboard_, at);
             connect(window, &morv::ManagedFileWindow::closed, &*life_, &morv::ProcessLife::review);
             connect(&*life_, &morv::ProcessLife::endingBegan, window, &QWidget::hide);
+            new FirstPicture(*window, [this] { volumes_->begin(); });
             return window;
         });
         connect(qApp, &QGuiApplication::commitDataRequest, this, &Morv::sessionEnds);

@@ -58,11 +58,11 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     key(Qt::Key_Return);
     EXPECT_FALSE(window->sheet());
     auto* sidebar = find<QTreeWidget>("sidebar");
-    auto* list = find<QTreeWidget>("references");
     ASSERT_TRUE(eventually(
         [&] { return !sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).isEmpty(); }));
     auto* row = sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front();
     QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, sidebar->visualItemRect(row).center());
+    auto* list = find<QTreeWidget>("references");
     ASSERT_TRUE(list->isVisible());
     EXPECT_TRUE(list->hasFocus());
     ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 4; })) << "two sections, two references";

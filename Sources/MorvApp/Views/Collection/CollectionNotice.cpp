@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Collection/CollectionNotice.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -19,6 +20,15 @@ namespace {
 constexpr int picture = 64;
 constexpr double pictureOpacity = 0.6;
 constexpr int widest = 560;
+
+const QString folderSymbol = QStringLiteral("folder");
+
+/// Folders look as they do everywhere else in the window.
+QPixmap pictureOf(const QString& symbol, IconCache& icons, qreal density) {
+    if (symbol == folderSymbol)
+        return FolderArt::render({}, Theme::shared().look().appearance, picture, density);
+    return icons.named(symbol, picture, density);
+}
 
 QString words(NoticeAction action) {
     switch (action) {
@@ -54,7 +64,7 @@ int paintNoticeWords(QPainter& painter, const QRect& area, const CollectionNotic
     if (symbolHeight > 0) {
         painter.setOpacity(pictureOpacity);
         painter.drawPixmap(QPoint(area.center().x() - picture / 2, y),
-                           icons.named(notice.symbol, picture, painter.device()->devicePixelRatioF()));
+                           pictureOf(notice.symbol, icons, painter.device()->devicePixelRatioF()));
         painter.setOpacity(1);
         y += symbolHeight;
     }
@@ -126,12 +136,12 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
                                 pane_.searchNote() ? shown(*pane_.searchNote()) : QString(),
                                 {}};
     if (pane_.loadedLocation() && pane_.kindFilter())
-        return CollectionNotice{QStringLiteral("folder-open"),
+        return CollectionNotice{folderSymbol,
                                 QStringLiteral("Nothing of this kind here"),
                                 QStringLiteral("Only one kind of file is shown."),
                                 {}};
     if (pane_.loadedLocation()) {
-        CollectionNotice empty{QStringLiteral("folder-open"), QStringLiteral("This folder is empty"), {}, {}};
+        CollectionNotice empty{folderSymbol, QStringLiteral("This folder is empty"), {}, {}};
         if (pane_.preferences().showHidden) {
             empty.detail = QStringLiteral("What you paste or make here appears at once.");
         } else {

@@ -2,7 +2,6 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
-#include "MorvApp/Views/Inspector/InspectorPanel.h"
 #include "MorvApp/Views/Inspector/InspectorSplit.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/FolderDialog.h"
@@ -78,12 +77,11 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    tabs_ = new TabArea(app_, *actions_, content);
-    column->addWidget(buildToolbar());
+    column->addWidget(buildToolbar(content));
     column->addWidget(line(content));
-    column->addWidget(buildErrorLine());
+    column->addWidget(buildErrorLine(content));
     column->addWidget(new TrashBand(services_, content));
-    column->addWidget(withRail(buildBody()), 1);
+    column->addWidget(buildBody(content), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
@@ -102,7 +100,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
         else if (command == FileCommand::preview)
             togglePreview();
         else if (command == FileCommand::info)
-            inspected_->panel().setFocus(Qt::ShortcutFocusReason);
+            inspected_->takeKeyboard();
         else if (command == FileCommand::share)
             showShareMenu();
         else if (command == FileCommand::closeWindow)
@@ -126,7 +124,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     connect(sheets_, &SheetHost::leaving, this, &MainWindow::focusContent);
     connect(&app_, &AppModel::activePaneChanged, this, &MainWindow::followPane);
     connect(&app_, &AppModel::activePaneUpdated, this, &MainWindow::updateTitle);
-    followPane();
+    updateTitle();
     updateError();
     tabs_->focusActive();
 }
@@ -149,41 +147,54 @@ Sheet* MainWindow::sheet() const {
     return sheets_->sheet();
 }
 
-QWidget* MainWindow::buildBody() {
-    body_ = new QSplitter(this);
+// Everything is made where it stays: a widget that changes its parent is styled again with all that is in it. What
+// is not seen at first is made when it is.
+QWidget* MainWindow::buildBody(QWidget* parent) {
+    auto* whole = new QWidget(parent);
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    body_ = new QSplitter(whole);
     body_->setChildrenCollapsible(false);
     body_->setHandleWidth(1);
     sidebar_ = new Sidebar(app_, Sidebar::Form::full, body_);
     body_->addWidget(sidebar_);
-    content_ = new QStackedWidget(body_);
+    inspected_ = new InspectorSplit(app_, body_);
+    content_ = new QStackedWidget(inspected_);
+    tabs_ = new TabArea(app_, *actions_, content_);
     content_->addWidget(tabs_);
-    workspace_ = new WorkspaceView(app_, content_);
-    content_->addWidget(workspace_);
-    inspected_ = new InspectorSplit(app_, content_, body_);
-    connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
+    inspected_->setContent(content_);
+    connect(inspected_, &InspectorSplit::ended, this, &MainWindow::focusContent);
     body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
     connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
     connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
     connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
-    return body_;
-}
-
-QWidget* MainWindow::withRail(QWidget* body) {
-    auto* whole = new QWidget(this);
-    auto* row = new QHBoxLayout(whole);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(0);
-    rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
-    row->addWidget(rail_);
-    row->addWidget(body, 1);
-    connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    row->addWidget(body_, 1);
     return whole;
 }
 
+Sidebar& MainWindow::rail() {
+    if (!rail_) {
+        auto* whole = body_->parentWidget();
+        rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
+        static_cast<QHBoxLayout*>(whole->layout())->insertWidget(0, rail_);
+        connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    }
+    return *rail_;
+}
+
+WorkspaceView& MainWindow::workspace() {
+    if (!workspace_) {
+        workspace_ = new WorkspaceView(app_, content_);
+        content_->addWidget(workspace_);
+    }
+    return *workspace_;
+}
+
 void MainWindow::showContent() {
-    QWidget* wanted = app_.selectedWorkspaceID() ? static_cast<QWidget*>(workspace_) : tabs_;
+    QWidget* wanted = app_.selectedWorkspaceID() ? static_cast<QWidget*>(&workspace()) : tabs_;
     if (content_->currentWidget() == wanted)
         return;
     const bool hadFocus = content_->isAncestorOf(QApplication::focusWidget());
@@ -195,7 +206,7 @@ void MainWindow::showContent() {
 
 void MainWindow::focusContent() {
     if (app_.selectedWorkspaceID())
-        workspace_->setFocus();
+        workspace().setFocus();
     else
         tabs_->focusActive();
 }
@@ -217,7 +228,8 @@ void MainWindow::settleSidebar() {
     using Mode = SidebarColumn::Mode;
     const bool isShown = app_.showSidebar();
     sidebar_->setVisible(isShown);
-    rail_->setVisible(!isShown);
+    if (rail_ || !isShown)
+        rail().setVisible(!isShown);
     const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, sidebar_->width());
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
@@ -278,7 +290,7 @@ void MainWindow::carryOut(FileCommand command) {
 }
 
 void MainWindow::toggleInfo() {
-    if (!inspected_->panel().hasKeyboard())
+    if (!inspected_->hasKeyboard())
         return app_.perform(FileCommand::info);
     app_.setShowInspector(false);
 }
@@ -310,8 +322,8 @@ QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString&
     return button;
 }
 
-QWidget* MainWindow::buildToolbar() {
-    auto* bar = new QFrame(this);
+QWidget* MainWindow::buildToolbar(QWidget* parent) {
+    auto* bar = new QFrame(parent);
     bar->setObjectName(QStringLiteral("bar"));
     auto* row = new QHBoxLayout(bar);
     row->setContentsMargins(Space::small, Space::small, Space::small, Space::small);
@@ -382,8 +394,8 @@ void MainWindow::buildSortMenu(QToolButton* button) {
     button->setPopupMode(QToolButton::InstantPopup);
 }
 
-QWidget* MainWindow::buildErrorLine() {
-    auto* frame = new QFrame(this);
+QWidget* MainWindow::buildErrorLine(QWidget* parent) {
+    auto* frame = new QFrame(parent);
     frame->setObjectName(QStringLiteral("errorLine"));
     auto* row = new QHBoxLayout(frame);
     row->setContentsMargins(Space::large, Space::tiny, Space::small, Space::tiny);
