@@ -1,10 +1,12 @@
 // The preview in its window, by real keys: what it shows, and what it shows of hostile or slow files.
 #include "MorvApp/Model/MediaDecoder.h"
+#include "MorvApp/Model/TextHighlighter.h"
 #include "MorvApp/Views/Preview/ArchiveListView.h"
 #include "MorvApp/Views/Preview/PreviewCanvas.h"
 #include "MorvApp/Views/Preview/PreviewStateView.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Preview/TextPreviewView.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Mutex.h"
@@ -16,10 +18,13 @@
 #include <QImage>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QScopeGuard>
 #include <QTextBlock>
+#include <QTextLayout>
 #include <QTreeView>
 #include <QWheelEvent>
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <memory>
 
@@ -71,11 +76,44 @@ private:
     mutable std::vector<MediaRequest> requests_ MORV_GUARDED_BY(mutex_);
 };
 
+/// Each "int" is a type. "slow.c" waits for the gate; of "hard.c" nothing is known in time.
+class FakeHighlighter : public TextHighlighter {
+public:
+    std::vector<TextHighlight> highlight(const HighlightRequest& request,
+                                         const std::stop_token& stop) const override {
+        if (request.name == "slow.c") {
+            gate.wait();
+            wasStopped = stop.stop_requested();
+        }
+        if (request.name == "hard.c")
+            throw MediaError("The file took too long to decode.");
+        std::vector<TextHighlight> found;
+        for (auto at = request.text.find("int"); at != std::string::npos;
+             at = request.text.find("int", at + 1))
+            found.push_back({at, 3, TextStyle::type});
+        return found;
+    }
+
+    mutable test::Gate gate;
+    mutable std::atomic<bool> wasStopped = false; ///< when the gate opened
+};
+
+/// What is coloured, in the order of the text: the words, a blank after each.
+QString coloured(const TextPreviewView& view, const QColor& colour) {
+    QString words;
+    for (auto block = view.document()->begin(); block.isValid(); block = block.next())
+        for (const auto& range : block.layout()->formats())
+            if (range.format.foreground().color() == colour)
+                words += block.text().mid(range.start, range.length) + QLatin1Char(' ');
+    return words;
+}
+
 class PreviewTest : public test::WindowTest {
 protected:
     void openWithDecoder() {
         services.emplace(environment());
         services->mediaDecoder = decoder;
+        services->textHighlighter = highlighter;
         window.emplace(*services, board, work);
         window->show();
         window->activateWindow();
@@ -102,7 +140,15 @@ protected:
         });
     }
 
+    bool showsWords(const QString& words) {
+        return eventually([&] {
+            return pane().content() == &pane().text() &&
+                   coloured(pane().text(), Theme::shared().colours().source.type) == words;
+        });
+    }
+
     std::shared_ptr<FakeDecoder> decoder = std::make_shared<FakeDecoder>();
+    std::shared_ptr<FakeHighlighter> highlighter = std::make_shared<FakeHighlighter>();
 };
 
 TEST_F(PreviewTest, spaceOpensArrowsMoveWithTheSelectionAndEscapeGivesTheKeyboardBack) {
@@ -230,6 +276,33 @@ TEST_F(PreviewTest, anAnswerThatComesLateIsDroppedAndAPictureIsAskedForLargerWhe
     EXPECT_TRUE(showsPicture("slow.png"));
     EXPECT_TRUE(pane().canvas().fits()) << "another picture is fitted";
     EXPECT_EQ(decoder->requests().size(), asked + 1) << "smaller asks for nothing";
+}
+
+TEST_F(PreviewTest, aTextIsThereAtOnceAndItsColoursComeLaterOrNever) {
+    file("hard.c", "int c;");
+    file("next.c", "char b; int c;");
+    file("slow.c", "int a; int b;");
+    openWithDecoder();
+    key(Qt::Key_End);
+    key(Qt::Key_Space);
+    ASSERT_TRUE(eventually([&] { return window->preview()->isActiveWindow(); }));
+    ASSERT_TRUE(highlighter->gate.waitUntilReached());
+    EXPECT_TRUE(showsWords({}));
+    EXPECT_EQ(pane().text().toPlainText(), QStringLiteral("int a; int b;"));
+    key(Qt::Key_Left);
+    EXPECT_TRUE(showsWords(QStringLiteral("int ")));
+    highlighter->gate.open();
+    EXPECT_TRUE(eventually([&] { return highlighter->wasStopped.load(); })) << "nobody waits for it any more";
+    key(Qt::Key_Right);
+    EXPECT_TRUE(showsWords(QStringLiteral("int int ")));
+    const auto back = qScopeGuard([] { Theme::shared().apply(Look{}); });
+    Theme::shared().apply(Appearance::dark);
+    EXPECT_TRUE(showsWords(QStringLiteral("int int "))) << "in the colours of the new look";
+    key(Qt::Key_Left);
+    key(Qt::Key_Left);
+    EXPECT_TRUE(eventually([&] { return shows("hard.c") && pane().content() == &pane().text(); }));
+    EXPECT_TRUE(showsWords({}));
+    EXPECT_EQ(pane().text().toPlainText(), QStringLiteral("int c;"));
 }
 
 TEST_F(PreviewTest, pagesTurnWithinTheDocument) {
@@ -366,6 +439,24 @@ TEST(PreviewTextView, aLineWithoutEndIsQuickAndCopiedWhole) {
     view.copy();
     EXPECT_TRUE(text.contains(QApplication::clipboard()->text()));
     EXPECT_EQ(QApplication::clipboard()->text().count(QLatin1Char('\n')), 1);
+}
+
+TEST(PreviewTextView, coloursStandWhereTheyBelongAlsoInLinesThatAreInPieces) {
+    TextPreviewView view(TextPreviewView::LineNumbers::hide, nullptr);
+    const QString line(TextPreviewView::longestPiece - 2, QLatin1Char('.'));
+    const auto text = QStringLiteral("/* one\n\ntwo */ ") + line + QStringLiteral("abcd\nlast");
+    view.setPreview({text, "UTF-8", true});
+    const auto at = [&](const char* word) {
+        return static_cast<std::size_t>(text.indexOf(QLatin1String(word)));
+    };
+    view.setHighlights({{0, at(" .."), TextStyle::comment},
+                        {at("abcd"), 4, TextStyle::type},
+                        {at("last"), 4, TextStyle::type}});
+    const auto& colours = Theme::shared().colours().source;
+    EXPECT_EQ(coloured(view, colours.comment), QStringLiteral("/* one two */ "));
+    EXPECT_EQ(coloured(view, colours.type).remove(QLatin1Char(' ')), QStringLiteral("abcdlast"));
+    view.setPreview({text, "UTF-8", true});
+    EXPECT_TRUE(coloured(view, colours.type).isEmpty()) << "another text has its own";
 }
 
 TEST(PreviewCanvas, zoomsAroundThePointerAndKeepsThePictureInSight) {

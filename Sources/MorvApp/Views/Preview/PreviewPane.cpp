@@ -347,8 +347,22 @@ void PreviewPane::readText() {
             showTitle();
             text_->setPreview(preview);
             showContent(text_);
+            highlight(preview.text);
         },
         [this](const std::exception_ptr& failure) { showFailure(failure); });
+}
+
+void PreviewPane::highlight(const QString& text) {
+    if (!app_.services().textHighlighter)
+        return;
+    reading_ = tasks_.run(
+        TaskLane::reading,
+        [highlighter = app_.services().textHighlighter, name = subject().name,
+         text](const std::stop_token& stop) { return previewHighlights(*highlighter, name, text, stop); },
+        [this](std::vector<TextHighlight> highlights) { text_->setHighlights(std::move(highlights)); },
+        [](const std::exception_ptr&) {
+            // A text without colours is a preview, too.
+        });
 }
 
 void PreviewPane::readArchive() {

@@ -88,6 +88,7 @@ private:
     void showFailure(const std::exception_ptr& failure);
     QPixmap picture(int size);
     void readText();
+    void highlight(const QString& text);
     void readArchive();
     void glanceAtFolder();
     int fittingSide() const;
