@@ -1,5 +1,6 @@
 // Preloaded into a program: writes to MORV_PAINT_LOG when each picture of a window goes to the X server, as
-// nanoseconds of the monotonic clock and the size in pixels. The program measured needs no hook of its own.
+// nanoseconds of the monotonic clock, the size in pixels and the nanoseconds of computing that the process has needed
+// so far. The program measured needs no hook of its own.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,12 @@
 
 namespace {
 
+long long nanoseconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
 void note(int width, int height) {
     static std::FILE* const log = [] {
         const char* path = std::getenv("MORV_PAINT_LOG");
@@ -17,10 +24,8 @@ void note(int width, int height) {
     }();
     if (!log)
         return;
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    std::fprintf(log, "%lld %d %d\n", static_cast<long long>(now.tv_sec) * 1'000'000'000 + now.tv_nsec, width,
-                 height);
+    std::fprintf(log, "%lld %d %d %lld\n", nanoseconds(CLOCK_MONOTONIC), width, height,
+                 nanoseconds(CLOCK_PROCESS_CPUTIME_ID));
     std::fflush(log);
 }
 

@@ -26,8 +26,10 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QSessionManager>
+#include <QTimer>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,6 +83,28 @@ std::optional<int> ended(const Forwarding& forwarding) {
     return ExitStatus::refused;
 }
 
+/// Tells when the window was drawn for the first time, and goes.
+class FirstPicture : public QObject {
+public:
+    FirstPicture(QWidget& window, std::function<void()> drawn) : QObject(&window), drawn_(std::move(drawn)) {
+        window.installEventFilter(this);
+    }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            watched->removeEventFilter(this);
+            // The picture is on its way when this event has been handled.
+            QTimer::singleShot(0, this, [this] {
+                drawn_();
+                deleteLater();
+            });
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> drawn_;
+};
+
 /// The process with its windows, or with the reason why there are none.
 class Morv : public QObject {
 public:
@@ -133,7 +157,9 @@ private:
                     QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
                 morv::MorvServices::defaultsFile());
         services_->itemSender = std::make_shared<morv::MailSender>();
-        services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        const auto decoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        services_->mediaDecoder = decoder;
+        services_->textHighlighter = decoder;
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);
@@ -151,6 +177,7 @@ private:
             auto* window = new morv::ManagedFileWindow(*services_, clipboard_, at);
             connect(window, &morv::ManagedFileWindow::closed, &*life_, &morv::ProcessLife::review);
             connect(&*life_, &morv::ProcessLife::endingBegan, window, &QWidget::hide);
+            new FirstPicture(*window, [this] { volumes_->begin(); });
             return window;
         });
         connect(qApp, &QGuiApplication::commitDataRequest, this, &Morv::sessionEnds);
@@ -240,5 +267,9 @@ int main(int argc, char** argv) {
     Morv morv(std::move(arguments));
     if (const auto status = morv.start(alone))
         return *status;
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // The services are never released: what was chosen in the last second is still to be written.
+    if (auto* services = morv::MorvRuntime::shared().services())
+        services->defaults.save();
+    return status;
 }

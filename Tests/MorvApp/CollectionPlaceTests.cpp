@@ -107,6 +107,7 @@ TEST_F(CollectionPlaceTest, whatIsInSightStaysThereInAnotherWidth) {
     files(300);
     open();
     key(Qt::Key_Escape);
+    window->resize(1440, 900);
     view().verticalScrollBar()->setValue(view().verticalScrollBar()->maximum() / 2);
     const int scrolled = view().verticalScrollBar()->value();
     const auto first = top();

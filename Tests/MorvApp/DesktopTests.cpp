@@ -43,6 +43,7 @@ TEST_F(SystemVolumesTest, aMountIsListedWhileItStandsAndGoesWhenItIsEjected) {
     if (geteuid() != 0 || !succeeds(QStringLiteral("mkfs.ext2"), {QStringLiteral("-q"), text(image)}))
         GTEST_SKIP() << "Only root can mount.";
     SystemVolumes volumes(pools);
+    volumes.begin();
     int notices = 0;
     QObject::connect(&volumes, &VolumeSource::volumesChanged, [&] { ++notices; });
     ASSERT_TRUE(eventually([&] { return !volumes.mountedVolumes().empty(); }));
@@ -80,6 +81,7 @@ TEST_F(SystemVolumesTest, syncFoldersAreCloudLocations) {
     std::filesystem::create_directory(home() / "Nextcloud");
     std::ofstream(home() / "Dropbox") << "a file, no folder";
     SystemVolumes volumes(pools);
+    volumes.begin();
     ASSERT_TRUE(eventually([&] { return !volumes.cloudLocations().empty(); }));
     EXPECT_EQ(volumes.cloudLocations(), (std::vector{Volume{FileURL::folder((home() / "Nextcloud").string()),
                                                             "Nextcloud", true, false}}));
@@ -185,10 +187,11 @@ TEST_F(DefaultFolderHandlerTest, fromAnyThreadTheSameIsRemembered) {
     ASSERT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
     model.makeDefault();
     ASSERT_TRUE(eventually([&] { return model.state() && model.state()->isMorv; }));
-    EXPECT_EQ(defaults.replacedFolderHandler(), "other.desktop");
+    const auto kept = [] { return UserDefaults(MorvServices::defaultsFile()).replacedFolderHandler(); };
+    EXPECT_EQ(kept(), "other.desktop");
     model.restore();
     EXPECT_TRUE(eventually([&] { return model.state() == FolderHandler::State{false, "other.desktop"}; }));
-    EXPECT_EQ(defaults.replacedFolderHandler(), "");
+    EXPECT_EQ(kept(), "");
 }
 
 } // namespace

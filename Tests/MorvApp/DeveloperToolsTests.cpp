@@ -101,6 +101,7 @@ TEST_F(DeveloperToolsTest, anEditorIsAskedForOnceAndStaysChosen) {
     app->perform(FileCommand::editor);
     EXPECT_FALSE(app->sheet());
     EXPECT_TRUE(opens(editor, work));
+    ASSERT_TRUE(services->defaults.save());
     EXPECT_EQ(UserDefaults(configurationHome().child("Morv").child("Morv.conf")).editorApplication(), editor)
         << "in the next process too";
 

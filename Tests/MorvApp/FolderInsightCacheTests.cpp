@@ -33,14 +33,16 @@ protected:
     }
 
     std::atomic<bool> isOpen = true; ///< while it is not, scans stand at their beginning
+    std::string held;                ///< those of folders whose names begin like this
     std::atomic<int> begun = 0;
     Date now = Date::now();
     std::vector<std::pair<std::string, std::string>> answers;
     std::vector<FolderInsightWish> wishes;
     TaskPools pools;
-    FolderInsightCache cache{pools, std::make_shared<FolderInsightScanner>([this](const FileURL&) {
+    FolderInsightCache cache{pools, std::make_shared<FolderInsightScanner>([this](const FileURL& folder) {
                                  ++begun;
-                                 isOpen.wait(false);
+                                 if (folder.lastComponent().starts_with(held))
+                                     isOpen.wait(false);
                              }),
                              [this] { return now; }};
 };
@@ -112,6 +114,43 @@ TEST_F(FolderInsightCacheTest, twoScansRunAndWhatNobodyWishesForAnyMoreIsNotScan
     EXPECT_FALSE(cache.known(entry("3")));
     ask(entry("3"));
     ASSERT_TRUE(answered(4)) << "a folder that was withdrawn can be wished for again";
+}
+
+TEST_F(FolderInsightCacheTest, scansThatHangDoNotHoldUpTheOthers) {
+    isOpen = false;
+    held = "dead";
+    cache.setPatience(std::chrono::milliseconds(50));
+    const auto dead = entry("dead 1");
+    ask(dead);
+    ask(entry("dead 2"));
+    ask(entry("live"));
+    ASSERT_TRUE(answered(3));
+    using Answer = std::pair<std::string, std::string>;
+    EXPECT_THAT(answers,
+                testing::UnorderedElementsAre(Answer("dead 1", "Unavailable"),
+                                              Answer("dead 2", "Unavailable"), Answer("live", "0 items")));
+    EXPECT_EQ(cache.known(dead)->error, "This folder is not answering");
+    now.sinceReference += FolderInsightCache::freshFor + 1;
+    ask(dead);
+    EXPECT_EQ(answers.size(), 4U) << "while its scan hangs there is no other";
+    EXPECT_EQ(begun, 3);
+
+    // Not without end.
+    answers.clear();
+    for (std::size_t i = 0; i < FolderInsightCache::mostGivenUp + 1; ++i)
+        ask(entry("dead again " + std::to_string(i)));
+    ASSERT_TRUE(answered(FolderInsightCache::mostGivenUp - 2));
+    ask(entry("live too"));
+    EXPECT_TRUE(eventually([&] { return begun == FolderInsightCache::mostGivenUp + 3; }));
+    EXPECT_EQ(answers.size(), FolderInsightCache::mostGivenUp - 2);
+    isOpen = true;
+    isOpen.notify_all();
+    EXPECT_TRUE(answered(FolderInsightCache::mostGivenUp + 2)) << "and those that wait have their turn later";
+    EXPECT_TRUE(eventually([&] {
+        now.sinceReference += FolderInsightCache::freshFor + 1;
+        ask(dead);
+        return cache.known(dead)->countLabel() == "0 items";
+    })) << "a folder that answers again is scanned again";
 }
 
 TEST_F(FolderInsightCacheTest, theOldestGivesWayToThe301st) {

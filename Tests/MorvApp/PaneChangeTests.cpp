@@ -100,6 +100,49 @@ TEST_F(PaneChangeTest, onlyTheFolderOnTheScreenIsFollowed) {
     EXPECT_EQ(pane.entries().size(), 2U);
 }
 
+TEST_F(PaneChangeTest, aFolderThatHangsIsReadOnceHoweverOftenItIsAskedFor) {
+    file("a");
+    const auto other = folder("other");
+    folder("other/b");
+    struct Gate {
+        std::latch release{1};
+        std::atomic<int> begun = 0;
+    };
+    const auto gate = std::make_shared<Gate>();
+    const DirectoryService dead([gate](const FileURL& child) {
+        if (child.lastComponent() == "a" && ++gate->begun <= 2)
+            gate->release.wait();
+    });
+    PaneModel pane(work, services(dead));
+    ASSERT_TRUE(eventually([&] { return gate->begun == 1; }));
+    const auto ask = [&] {
+        for (int i = 0; i < 50; ++i)
+            pane.refresh();
+        pane.cancelLoading();
+        pane.refresh();
+    };
+    ask();
+    EXPECT_TRUE(pane.isLoading());
+    pass(silence);
+    EXPECT_EQ(gate->begun, 1);
+    pane.retry();
+    ASSERT_TRUE(eventually([&] { return gate->begun == 2; })) << "a person who asks is not refused";
+    ask();
+
+    pane.navigate(other, PaneModel::History::record);
+    ASSERT_TRUE(settled(pane)) << "another folder is read meanwhile";
+    EXPECT_THAT(displayed(pane), ElementsAre("b"));
+    pane.back();
+    ASSERT_TRUE(settled(pane)) << "coming back asks again";
+    ask();
+    EXPECT_TRUE(pane.isLoading());
+    gate->release.count_down();
+    ASSERT_TRUE(settled(pane)) << "what was due is read when the others are back";
+    EXPECT_THAT(displayed(pane), ElementsAre("a"));
+    EXPECT_TRUE(pane.loadedLocation());
+    EXPECT_FALSE(pane.error());
+}
+
 TEST_F(PaneChangeTest, aRunningReadingIsNotStartedAnewForEveryChange) {
     file("a");
     struct Gate {

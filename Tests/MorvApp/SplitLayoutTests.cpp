@@ -89,6 +89,7 @@ TEST_F(SplitLayoutTest, whatTheUserMovesIsKeptForTheNextRun) {
         EXPECT_EQ(registry.snapshots("primary"), (SplitFractions{{"panes", {0.5}}})) << "the last known";
     }
     EXPECT_THAT(registry.snapshots("primary"), IsEmpty());
+    ASSERT_TRUE(defaults.save());
     UserDefaults later(root.child("Morv.conf"));
     SplitLayoutRegistry next(later, Environment());
     FakeSplit split(1, 0);

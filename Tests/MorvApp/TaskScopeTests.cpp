@@ -3,10 +3,13 @@
 
 #include <QCoreApplication>
 #include <QThread>
+#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <future>
 #include <mutex>
 #include <numeric>
+#include <optional>
 
 namespace morv {
 namespace {
@@ -153,6 +156,112 @@ TEST(TaskScope, lanesDoNotStarveEachOtherAndRecordsKeepTheirOrder) {
     EXPECT_TRUE(std::ranges::is_sorted(written));
     EXPECT_EQ(written.size(), 200U);
     door.open();
+}
+
+const int threads = std::max(16, QThread::idealThreadCount());
+
+/// Readings that wait at a door.
+class HungReadings {
+public:
+    explicit HungReadings(TaskPools& pools) : scope_(std::in_place, pools) {}
+    ~HungReadings() { door_->open(); }
+
+    std::vector<TaskHandle> start(int number) {
+        std::vector<TaskHandle> handles;
+        for (int i = 0; i < number; ++i)
+            handles.push_back(scope_->run(
+                TaskLane::reading,
+                [door = door_, begun = begun_](const std::stop_token&) {
+                    ++*begun;
+                    door->pass();
+                },
+                [this] { ++returned; }, [](const std::exception_ptr&) {}));
+        return handles;
+    }
+    void release() { door_->open(); }
+    void abandon() { scope_.reset(); }
+    int begun() const { return *begun_; }
+    int returned = 0;
+
+private:
+    std::shared_ptr<Door> door_ = std::make_shared<Door>();
+    std::shared_ptr<std::atomic<int>> begun_ = std::make_shared<std::atomic<int>>(0);
+    std::optional<TaskScope> scope_;
+};
+
+bool reads(TaskPools& pools) {
+    TaskScope scope(pools);
+    bool done = false;
+    scope.run(
+        TaskLane::reading, [](const std::stop_token&) {}, [&] { done = true; },
+        [](const std::exception_ptr&) {});
+    return eventually([&] { return done; });
+}
+
+/// The most readings that are seen beside each other.
+int widest(TaskPools& pools) {
+    TaskScope scope(pools);
+    std::atomic<int> beside = 0, most = 0;
+    int done = 0;
+    constexpr int number = 200;
+    for (int i = 0; i < number; ++i)
+        scope.run(
+            TaskLane::reading,
+            [&](const std::stop_token&) {
+                const int present = ++beside;
+                for (int seen = most; seen < present && !most.compare_exchange_weak(seen, present);) {
+                }
+                QThread::yieldCurrentThread();
+                --beside;
+            },
+            [&] { ++done; }, [](const std::exception_ptr&) {});
+    EXPECT_TRUE(eventually([&] { return done == number; }));
+    return most;
+}
+
+TEST(TaskScope, aReadingThatHangsLendsItsThreadWhenItIsCancelledOrOverdue) {
+    enum class By { cancel, endOfTheScope, time };
+    for (const auto by : {By::cancel, By::endOfTheScope, By::time}) {
+        SCOPED_TRACE(static_cast<int>(by));
+        TaskPools pools;
+        if (by == By::time)
+            pools.setPatience(std::chrono::milliseconds(20));
+        HungReadings hung(pools);
+        auto handles = hung.start(threads);
+        ASSERT_TRUE(eventually([&] { return hung.begun() == threads; }));
+        if (by == By::cancel)
+            for (auto& handle : handles)
+                handle.cancel();
+        if (by == By::endOfTheScope)
+            hung.abandon();
+        EXPECT_TRUE(reads(pools));
+        pools.setPatience(std::chrono::hours(1));
+        hung.release();
+        if (by == By::time) {
+            EXPECT_TRUE(eventually([&] { return hung.returned == threads; }))
+                << "what only took long still arrives";
+        }
+        EXPECT_TRUE(eventually([&] { return widest(pools) <= threads; })) << "a lent thread is given back";
+    }
+}
+
+TEST(TaskScope, notMoreThanSoManyThreadsAreLent) {
+    TaskPools pools;
+    HungReadings hung(pools);
+    const int most = threads + TaskPools::mostLent;
+    for (auto& handle : hung.start(2 * most))
+        handle.cancel();
+    EXPECT_TRUE(eventually([&] { return hung.begun() == most; }));
+    TaskScope scope(pools);
+    bool isServed = false;
+    scope.run(
+        TaskLane::records, [](const std::stop_token&) {}, [&] { isServed = true; },
+        [](const std::exception_ptr&) {});
+    EXPECT_TRUE(eventually([&] { return isServed; }));
+    EXPECT_EQ(hung.begun(), most) << "the rest waits";
+    hung.release();
+    EXPECT_TRUE(reads(pools));
+    EXPECT_EQ(hung.begun(), 2 * most);
 }
 
 } // namespace

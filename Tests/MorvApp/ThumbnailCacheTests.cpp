@@ -19,8 +19,12 @@ public:
     MediaPicture make(const FileURL& file, int side, const std::stop_token&) const override {
         std::unique_lock lock(mutex_);
         begun_.emplace_back(file.lastComponent());
-        changed_.wait(lock, [&] { return permits_ > 0; });
-        --permits_;
+        if (file.lastComponent().starts_with("dead")) {
+            changed_.wait(lock, [&] { return isReleased_; });
+        } else {
+            changed_.wait(lock, [&] { return permits_ > 0; });
+            --permits_;
+        }
         if (fails)
             throw MediaError("damaged");
         auto pixels = std::make_shared<std::vector<std::byte>>(static_cast<std::size_t>(side * side * 4));
@@ -29,6 +33,12 @@ public:
     void permit(int count) {
         const std::lock_guard lock(mutex_);
         permits_ += count;
+        changed_.notify_all();
+    }
+    /// Those of files called dead….
+    void release() {
+        const std::lock_guard lock(mutex_);
+        isReleased_ = true;
         changed_.notify_all();
     }
     std::vector<std::string> begun() const {
@@ -42,13 +52,17 @@ private:
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     mutable int permits_ = 0;
+    bool isReleased_ = false;
     mutable std::vector<std::string> begun_;
 };
 
 class ThumbnailCacheTest : public test::FolderTest {
 protected:
     ThumbnailCacheTest() { cache.setMaker(maker); }
-    ~ThumbnailCacheTest() override { maker->permit(1000); }
+    ~ThumbnailCacheTest() override {
+        maker->permit(1000);
+        maker->release();
+    }
 
     FileEntry photo(const std::string& name) { return DirectoryService::entry(file(name + ".jpg")); }
     ThumbnailCache::Wish ask(const FileEntry& entry, int size = 10) {
@@ -134,6 +148,27 @@ TEST_F(ThumbnailCacheTest, aFailureIsTriedAgain) {
     ask(a);
     ASSERT_TRUE(answered(2));
     EXPECT_THAT(answers, ElementsAre("a.jpg none", "a.jpg"));
+}
+
+TEST_F(ThumbnailCacheTest, requestsThatHangDoNotHoldUpTheOthers) {
+    cache.setPatience(std::chrono::milliseconds(50));
+    const auto dead = photo("dead");
+    ask(dead);
+    for (int i = 1; i < 6; ++i)
+        ask(photo("dead " + std::to_string(i)));
+    ask(photo("live"));
+    maker->permit(1);
+    ASSERT_TRUE(answered(7));
+    EXPECT_EQ(answers.back(), "live.jpg");
+    EXPECT_EQ(std::ranges::count(answers, "dead.jpg none"), 1);
+    ask(dead);
+    EXPECT_EQ(answers.size(), 8U) << "while it hangs it has no picture";
+    EXPECT_EQ(maker->begun().size(), 7U);
+    maker->release();
+    EXPECT_TRUE(eventually([&] {
+        ask(dead);
+        return static_cast<bool>(cache.known(dead, 10));
+    })) << "and can be asked for again when it is back";
 }
 
 TEST_F(ThumbnailCacheTest, keepsWhatWasAskedForLastWithinItsBounds) {

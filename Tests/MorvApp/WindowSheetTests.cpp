@@ -1,12 +1,20 @@
 // Reviews, tags, workspaces, quick actions, keys: what a hand does in a sheet over the window.
+#include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvCore/Folders/FileTagMetadata.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
+#include <QContextMenuEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTreeView>
 #include <QTreeWidget>
+#include <filesystem>
+#include <sqlite3.h>
 
 namespace morv {
 namespace {
@@ -56,13 +64,13 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     EXPECT_TRUE(window->sheet()) << "a workspace has a name";
     type(QStringLiteral("Harbour"));
     key(Qt::Key_Return);
-    EXPECT_FALSE(window->sheet());
+    ASSERT_TRUE(eventually([&] { return !window->sheet(); }));
     auto* sidebar = find<QTreeWidget>("sidebar");
-    auto* list = find<QTreeWidget>("references");
     ASSERT_TRUE(eventually(
         [&] { return !sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).isEmpty(); }));
     auto* row = sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front();
     QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, sidebar->visualItemRect(row).center());
+    auto* list = find<QTreeWidget>("references");
     ASSERT_TRUE(list->isVisible());
     EXPECT_TRUE(list->hasFocus());
     ASSERT_TRUE(eventually([&] { return list->topLevelItemCount() == 4; })) << "two sections, two references";
@@ -85,9 +93,92 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     ASSERT_TRUE(settled());
     app().openWorkspace(0);
     ASSERT_TRUE(list->isVisible());
-    app().library().removeWorkspace(*app().selectedWorkspaceID());
+    sidebar->setCurrentItem(sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front());
+    for (const auto* answer : {"Keep", "Remove Workspace"}) {
+        QContextMenuEvent asked(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+        QCoreApplication::sendEvent(sidebar->viewport(), &asked);
+        auto* menu = sidebar->findChild<QMenu*>();
+        ASSERT_TRUE(menu);
+        for (auto* action : menu->actions())
+            if (action->text() == QStringLiteral("Remove Workspace…"))
+                action->trigger();
+        menu->close();
+        auto* box = sidebar->findChild<QMessageBox*>(QStringLiteral("confirmRemoval"));
+        ASSERT_TRUE(box);
+        EXPECT_EQ(box->defaultButton()->text(), QStringLiteral("Keep"));
+        for (auto* button : box->buttons())
+            if (button->text() == QLatin1String(answer))
+                QTest::mouseClick(button, Qt::LeftButton);
+        ASSERT_TRUE(
+            eventually([&] { return !sidebar->findChild<QMessageBox*>() && !sidebar->findChild<QMenu*>(); }));
+    }
     EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
+    EXPECT_THAT(app().library().workspaceList(), IsEmpty());
     EXPECT_TRUE(exists(original));
+}
+
+TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
+    file("hidden behind.txt");
+    std::vector<FileURL> originals;
+    for (int i = 0; i < 60; ++i)
+        originals.push_back(file("note " + std::to_string(i) + ".txt", "text"));
+    open();
+    key(Qt::Key_A, Qt::ControlModifier);
+    app().addTab();
+    app().changeTab(-1);
+    ASSERT_TRUE(settled());
+    Workspace workspace{UUID::random(), "Harbour", originals, "teal", Date::now()};
+    app().library().saveWorkspace(workspace);
+    ASSERT_TRUE(eventually([&] { return app().library().workspaceList().size() == 1; }));
+    app().openWorkspace(0);
+    auto* list = find<QTreeWidget>("references");
+    ASSERT_TRUE(eventually([&] { return list->isVisible() && list->topLevelItemCount() == 61; }));
+    ASSERT_TRUE(list->hasFocus());
+
+    key(Qt::Key_F, Qt::ControlModifier);
+    type(QStringLiteral("note 1"));
+    EXPECT_TRUE(app().selectedWorkspaceID()) << "its own field, and not that of the files behind it";
+    EXPECT_EQ(list->topLevelItemCount(), 12);
+    find<QLineEdit>("workspaceQuery")->clear();
+    list->setFocus();
+
+    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
+    const int scrolled = list->verticalScrollBar()->value();
+    ASSERT_GT(scrolled, 0);
+    std::filesystem::remove(originals[3].path());
+    app().refresh();
+    ASSERT_TRUE(eventually([&] {
+        return list->topLevelItem(list->topLevelItemCount() - 2)->text(0) ==
+               QStringLiteral("Unavailable References");
+    }));
+    EXPECT_EQ(list->verticalScrollBar()->value(), scrolled) << "a check leaves the list where it is";
+
+    list->setCurrentItem(list->topLevelItem(1));
+    key(Qt::Key_Space);
+    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isVisible(); }));
+    EXPECT_EQ(window->preview()->pane().entry()->url(), originals[0]);
+    QTest::keyClick(window->preview(), Qt::Key_Down);
+    EXPECT_TRUE(eventually([&] { return window->preview()->pane().entry()->url() == originals[1]; }));
+    window->preview()->close();
+
+    list->setFocus();
+    list->clearSelection();
+    list->topLevelItem(1)->setSelected(true);
+    list->topLevelItem(2)->setSelected(true);
+    key(Qt::Key_Delete);
+    EXPECT_TRUE(eventually([&] { return app().library().workspaceList().front().references.size() == 58; }));
+    EXPECT_TRUE(exists(originals[0]));
+
+    ASSERT_FALSE(app().activePane().selection().empty());
+    app().perform(FileCommand::newWorkspace);
+    EXPECT_TRUE(app().workspaceDraft().empty()) << "what is selected behind it is no draft";
+    app().closeSheet();
+    key(Qt::Key_1, Qt::AltModifier);
+    EXPECT_FALSE(app().selectedWorkspaceID()) << "the tab that is active already, too";
+    app().openWorkspace(0);
+    app().perform(FileCommand::closeTab);
+    EXPECT_FALSE(app().selectedWorkspaceID());
+    EXPECT_EQ(app().tabs().size(), 2U) << "no tab that nobody sees";
 }
 
 TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
@@ -123,6 +214,35 @@ TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
         << "in a field Return belongs to the field";
     services->keys.resetAll();
     ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aWorkspaceThatCouldNotBeSavedIsNotLost) {
+    const auto original = file("plan.txt");
+    open();
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open((root.path() + "/data/deep/Morv/Morv.sqlite").c_str(), &database), SQLITE_OK);
+    const auto tell = [&](const char* statement) {
+        EXPECT_EQ(sqlite3_exec(database, statement, nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+    };
+    tell("CREATE TRIGGER refuse BEFORE INSERT ON records WHEN NEW.key LIKE 'workspace/%' "
+         "BEGIN SELECT RAISE(ABORT, 'no room'); END");
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_N, Qt::ControlModifier | Qt::AltModifier);
+    type(QStringLiteral("Harbour"));
+    key(Qt::Key_Return);
+    auto* problem = find<QLabel>("warning");
+    ASSERT_TRUE(eventually([&] { return problem->isVisible(); }));
+    EXPECT_TRUE(problem->text().contains(QStringLiteral("no room"))) << problem->text().toStdString();
+    ASSERT_TRUE(window->sheet());
+    tell("DROP TRIGGER refuse");
+    sqlite3_close(database);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([&] { return !window->sheet(); }));
+    const auto& list = services->library.workspaceList();
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list.front().name, "Harbour");
+    EXPECT_THAT(list.front().references, ElementsAre(original));
 }
 
 TEST_F(WindowTest, aReviewKeepsWhatTheUserUncheckedWhateverComesMeanwhile) {

@@ -1,6 +1,10 @@
 #include "MorvApp/Model/WorkspaceDetail.h"
+#include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Platform/UserFolders.h"
 #include "Tests/MorvApp/Support.h"
+
+#include <atomic>
+#include <latch>
 
 namespace morv {
 namespace {
@@ -46,6 +50,51 @@ TEST_F(WorkspaceDetailTest, referencesAreCheckedAndSorted) {
     detail.check(workspace);
     ASSERT_TRUE(eventually([&] { return !detail.checkingReferences(); }));
     EXPECT_EQ(detail.summary(), "3 on this computer · 1 cloud only · 1 unavailable");
+}
+
+TEST_F(WorkspaceDetailTest, aReferenceThatHangsHidesNoOther) {
+    std::latch release(1);
+    std::atomic<int> hung = 0;
+    detail.setPatience(std::chrono::milliseconds(300));
+    detail.setReader([&](const FileURL& url) {
+        if (url.lastComponent().starts_with("dead")) {
+            ++hung;
+            release.wait();
+        }
+        return DirectoryService::entry(url);
+    });
+    Workspace workspace{UUID::random(), "Plans", {}, "teal", Date::now()};
+    workspace.references = {file("first.txt"), file("dead 1.txt"), file("dead 2.txt"), file("last.txt")};
+    const auto titles = [&] {
+        std::vector<std::pair<std::string_view, std::size_t>> found;
+        for (const auto& section : detail.sections(""))
+            found.emplace_back(section.title, section.cards.size());
+        return found;
+    };
+    using Found = std::pair<std::string_view, std::size_t>;
+    detail.check(workspace);
+    EXPECT_THAT(detail.cards(), SizeIs(4)) << "at once";
+    EXPECT_THAT(titles(), testing::IsEmpty()) << "what is about to be read does not flash";
+    EXPECT_TRUE(eventually([&] {
+        return titles() == std::vector{Found("Documents", 1), Found("Not Checked Yet", 3)};
+    })) << "what takes longer is listed meanwhile";
+    ASSERT_TRUE(eventually([&] { return !detail.checkingReferences(); }));
+    EXPECT_THAT(titles(), ElementsAre(Found("Documents", 2), Found("Unavailable References", 2)));
+    EXPECT_EQ(detail.summary(), "2 on this computer · 0 cloud only · 2 unavailable");
+    EXPECT_EQ(hung, 2);
+
+    workspace.references.push_back(file("new.txt"));
+    detail.check(workspace);
+    detail.check(workspace);
+    ASSERT_TRUE(eventually([&] { return !detail.checkingReferences(); }));
+    EXPECT_THAT(titles(), ElementsAre(Found("Documents", 3), Found("Unavailable References", 2)));
+    EXPECT_EQ(hung, 2) << "what hangs is not asked again";
+    release.count_down();
+    EXPECT_TRUE(eventually([&] {
+        if (!detail.checkingReferences())
+            detail.check(workspace);
+        return titles() == std::vector{Found("Documents", 5)};
+    })) << "until it is back";
 }
 
 TEST_F(WorkspaceDetailTest, aMissingReferenceOnADriveIsOnlyAway) {

@@ -140,14 +140,16 @@ private:
     std::map<FileURL, GHandle<GMount>> mounts_;
 };
 
-SystemVolumes::SystemVolumes(TaskPools& pools, QObject* parent) : VolumeSource(parent), tasks_(pools) {
-    QTimer::singleShot(0, this, [this] {
-        monitors_ = std::make_unique<Monitors>(*this);
-        refresh();
-    });
-}
+SystemVolumes::SystemVolumes(TaskPools& pools, QObject* parent) : VolumeSource(parent), tasks_(pools) {}
 
 SystemVolumes::~SystemVolumes() = default;
+
+void SystemVolumes::begin() {
+    if (monitors_)
+        return;
+    monitors_ = std::make_unique<Monitors>(*this);
+    refresh();
+}
 
 void SystemVolumes::changed() {
     Q_EMIT volumesChanged();

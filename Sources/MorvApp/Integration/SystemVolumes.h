@@ -19,9 +19,13 @@ class SystemVolumes : public VolumeSource {
     Q_OBJECT
 
 public:
-    /// Asks the system from the event loop, after the first window had its turn.
+    /// Has no volumes before begin().
     explicit SystemVolumes(TaskPools& pools, QObject* parent = nullptr);
     ~SystemVolumes() override;
+
+    /// Waits for services of the desktop to start and to answer, which takes some tens of milliseconds: not
+    /// before the first window can be seen. Nothing more when it has begun.
+    void begin();
 
     const std::vector<Volume>& mountedVolumes() const override { return mounted_; }
     const std::vector<Volume>& cloudLocations() const override { return cloud_; }

@@ -40,7 +40,7 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
             setSelectedWorkspaceID(std::nullopt);
     });
     connect(&developerTools_, &DeveloperToolsUI::editorChoiceRequested, this,
-            [this] { showSheet(AppSheet::chooseEditor); });
+            [this] { bringSheet(AppSheet::chooseEditor); });
     if (auto* source = volumes())
         connect(source, &VolumeSource::volumesChanged, this, [this] {
             ++fileSnapshotRevision_;
@@ -178,9 +178,15 @@ void AppModel::openWith(const InstalledApplication& application, const std::vect
         [] {}, [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
 }
 
-void AppModel::goTo(const std::optional<FileURL>& folder) {
-    if (folder)
-        showFolder(*folder);
+/// Which folder that is stands in a file.
+void AppModel::goTo(UserFolder folder) {
+    tasks_.run(
+        TaskLane::reading, [folder](const std::stop_token&) { return userFolder(folder); },
+        [this, number = ++opens_](const std::optional<FileURL>& found) {
+            if (found && number == opens_)
+                showFolder(*found);
+        },
+        [](const std::exception_ptr&) {});
 }
 
 void AppModel::eject(const FileURL& volume) {
@@ -247,23 +253,9 @@ void AppModel::refresh() {
         columnPane_->refresh();
 }
 
-void AppModel::showSheet(AppSheet sheet) {
-    if (sheet_ == sheet)
-        return;
-    sheet_ = sheet;
-    Q_EMIT sheetChanged();
-}
-
-void AppModel::closeSheet() {
-    if (!sheet_)
-        return;
-    sheet_.reset();
-    editingWorkspace_.reset();
-    workspaceDraft_.clear();
-    Q_EMIT sheetChanged();
-}
-
 void AppModel::setErrorMessage(std::optional<std::string> message) {
+    if (message)
+        ++errorRevision_;
     if (errorMessage_ == message)
         return;
     errorMessage_ = std::move(message);
@@ -334,7 +326,8 @@ void AppModel::perform(const CommandCall& call) {
             showSheet(AppSheet::tags);
         return;
     case FileCommand::newWorkspace:
-        workspaceDraft_ = pane.selectedURLs();
+        // What is selected behind a workspace cannot be seen here either.
+        workspaceDraft_ = selectedWorkspaceID_ ? std::vector<FileURL>() : pane.selectedURLs();
         return showSheet(AppSheet::workspace);
     case FileCommand::activity:
         refreshOperationHistory();
@@ -375,7 +368,8 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::newTab:
         return addTab();
     case FileCommand::closeTab:
-        return closeTab();
+        // A workspace stands in the place of the tab: it is what the user wants closed.
+        return selectedWorkspaceID_ ? setSelectedWorkspaceID(std::nullopt) : closeTab();
     case FileCommand::reopenTab:
         return reopenTab();
     case FileCommand::nextTab:
@@ -412,7 +406,10 @@ void AppModel::perform(const CommandCall& call) {
             preferences.iconSize = FolderViewPreferences().iconSize;
         });
     case FileCommand::refresh:
-        return refresh();
+        refresh();
+        if (pane.isHeldUp())
+            pane.retry();
+        return;
     case FileCommand::back:
         return activePane().back();
     case FileCommand::forward:
@@ -420,13 +417,13 @@ void AppModel::perform(const CommandCall& call) {
     case FileCommand::enclosingFolder:
         return columnPane_ ? Q_EMIT requested(call.command) : activePane().up();
     case FileCommand::goHome:
-        return goTo(homeFolder());
+        return showFolder(homeFolder());
     case FileCommand::goDesktop:
-        return goTo(userFolder(UserFolder::desktop));
+        return goTo(UserFolder::desktop);
     case FileCommand::goDownloads:
-        return goTo(userFolder(UserFolder::downloads));
+        return goTo(UserFolder::downloads);
     case FileCommand::goDocuments:
-        return goTo(userFolder(UserFolder::documents));
+        return goTo(UserFolder::documents);
     case FileCommand::rename:
         if (pane.selection().size() > 1)
             return showSheet(AppSheet::rename);

@@ -146,7 +146,9 @@ void AppModel::changeTab(int by) {
 }
 
 void AppModel::activateTab(const UUID& id) {
-    if (id != activeTabID_ && std::ranges::find(tabs_, id, &FileTab::id) != tabs_.end())
+    if (id == activeTabID_)
+        setSelectedWorkspaceID(std::nullopt);
+    else if (std::ranges::find(tabs_, id, &FileTab::id) != tabs_.end())
         showTab(id);
 }
 

@@ -6,9 +6,25 @@
 
 namespace morv {
 
+namespace {
+
+using namespace std::chrono_literals;
+constexpr auto usualPatience = 10s;
+constexpr auto notAnswering = "This folder is not answering";
+
+} // namespace
+
 FolderInsightCache::FolderInsightCache(TaskPools& pools, std::shared_ptr<FolderInsightScanner> scanner,
                                        std::function<Date()> now)
-    : scanner_(std::move(scanner)), now_(std::move(now)), tasks_(pools) {}
+    : scanner_(std::move(scanner)), now_(std::move(now)), tasks_(pools) {
+    setPatience(usualPatience);
+    QObject::connect(&watch_, &QTimer::timeout, &watch_, [this] { giveUpOverdue(); });
+}
+
+void FolderInsightCache::setPatience(std::chrono::milliseconds patience) {
+    patience_ = patience;
+    watch_.setInterval(std::max(1ms, patience / 10));
+}
 
 std::string FolderInsightCache::keyOf(const FileEntry& entry) {
     return fmt::format("{}|{}", entry.url().path(), entry.modifiedAt ? entry.modifiedAt->unixSeconds() : 0);
@@ -39,6 +55,10 @@ FolderInsightWish FolderInsightCache::request(const FileEntry& entry, Completion
             return wish;
         }
     }
+    if (isGivenUp(entry.url().path())) {
+        (*wish)(FolderInsight::failed(notAnswering, now_()));
+        return wish;
+    }
     const auto [pending, isNew] = pending_.try_emplace(key, Pending{entry.url(), {}});
     pending->second.completions.push_back(wish);
     if (isNew) {
@@ -49,7 +69,7 @@ FolderInsightWish FolderInsightCache::request(const FileEntry& entry, Completion
 }
 
 void FolderInsightCache::startScans() {
-    while (running_ < FolderInsightScanner::simultaneousScans && !queue_.empty()) {
+    while (runs_.size() < FolderInsightScanner::simultaneousScans && !queue_.empty()) {
         const auto key = std::move(queue_.front());
         queue_.pop_front();
         const auto& pending = pending_.at(key);
@@ -57,10 +77,13 @@ void FolderInsightCache::startScans() {
             pending_.erase(key);
             continue;
         }
-        ++running_;
-        tasks_.run(
+        auto way = std::make_shared<char>();
+        auto& run = runs_[key];
+        run.begunAt = Clock::now();
+        run.way = way;
+        run.task = tasks_.run(
             TaskLane::reading,
-            [scanner = scanner_, url = pending.url](const std::stop_token& stop) {
+            [scanner = scanner_, url = pending.url, way = std::move(way)](const std::stop_token& stop) {
                 return scanner->scan(url, stop);
             },
             [this, key](FolderInsight insight) { finish(key, std::move(insight)); },
@@ -68,10 +91,35 @@ void FolderInsightCache::startScans() {
                 finish(key, FolderInsight::failed(sentence(failure), now_()));
             });
     }
+    if (runs_.empty())
+        watch_.stop();
+    else if (!watch_.isActive())
+        watch_.start();
+}
+
+bool FolderInsightCache::isGivenUp(const std::string& path) const {
+    const auto found = givenUp_.find(path);
+    return found != givenUp_.end() && !found->second.expired();
+}
+
+void FolderInsightCache::giveUpOverdue() {
+    std::erase_if(givenUp_, [](const auto& run) { return run.second.expired(); });
+    std::vector<std::string> overdue;
+    for (const auto& [key, run] : runs_)
+        if (Clock::now() - run.begunAt >= patience_)
+            overdue.push_back(key);
+    for (const auto& key : overdue) {
+        if (givenUp_.size() >= mostGivenUp)
+            return;
+        auto& run = runs_.at(key);
+        run.task.cancel();
+        givenUp_[pending_.at(key).url.path()] = run.way;
+        finish(key, FolderInsight::failed(notAnswering, now_()));
+    }
 }
 
 void FolderInsightCache::finish(const std::string& key, FolderInsight insight) {
-    --running_;
+    runs_.erase(key);
     const auto pending = std::move(pending_.extract(key).mapped());
     store(key, pending.url.path(), insight);
     startScans();

@@ -40,9 +40,10 @@ PaneModel::PaneModel(const FileURL& location, PaneServices services, QObject* pa
     searchDelay_.setTimerType(Qt::PreciseTimer);
     searchDelay_.setInterval(typingPause);
     // Whatever begins another request stops the delay, so it never ends for one that is out of date.
-    connect(&searchDelay_, &QTimer::timeout, this, &PaneModel::load);
+    connect(&searchDelay_, &QTimer::timeout, this, &PaneModel::loadWhenReturned);
     refreshDelay_.setSingleShot(true);
     connect(&refreshDelay_, &QTimer::timeout, this, &PaneModel::refresh);
+    returned_ = tasks_.wakeUp([this] { readingReturned(); });
     navigate(location_, History::keep);
 }
 
@@ -113,6 +114,11 @@ void PaneModel::restoreHistory(const std::optional<PaneNavigationHistory>& histo
 
 void PaneModel::refresh() {
     beginRequest();
+    loadWhenReturned();
+}
+
+void PaneModel::retry() {
+    beginRequest();
     load();
 }
 
@@ -121,6 +127,7 @@ void PaneModel::cancelLoading() {
         return;
     task_.cancel();
     searchDelay_.stop();
+    isDue_ = false;
     ++requestGeneration_;
     changedMeanwhile_ = false;
     setError(isSearch_ ? "The search was cancelled." : "Reading this folder was cancelled.");
@@ -147,6 +154,7 @@ void PaneModel::restoreView(const FolderViewPreferences& preferences,
 
 void PaneModel::beginRequest() {
     task_.cancel();
+    isDue_ = false;
     searchDelay_.stop();
     refreshDelay_.stop();
     loadedLocation_.reset();
@@ -162,11 +170,42 @@ bool PaneModel::asksForSearch() const {
     return !withoutBlanks(query_).empty() || tagFilter_;
 }
 
-void PaneModel::load() {
+void PaneModel::prepareReading() {
     setError(std::nullopt);
     setSearchNote(std::nullopt);
     isSearch_ = asksForSearch();
     changedMeanwhile_ = false;
+}
+
+void PaneModel::loadWhenReturned() {
+    prepareReading();
+    if (isAway(scope()))
+        isDue_ = true;
+    else
+        load();
+}
+
+bool PaneModel::isAway(const Scope& scope) const {
+    return std::ranges::any_of(
+        away_, [&scope](const auto& reading) { return reading.first == scope && !reading.second.expired(); });
+}
+
+/// What the reading holds on to until it is back: also when nobody waits for what it brings.
+std::shared_ptr<void> PaneModel::sendAway() {
+    std::erase_if(away_, [](const auto& reading) { return reading.second.expired(); });
+    std::shared_ptr<void> way(nullptr, [wake = returned_](void*) { wake(); });
+    away_.emplace_back(scope(), way);
+    return way;
+}
+
+void PaneModel::readingReturned() {
+    if (isDue_ && !isAway(scope()))
+        load();
+}
+
+void PaneModel::load() {
+    isDue_ = false;
+    prepareReading();
     readingStarted_ = Clock::now();
     readingRule_ = std::make_shared<std::atomic<SortRule>>(sortRule());
 
@@ -183,7 +222,8 @@ void PaneModel::load() {
                         watcher_->readiness());
     task_ = tasks_.stream<PanePublication>(
         TaskLane::reading,
-        [reading = std::move(reading)](const std::stop_token& stop, const auto& emit) mutable {
+        [reading = std::move(reading), way = sendAway()](const std::stop_token& stop,
+                                                         const auto& emit) mutable {
             reading.run(stop, [&emit](PanePublication publication) { emit(std::move(publication)); });
         },
         [this, url = location_, generation = requestGeneration_](PanePublication publication) {
@@ -217,7 +257,6 @@ void PaneModel::publish(PanePublication publication) {
 void PaneModel::finishLoading() {
     selectLoaded();
     loadedLocation_ = location_;
-    loadedGeneration_ = requestGeneration_;
     endLoading();
     Q_EMIT loaded();
 }

@@ -7,6 +7,8 @@
 //             I2  loadedLocation() is set exactly when the newest reading has finished without an error
 //             I3  displayRevision() rises whenever displayedEntries() may have changed, and only then
 //             I4  a filter, a search and a selection never follow the user into another folder
+//             I5  a refresh() waits for the same reading before it to come back: a folder that hangs in the
+//                 system costs one thread, however often something asks for it to be read again
 // Changes     The folder is watched, and read again when it changes: never while a reading runs, so that a
 //             folder that never rests is still read to its end, and never for more than a quarter of the
 //             time. Search results stay as they were found until somebody asks again: walking a tree for
@@ -28,11 +30,13 @@
 #include <QObject>
 #include <QTimer>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace morv {
@@ -69,7 +73,6 @@ public:
     const FolderViewPreferences& preferences() const { return preferences_; }
     bool isLoading() const { return isLoading_; }
     const std::optional<FileURL>& loadedLocation() const { return loadedLocation_; }
-    std::uint64_t loadedGeneration() const { return loadedGeneration_; }
     /// The sentence of the last failed reading. What was read of a folder before it failed stays in
     /// entries().
     const std::optional<std::string>& error() const { return error_; }
@@ -130,6 +133,11 @@ public:
     /// stay until the new reading has found as many entries, or has ended: rows that still exist never blink,
     /// and the view never has to scroll away from them.
     void refresh();
+    /// As refresh(), and at once, also while an earlier reading hangs: for a person who asks. What hung may
+    /// have been unmounted meanwhile.
+    void retry();
+    /// Whether the reading waits for the one before it to come back.
+    bool isHeldUp() const { return isDue_; }
     /// Gives up the present reading; what it has found stays, and error() says so. A reader that hangs in the
     /// system is left to itself.
     void cancelLoading();
@@ -142,9 +150,7 @@ public:
     /// Changes how the folder is shown and saves it for this folder. A change of `showHidden` reads again.
     void setPreferences(const FolderViewPreferences& preferences);
 
-    /// A folder named Downloads is analysed while it is shown and nothing is searched. Null: not (yet).
-    const SmartDownloadsSnapshot* downloadsSnapshot() const { return downloads_.get(); }
-    /// The groups of the snapshot.
+    /// A folder named Downloads is analysed while it is shown and nothing is searched. None: not (yet).
     const std::vector<SmartDownloadsGroup>& downloadsKindGroups() const;
     const std::optional<std::string>& downloadsGroupID() const { return downloadsGroupID_; }
     void setDownloadsGroupID(std::optional<std::string> id);
@@ -181,8 +187,23 @@ private:
         std::int64_t bytes = 0;  ///< of those shown
     };
 
+    /// What a reading looks through.
+    struct Scope {
+        FileURL folder;
+        bool isSearch = false;
+        bool showsHidden = false;
+
+        friend bool operator==(const Scope&, const Scope&) = default;
+    };
+
     void beginRequest();
+    void prepareReading();
     void load();
+    void loadWhenReturned();
+    Scope scope() const { return {location_, isSearch_, preferences_.showHidden}; }
+    bool isAway(const Scope& scope) const;
+    std::shared_ptr<void> sendAway();
+    void readingReturned();
     bool isCurrent(const FileURL& url, std::uint64_t generation) const;
     void publish(PanePublication publication);
     void finishLoading();
@@ -232,12 +253,15 @@ private:
     std::optional<std::string> searchNote_;
     bool isLoading_ = false;
     std::optional<FileURL> loadedLocation_;
-    std::uint64_t loadedGeneration_ = 0;
     std::optional<std::string> error_;
     std::vector<FileURL> history_;
     std::size_t position_ = 0;
     std::uint64_t requestGeneration_ = 0;
     PaneReading::Rule readingRule_;
+    /// The readings that workers have, cancelled or not: expired once they are back.
+    std::vector<std::pair<Scope, std::weak_ptr<void>>> away_;
+    std::function<void()> returned_; ///< for any thread
+    bool isDue_ = false;             ///< a reading begins once the one before is back
 
     bool changedMeanwhile_ = false; ///< the folder changed while a reading ran
     Clock::time_point readingStarted_;

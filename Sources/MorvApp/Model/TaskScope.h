@@ -5,6 +5,9 @@
 //             I2  once a scope is destroyed or a task cancelled, none of its continuations runs
 //             I3  continuations of one task run in the order in which the task produced them
 //             I4  a waiting operation never keeps a listing from running: the lanes have separate threads
+//             I5  a reading that hangs in the system keeps no other from running: from when it is cancelled,
+//                 or has been out for longer than the patience, until it comes back, its thread is not counted.
+//                 This ends at TaskPools::mostLent such readings, so that what hangs is bounded, too
 // Threading   scopes and handles are confined to the main thread; the work runs on a pool's thread
 #pragma once
 
@@ -12,7 +15,9 @@
 
 #include <QObject>
 #include <QThreadPool>
+#include <QTimer>
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -20,6 +25,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace morv {
 
@@ -28,7 +34,10 @@ enum class TaskLane : std::uint8_t {
     reading,    ///< listings, history, lookups: short or stoppable
     operations, ///< planning and executing: may wait for hours
     records,    ///< small record writes, one at a time in the order in which they were asked for
-    watching,   ///< parked until something happens: each task has a thread of its own
+    /// What is remembered of where files went, one at a time in order: each looks up the folders that it names,
+    /// and one on a server that has gone keeps all of it waiting, but nothing else.
+    suggestions,
+    watching, ///< parked until something happens: each task has a thread of its own
 };
 
 /// The threads. Destroying it waits for all work that was started: destroy it before what the work uses.
@@ -39,14 +48,27 @@ public:
     TaskPools(const TaskPools&) = delete;
     TaskPools& operator=(const TaskPools&) = delete;
 
+    static constexpr int mostLent = 128;
+    /// How long a reading may be out before its thread is no longer counted.
+    void setPatience(std::chrono::milliseconds patience);
+
 private:
     friend class TaskScope;
+    class Lease;
     QThreadPool& pool(TaskLane lane);
+    /// Null in the lanes that lend nothing.
+    std::shared_ptr<Lease> lease(TaskLane lane);
+    void lendOverdue();
 
     QObject receiver_; ///< lives on the main thread; outlives every worker
+    std::chrono::milliseconds patience_;
+    QTimer watch_; ///< runs while a reading is out that has lent nothing yet
+    std::vector<std::shared_ptr<Lease>> leases_;
+    std::atomic<int> lent_ = 0;
     QThreadPool reading_;
     QThreadPool operations_;
     QThreadPool records_;
+    QThreadPool suggestions_;
     QThreadPool watching_;
 };
 

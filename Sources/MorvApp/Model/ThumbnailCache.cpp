@@ -8,11 +8,25 @@ namespace morv {
 
 namespace {
 
+using namespace std::chrono_literals;
+/// The decoder's own limits are shorter: this is for what hangs before it.
+constexpr auto usualPatience = 15s;
+
 std::size_t bytesOf(const MediaPicture& picture) {
     return static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) * 4;
 }
 
 } // namespace
+
+ThumbnailCache::ThumbnailCache(TaskPools& pools) : tasks_(pools) {
+    setPatience(usualPatience);
+    QObject::connect(&watch_, &QTimer::timeout, &watch_, [this] { giveUpOverdue(); });
+}
+
+void ThumbnailCache::setPatience(std::chrono::milliseconds patience) {
+    patience_ = patience;
+    watch_.setInterval(std::max(1ms, patience / 10));
+}
 
 std::string ThumbnailCache::keyOf(const FileEntry& entry, int size) {
     return fmt::format("{}|{}|{}", entry.url().path(), entry.modifiedAt ? entry.modifiedAt->unixSeconds() : 0,
@@ -46,19 +60,44 @@ void ThumbnailCache::serve(const FileEntry& entry, int size, Waiting waiting) {
         running->second.push_back(std::move(waiting));
         return;
     }
+    if (const auto hung = givenUp_.find(key); hung != givenUp_.end() && !hung->second.expired())
+        return waiting.completion({});
     if (requests_.size() >= simultaneousRequests) {
         pending_.push_back({entry, size, std::move(waiting)});
         return;
     }
     waiting_[key].push_back(std::move(waiting));
-    requests_.insert(key);
-    tasks_.run(
+    auto way = std::make_shared<char>();
+    auto& request = requests_[key];
+    request.begunAt = Clock::now();
+    request.way = way;
+    request.task = tasks_.run(
         TaskLane::reading,
-        [maker = maker_, url, side = size * scale](const std::stop_token& stop) {
+        [maker = maker_, url, side = size * scale, way = std::move(way)](const std::stop_token& stop) {
             return maker->make(url, side, stop);
         },
         [this, key](const MediaPicture& picture) { finish(key, picture); },
         [this, key](const std::exception_ptr&) { finish(key, {}); });
+    if (!watch_.isActive())
+        watch_.start();
+}
+
+void ThumbnailCache::giveUpOverdue() {
+    std::erase_if(givenUp_, [](const auto& request) { return request.second.expired(); });
+    std::vector<std::string> overdue;
+    for (const auto& [key, request] : requests_)
+        if (Clock::now() - request.begunAt >= patience_)
+            overdue.push_back(key);
+    for (const auto& key : overdue) {
+        if (givenUp_.size() >= mostGivenUp)
+            return;
+        auto& request = requests_.at(key);
+        request.task.cancel();
+        givenUp_[key] = request.way;
+        finish(key, {});
+    }
+    if (requests_.empty())
+        watch_.stop();
 }
 
 void ThumbnailCache::finish(const std::string& key, const MediaPicture& picture) {

@@ -10,6 +10,9 @@
 //                 returns; an empty picture says: show the icon of its kind
 //             I2  at most one request runs for a key, at most simultaneousRequests altogether
 //             I3  a failure is not kept: the next call tries again
+//             I4  a request that has not come back after the patience is given up: there is no picture, its place
+//                 is free, and what it may still make is dropped. Until it is back its key has no picture; at most
+//                 mostGivenUp requests are left to themselves like this
 // Memory      at most `capacity` pictures and `byteCapacity` bytes; what was not asked for the longest goes first
 // Threading   confined to the main thread
 #pragma once
@@ -18,6 +21,8 @@
 #include "MorvApp/Model/TaskScope.h"
 #include "MorvCore/Folders/FileEntry.h"
 
+#include <QTimer>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -25,7 +30,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 namespace morv {
@@ -46,12 +50,13 @@ public:
     using Wish = std::uint64_t;
 
     static constexpr std::size_t simultaneousRequests = 6;
+    static constexpr std::size_t mostGivenUp = 32;
     static constexpr std::size_t capacity = 500;
     static constexpr std::size_t byteCapacity = 64U << 20U;
     /// Pixels for each point: enough for every screen.
     static constexpr int scale = 2;
 
-    explicit ThumbnailCache(TaskPools& pools) : tasks_(pools) {}
+    explicit ThumbnailCache(TaskPools& pools);
     /// Without one every file shows its icon.
     void setMaker(std::shared_ptr<const ThumbnailMaker> maker) { maker_ = std::move(maker); }
 
@@ -62,8 +67,15 @@ public:
     /// Takes a call out of the queue; it completes at once with an empty picture. What is being made goes on, for the
     /// cache. Harmless for a wish that is fulfilled.
     void withdraw(Wish wish);
+    void setPatience(std::chrono::milliseconds patience);
 
 private:
+    using Clock = std::chrono::steady_clock;
+    struct Request {
+        Clock::time_point begunAt;
+        TaskHandle task;
+        std::weak_ptr<void> way; ///< expired once the worker is back
+    };
     struct Waiting {
         Wish wish;
         Completion completion;
@@ -83,12 +95,16 @@ private:
     void finish(const std::string& key, const MediaPicture& picture);
     void keep(const std::string& key, const MediaPicture& picture);
     void pump();
+    void giveUpOverdue();
 
     std::shared_ptr<const ThumbnailMaker> maker_;
     std::list<Kept> cache_; ///< asked for last: first
     std::unordered_map<std::string, std::list<Kept>::iterator> places_;
     std::size_t bytes_ = 0;
-    std::unordered_set<std::string> requests_;
+    std::unordered_map<std::string, Request> requests_;
+    std::unordered_map<std::string, std::weak_ptr<void>> givenUp_;
+    std::chrono::milliseconds patience_;
+    QTimer watch_; ///< while there are requests
     std::unordered_map<std::string, std::vector<Waiting>> waiting_;
     std::deque<Pending> pending_; ///< oldest first
     Wish lastWish_ = 0;

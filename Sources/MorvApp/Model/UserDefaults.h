@@ -1,12 +1,17 @@
 // What must be known before the record store opens, and what the user has chosen in the settings: an INI file,
-// "Morv.conf" in the configuration folder. Confined to one thread; two of one file know of each other's changes.
-// A file that cannot be read or written is as good as none.
+// "Morv.conf" in the configuration folder.
+//
+// The file is read once, when this is made; what is set counts at once and is written by a thread of its own
+// (SettingsWriter). A file that cannot be read or written is as good as none. Confined to one thread.
 #pragma once
 
+#include "MorvApp/Model/SettingsWriter.h"
 #include "MorvCore/Foundation/FileURL.h"
 
+#include <QHash>
 #include <QObject>
-#include <QSettings>
+#include <QString>
+#include <QVariant>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -28,6 +33,8 @@ class UserDefaults : public QObject {
 
 public:
     explicit UserDefaults(const FileURL& file);
+    /// Waits until the file holds what was set, for a bounded time. Whether it does.
+    bool save() { return writer_.save(); }
 
     /// The bytes of the path of the last folder browsed.
     std::optional<FileURL> lastLocation() const;
@@ -93,7 +100,12 @@ Q_SIGNALS:
     void showsGitStatusChanged();
 
 private:
-    QSettings settings_;
+    QVariant value(const QString& key, const QVariant& otherwise = {}) const;
+    void set(const QString& key, const QVariant& value);
+    std::string choice(const char* key) const;
+
+    QHash<QString, QVariant> values_;
+    SettingsWriter writer_;
 };
 
 } // namespace morv

@@ -9,6 +9,7 @@
 #include "MorvCore/Platform/FolderPassage.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -294,15 +295,27 @@ std::string toJSON(const FolderInsight& insight) {
 /// A place among the scans that run, for a scope.
 class FolderInsightScanner::Slot {
 public:
-    Slot(FolderInsightScanner& scanner, const std::stop_token& stop) : scanner_(scanner) {
-        scanner.enter(stop);
-    }
-    ~Slot() { scanner_.leave(); }
+    Slot(FolderInsightScanner& scanner, const std::stop_token& stop)
+        : scanner_(entered(scanner, stop)), givenUp_(stop, [this] { leave(); }) {}
+    ~Slot() { leave(); }
     Slot(const Slot&) = delete;
     Slot& operator=(const Slot&) = delete;
 
 private:
+    static FolderInsightScanner& entered(FolderInsightScanner& scanner, const std::stop_token& stop) {
+        scanner.enter(stop);
+        return scanner;
+    }
+    /// Once, whoever comes first.
+    void leave() {
+        if (!hasLeft_.exchange(true))
+            scanner_.leave();
+    }
+
     FolderInsightScanner& scanner_;
+    std::atomic<bool> hasLeft_ = false;
+    /// A scan that hangs in the system sees no stop request; it must not keep the others waiting.
+    std::stop_callback<std::function<void()>> givenUp_;
 };
 
 FolderInsight FolderInsightScanner::scan(const FileURL& url, const std::stop_token& stop) {

@@ -3,8 +3,8 @@
 //
 // Order       breadth first: what stands directly in the folder is counted before anything below it; of the
 //             folders of one level the small ones before the large ones, where the volume tells
-// Invariants  I1  at most `simultaneousScans` run at once, whoever asks; the others begin in the order of
-//                 asking
+// Invariants  I1  at most `simultaneousScans` run at once, whoever asks, not counting those that were asked to
+//                 stop and have not come back; the others begin in the order of asking
 //             I2  no link is followed, no package entered, no other volume and nothing outside this disk
 //                 asked for, and hidden items are neither counted nor entered
 //             I3  a size or count that may be too small never reads as exact

@@ -28,6 +28,11 @@ void VisibleInsights::changed() {
     rest_.start();
 }
 
+void VisibleInsights::grown() {
+    if (!rest_.isActive())
+        rest_.start();
+}
+
 void VisibleInsights::ask() {
     // The new wishes before the old ones go: what stays in sight keeps its place in the queue.
     std::vector<FolderInsightWish> wishes;

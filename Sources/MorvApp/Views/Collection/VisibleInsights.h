@@ -19,8 +19,10 @@ public:
     VisibleInsights(FolderInsightCache& cache, std::function<std::vector<const FileEntry*>()> inSight,
                     QObject* parent);
 
-    /// Something else may be in sight.
+    /// Something else may be in sight, as when it is scrolled: asked for when that has come to rest.
     void changed();
+    /// As changed(), but not put off by the next call: a folder that is being read grows all the time.
+    void grown();
     const FolderInsight* known(const FileEntry& entry) const { return cache_.known(entry); }
 
 Q_SIGNALS:

@@ -28,8 +28,11 @@ public:
                       std::function<int()> size, QObject* parent);
     ~VisibleThumbnails() override;
 
-    /// Something else may be in sight, or in another size.
+    /// Something else may be in sight, or in another size, as when it is scrolled: asked for when that has come to
+    /// rest.
     void changed();
+    /// As changed(), but not put off by the next call: a folder that is being read grows all the time.
+    void grown();
     /// The picture with its frame, at most `size` points wide and high; null: there is none yet, or never. Until the
     /// one of this size has come, the one of the last size is given.
     QPixmap picture(const FileEntry& entry, int size, qreal density);

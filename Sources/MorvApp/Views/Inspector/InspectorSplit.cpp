@@ -14,33 +14,52 @@ constexpr const char* key = "inspector";
 
 } // namespace
 
-InspectorSplit::InspectorSplit(AppModel& app, QWidget* content, QWidget* parent)
-    : QSplitter(parent), app_(app), panel_(new InspectorPanel(app, this)) {
+InspectorSplit::InspectorSplit(AppModel& app, QWidget* parent) : QSplitter(parent), app_(app) {
     setChildrenCollapsible(false);
     setHandleWidth(1);
-    panel_->setMinimumWidth(smallestWidth);
-    panel_->hide();
+}
+
+void InspectorSplit::setContent(QWidget* content) {
     addWidget(content);
-    addWidget(panel_);
     setStretchFactor(0, 1);
-    setStretchFactor(1, 0);
     connect(&app_, &AppModel::showInspectorChanged, this, &InspectorSplit::follow);
     connect(&app_, &AppModel::layoutRestored, this, &InspectorSplit::settle);
-    connect(panel_, &InspectorPanel::closed, &app_, [this] { app_.setShowInspector(false); });
     follow();
+}
+
+bool InspectorSplit::hasKeyboard() const {
+    return panel_ && panel_->hasKeyboard();
+}
+
+void InspectorSplit::takeKeyboard() {
+    panel().setFocus(Qt::ShortcutFocusReason);
+}
+
+InspectorPanel& InspectorSplit::panel() {
+    if (!panel_) {
+        panel_ = new InspectorPanel(app_, this);
+        panel_->setMinimumWidth(smallestWidth);
+        addWidget(panel_);
+        setStretchFactor(1, 0);
+        connect(panel_, &InspectorPanel::closed, &app_, [this] { app_.setShowInspector(false); });
+        connect(panel_, &InspectorPanel::ended, this, &InspectorSplit::ended);
+    }
+    return *panel_;
 }
 
 void InspectorSplit::follow() {
     const bool isShown = app_.showInspector();
-    // Before it goes: afterwards the keyboard would be wherever the order of the widgets puts it.
-    if (!isShown && panel_->hasKeyboard())
-        Q_EMIT panel_->ended();
-    panel_->setVisible(isShown);
     if (!isShown) {
+        // Before it goes: afterwards the keyboard would be wherever the order of the widgets puts it.
+        if (hasKeyboard())
+            Q_EMIT ended();
+        if (panel_)
+            panel_->hide();
         delete layout_;
         layout_ = nullptr;
         return;
     }
+    panel().show();
     layout_ = new SplitterLayout(*this);
     connect(layout_, &SplitView::resized, this, [this] { outdatedRestore_ = app_.layoutRestoreRevision(); });
     isSettled_ = false;

@@ -1,7 +1,6 @@
 #include "MorvApp/Views/Theme/IconCache.h"
 
 #include "MorvApp/Views/Theme/Text.h"
-#include "MorvCore/Platform/UserFolders.h"
 
 #include <array>
 #include <string_view>
@@ -89,28 +88,9 @@ std::string lowerExtension(std::string_view name) {
 
 } // namespace
 
-QIcon applicationIcon(const std::string& name) {
-    const auto text = ours(name);
-    const auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
-    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
-}
-
-IconCache::IconCache() {
-    constexpr std::pair<UserFolder, const char*> folders[] = {
-        {UserFolder::desktop, "user-desktop"},      {UserFolder::documents, "folder-documents"},
-        {UserFolder::downloads, "folder-download"}, {UserFolder::music, "folder-music"},
-        {UserFolder::pictures, "folder-pictures"},  {UserFolder::videos, "folder-videos"},
-    };
-    for (const auto& [folder, icon] : folders)
-        if (const auto url = userFolder(folder))
-            places_.emplace(url->path(), QLatin1String(icon));
-}
-
-QString IconCache::nameOf(const FileEntry& entry) const {
-    if (entry.isNavigable()) {
-        const auto place = places_.find(entry.url().path());
-        return place == places_.end() ? QStringLiteral("folder") : place->second;
-    }
+QString IconCache::nameOf(const FileEntry& entry) {
+    if (entry.isNavigable())
+        return QStringLiteral("folder");
     const auto extension = lowerExtension(entry.name);
     for (const auto& [known, icon] : iconsOfExtensions)
         if (known == extension)

@@ -9,17 +9,11 @@
 #include <QPixmap>
 #include <QString>
 #include <string>
-#include <unordered_map>
 
 namespace morv {
 
-/// Of an installed application, by its desktop entry's name or path; of any program where that gives none.
-QIcon applicationIcon(const std::string& name);
-
 class IconCache {
 public:
-    IconCache();
-
     /// `size` in device-independent pixels.
     QPixmap file(const FileEntry& entry, int size, qreal density);
     QPixmap named(const QString& name, int size, qreal density);
@@ -27,10 +21,9 @@ public:
     void clear() { pixmaps_.clear(); }
 
 private:
-    QString nameOf(const FileEntry& entry) const;
+    static QString nameOf(const FileEntry& entry);
 
     QHash<QString, QPixmap> pixmaps_;
-    std::unordered_map<std::string, QString> places_; ///< paths of the user's own folders
 };
 
 } // namespace morv

@@ -2,12 +2,12 @@
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Drag/DropArea.h"
-#include "MorvApp/Views/Inspector/InspectorPanel.h"
 #include "MorvApp/Views/Inspector/InspectorSplit.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
+#include "MorvApp/Views/Theme/Announcement.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/PaneView.h"
@@ -70,20 +70,21 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     // A frame takes its part of the screen.
     resize(screen() ? firstSize.boundedTo(screen()->availableSize() - frameRoom) : firstSize);
     actions_ = new WindowActions(app_, *this, [this](FileCommand command) { carryOut(command); });
-    actions_->fill(*menuBar());
+    for (const auto menu : {CommandMenu::file, CommandMenu::edit, CommandMenu::view})
+        actions_->addMenu(*menuBar(), menu);
     workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
     connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
-    actions_->addMenu(*menuBar(), CommandMenu::help);
+    for (const auto menu : {CommandMenu::go, CommandMenu::files, CommandMenu::help})
+        actions_->addMenu(*menuBar(), menu);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    tabs_ = new TabArea(app_, *actions_, content);
-    column->addWidget(buildToolbar());
+    column->addWidget(buildToolbar(content));
     column->addWidget(line(content));
-    column->addWidget(buildErrorLine());
+    column->addWidget(buildErrorLine(content));
     column->addWidget(new TrashBand(services_, content));
-    column->addWidget(withRail(buildBody()), 1);
+    column->addWidget(buildBody(content), 1);
     column->addWidget(line(content));
     column->addWidget(new ProgressStrip(app_, content));
     column->addWidget(new StatusLine(app_, content));
@@ -96,13 +97,13 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
         if (command == FileCommand::editPath)
             pathBar_->beginEditing();
         else if (command == FileCommand::search)
-            search_->setFocus(Qt::ShortcutFocusReason);
+            beginSearch();
         else if (command == FileCommand::chooseFolder)
             chooseFolder();
         else if (command == FileCommand::preview)
             togglePreview();
         else if (command == FileCommand::info)
-            inspected_->panel().setFocus(Qt::ShortcutFocusReason);
+            inspected_->takeKeyboard();
         else if (command == FileCommand::share)
             showShareMenu();
         else if (command == FileCommand::closeWindow)
@@ -126,7 +127,7 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     connect(sheets_, &SheetHost::leaving, this, &MainWindow::focusContent);
     connect(&app_, &AppModel::activePaneChanged, this, &MainWindow::followPane);
     connect(&app_, &AppModel::activePaneUpdated, this, &MainWindow::updateTitle);
-    followPane();
+    updateTitle();
     updateError();
     tabs_->focusActive();
 }
@@ -149,41 +150,59 @@ Sheet* MainWindow::sheet() const {
     return sheets_->sheet();
 }
 
-QWidget* MainWindow::buildBody() {
-    body_ = new QSplitter(this);
+// Everything is made where it stays: a widget that changes its parent is styled again with all that is in it. What
+// is not seen at first is made when it is.
+QWidget* MainWindow::buildBody(QWidget* parent) {
+    auto* whole = new QWidget(parent);
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+    body_ = new QSplitter(whole);
     body_->setChildrenCollapsible(false);
     body_->setHandleWidth(1);
     sidebar_ = new Sidebar(app_, Sidebar::Form::full, body_);
     body_->addWidget(sidebar_);
-    content_ = new QStackedWidget(body_);
+    inspected_ = new InspectorSplit(app_, body_);
+    content_ = new QStackedWidget(inspected_);
+    tabs_ = new TabArea(app_, *actions_, content_);
     content_->addWidget(tabs_);
-    workspace_ = new WorkspaceView(app_, content_);
-    content_->addWidget(workspace_);
-    inspected_ = new InspectorSplit(app_, content_, body_);
-    connect(&inspected_->panel(), &InspectorPanel::ended, this, &MainWindow::focusContent);
+    inspected_->setContent(content_);
+    connect(inspected_, &InspectorSplit::ended, this, &MainWindow::focusContent);
     body_->addWidget(inspected_);
     body_->setStretchFactor(0, 0);
     body_->setStretchFactor(1, 1);
     connect(sidebar_, &Sidebar::opened, this, &MainWindow::focusContent);
     connect(body_, &QSplitter::splitterMoved, this, &MainWindow::settleSidebar);
     connect(&app_, &AppModel::showSidebarChanged, this, &MainWindow::settleSidebar);
-    return body_;
-}
-
-QWidget* MainWindow::withRail(QWidget* body) {
-    auto* whole = new QWidget(this);
-    auto* row = new QHBoxLayout(whole);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(0);
-    rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
-    row->addWidget(rail_);
-    row->addWidget(body, 1);
-    connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    row->addWidget(body_, 1);
     return whole;
 }
 
+Sidebar& MainWindow::rail() {
+    if (!rail_) {
+        auto* whole = body_->parentWidget();
+        rail_ = new Sidebar(app_, Sidebar::Form::rail, whole);
+        static_cast<QHBoxLayout*>(whole->layout())->insertWidget(0, rail_);
+        connect(rail_, &Sidebar::opened, this, &MainWindow::focusContent);
+    }
+    return *rail_;
+}
+
+WorkspaceView& MainWindow::workspace() {
+    if (!workspace_) {
+        workspace_ = new WorkspaceView(app_, content_);
+        content_->addWidget(workspace_);
+        connect(workspace_, &WorkspaceView::previewRequested, this, &MainWindow::togglePreview);
+        connect(workspace_, &WorkspaceView::selectionChanged, this, [this] {
+            if (preview_)
+                preview_->follow();
+        });
+    }
+    return *workspace_;
+}
+
 void MainWindow::showContent() {
-    QWidget* wanted = app_.selectedWorkspaceID() ? static_cast<QWidget*>(workspace_) : tabs_;
+    QWidget* wanted = app_.selectedWorkspaceID() ? static_cast<QWidget*>(&workspace()) : tabs_;
     if (content_->currentWidget() == wanted)
         return;
     const bool hadFocus = content_->isAncestorOf(QApplication::focusWidget());
@@ -195,9 +214,16 @@ void MainWindow::showContent() {
 
 void MainWindow::focusContent() {
     if (app_.selectedWorkspaceID())
-        workspace_->setFocus();
+        workspace().setFocus();
     else
         tabs_->focusActive();
+}
+
+void MainWindow::beginSearch() {
+    if (app_.selectedWorkspaceID())
+        workspace().beginQuery();
+    else
+        search_->setFocus(Qt::ShortcutFocusReason);
 }
 
 void MainWindow::fillWorkspaceMenu() {
@@ -205,7 +231,7 @@ void MainWindow::fillWorkspaceMenu() {
     const auto& workspaces = app_.library().workspaceList();
     for (std::size_t i = 0; i < workspaces.size(); ++i) {
         auto* action = workspaceMenu_->addAction(workspaceMark(workspaces[i].color),
-                                                 buttonText(shown(workspaces[i].name)));
+                                                 buttonText(shownBriefly(workspaces[i].name)));
         connect(action, &QAction::triggered, &app_, [this, i] { app_.openWorkspace(i); });
     }
     if (!workspaces.empty())
@@ -219,7 +245,8 @@ void MainWindow::settleSidebar() {
     // What was not there has kept the number of its width, but not the room.
     const int present = sidebar_->isHidden() ? 0 : sidebar_->width();
     sidebar_->setVisible(isShown);
-    rail_->setVisible(!isShown);
+    if (rail_ || !isShown)
+        rail().setVisible(!isShown);
     const auto width = column_.settle(isShown ? Mode::expanded : Mode::compact, present);
     if (width)
         body_->setSizes({static_cast<int>(*width), body_->width() - static_cast<int>(*width)});
@@ -239,8 +266,19 @@ void MainWindow::hideEvent(QHideEvent* event) {
 
 void MainWindow::togglePreview() {
     if (!preview_)
-        preview_ = new PreviewWindow(
-            app_, [this](int by) { collection().selectNeighbour(by); }, this);
+        preview_ = new PreviewWindow(app_,
+                                     {[this] {
+                                          return app_.selectedWorkspaceID()
+                                                     ? workspace().selectedEntries()
+                                                     : app_.currentPane().selectedEntries();
+                                      },
+                                      [this](int by) {
+                                          if (app_.selectedWorkspaceID())
+                                              workspace().selectNeighbour(by);
+                                          else
+                                              collection().selectNeighbour(by);
+                                      }},
+                                     this);
     preview_->toggle();
 }
 
@@ -280,7 +318,7 @@ void MainWindow::carryOut(FileCommand command) {
 }
 
 void MainWindow::toggleInfo() {
-    if (!inspected_->panel().hasKeyboard())
+    if (!inspected_->hasKeyboard())
         return app_.perform(FileCommand::info);
     app_.setShowInspector(false);
 }
@@ -297,7 +335,7 @@ void MainWindow::showShareMenu() {
 void MainWindow::chooseFolder() {
     auto* dialog = askForFolder(*this, QStringLiteral("Open Folder"),
                                 [this](const FileURL& folder) { app_.open(folder); });
-    dialog->setDirectory(QFile::decodeName(QByteArray::fromStdString(app_.activePane().location().path())));
+    leadTo(*dialog, app_.activePane().location(), services_.pools);
 }
 
 QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString& icon) {
@@ -312,8 +350,8 @@ QToolButton* MainWindow::addButton(QWidget* bar, QAction* action, const QString&
     return button;
 }
 
-QWidget* MainWindow::buildToolbar() {
-    auto* bar = new QFrame(this);
+QWidget* MainWindow::buildToolbar(QWidget* parent) {
+    auto* bar = new QFrame(parent);
     bar->setObjectName(QStringLiteral("bar"));
     auto* row = new QHBoxLayout(bar);
     row->setContentsMargins(Space::small, Space::small, Space::small, Space::small);
@@ -384,8 +422,8 @@ void MainWindow::buildSortMenu(QToolButton* button) {
     button->setPopupMode(QToolButton::InstantPopup);
 }
 
-QWidget* MainWindow::buildErrorLine() {
-    auto* frame = new QFrame(this);
+QWidget* MainWindow::buildErrorLine(QWidget* parent) {
+    auto* frame = new QFrame(parent);
     frame->setObjectName(QStringLiteral("errorLine"));
     auto* row = new QHBoxLayout(frame);
     row->setContentsMargins(Space::large, Space::tiny, Space::small, Space::tiny);
@@ -413,9 +451,9 @@ void MainWindow::updateTitle() {
     const auto& location = app_.currentPane().location();
     const auto& selected = app_.selectedWorkspaceID();
     const auto* workspace = selected ? app_.library().workspace(*selected) : nullptr;
-    const auto name = workspace           ? shown(workspace->name)
+    const auto name = workspace           ? shownBriefly(workspace->name)
                       : location.isRoot() ? QStringLiteral("Computer")
-                                          : shown(location.lastComponent());
+                                          : shownBriefly(location.lastComponent());
     setWindowTitle(asWindowTitle(name + QStringLiteral(" — Morv")));
 }
 
@@ -429,14 +467,16 @@ void MainWindow::updateSortMenu() {
 
 void MainWindow::updateError() {
     errorLine_->setVisible(app_.errorMessage().has_value());
-    errorText_->setText(app_.errorMessage() ? shown(*app_.errorMessage()) : QString());
+    errorText_->setText(app_.errorMessage() ? shownBriefly(*app_.errorMessage()) : QString());
+    if (app_.errorMessage())
+        announce(*errorText_);
 }
 
 void MainWindow::showToolFailure(const std::string& sentence) {
     const auto title = QStringLiteral("Couldn’t Open Developer Tool");
     auto* box = new QMessageBox(QMessageBox::Warning, title, title, QMessageBox::Ok, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setInformativeText(shown(sentence));
+    box->setInformativeText(shownBriefly(sentence));
     // It may tell names of files, which are no markup; the box's own setting reaches only its title.
     for (auto* label : box->findChildren<QLabel*>())
         label->setTextFormat(Qt::PlainText);

@@ -54,14 +54,16 @@ protected:
     QMessageBox* messageOf(const QuitAnswer& answer);
 
 private:
-    QWidget* buildToolbar();
-    QWidget* buildErrorLine();
-    QWidget* buildBody();
-    /// The body, and what stands in the sidebar's place while that is compact.
-    QWidget* withRail(QWidget* body);
+    QWidget* buildToolbar(QWidget* parent);
+    QWidget* buildErrorLine(QWidget* parent);
+    QWidget* buildBody(QWidget* parent);
+    /// What stands in the sidebar's place while that is compact.
+    Sidebar& rail();
+    WorkspaceView& workspace();
     /// The tabs, or the workspace that is selected.
     void showContent();
     void focusContent();
+    void beginSearch();
     void fillWorkspaceMenu();
     /// Shows or hides the sidebar and gives it the width it had.
     void settleSidebar();
@@ -85,8 +87,8 @@ private:
     WindowActions* actions_;
     TabArea* tabs_ = nullptr;
     Sidebar* sidebar_ = nullptr;
-    Sidebar* rail_ = nullptr;
-    WorkspaceView* workspace_ = nullptr;
+    Sidebar* rail_ = nullptr;            ///< null until it is shown
+    WorkspaceView* workspace_ = nullptr; ///< likewise
     QStackedWidget* content_ = nullptr;
     QSplitter* body_ = nullptr;
     InspectorSplit* inspected_ = nullptr;

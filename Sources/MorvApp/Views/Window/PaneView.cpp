@@ -6,6 +6,7 @@
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
+#include "MorvApp/Views/Window/ReadingLine.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -30,6 +31,10 @@ PaneView::PaneView(AppModel& app, PaneModel& pane, WindowActions& actions, Brows
     title_->hide();
     column->addWidget(title_);
     column->addWidget(buildSearchLine());
+    readingLine_ = new ReadingLine(this);
+    connect(readingLine_, &ReadingLine::goUp, this,
+            [this] { goTo((columns_ ? columns_->model().focusedColumn() : pane_).location().parent()); });
+    column->addWidget(readingLine_);
     column->addWidget(new DownloadsBar(pane, this));
     followView();
     connect(&pane_, &PaneModel::preferencesChanged, this, &PaneView::followView);
@@ -66,6 +71,9 @@ void PaneView::followView() {
         files_ = gallery_ = new GalleryView(app_, pane_, actions_, sizes_, this);
     else
         files_ = collection_ = new MorvCollectionView(app_, pane_, actions_, {}, this);
+    if (columns_)
+        connect(&columns_->model(), &ColumnsModel::focusedChanged, this, &PaneView::followReading);
+    followReading();
     static_cast<QVBoxLayout*>(layout())->addWidget(files_, 1);
     setFocusProxy(files_);
     files_->show();
@@ -74,6 +82,10 @@ void PaneView::followView() {
     // At once: columns that nobody sees must not go on moving the window's current pane.
     delete before;
     collection().takeUpSelection();
+}
+
+void PaneView::followReading() {
+    readingLine_->follow(columns_ ? columns_->model().focusedColumn() : pane_);
 }
 
 void PaneView::goTo(const FileURL& folder) {
@@ -129,8 +141,8 @@ void PaneView::setSplit(bool split, bool active) {
 
 void PaneView::updateTitle() {
     const auto& location = pane_.location();
-    title_->setText(location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent()));
-    title_->setToolTip(shown(location.path()));
+    title_->setText(location.isRoot() ? QStringLiteral("Computer") : shownBriefly(location.lastComponent()));
+    title_->setToolTip(shownBriefly(location.path()));
 }
 
 void PaneView::updateSearchLine() {
@@ -144,9 +156,9 @@ void PaneView::updateSearchLine() {
         parts << QStringLiteral("Tag “%1”").arg(shown(*pane_.tagFilter()));
     if (pane_.isLoading())
         parts << QStringLiteral("Searching “%1” and everything below…")
-                     .arg(shown(pane_.location().lastComponent()));
+                     .arg(shownBriefly(pane_.location().lastComponent()));
     else if (pane_.searchNote())
-        parts << shown(*pane_.searchNote());
+        parts << shownBriefly(*pane_.searchNote());
     searchText_->setText(parts.join(QStringLiteral(" · ")));
     searchText_->setToolTip(searchText_->text());
 }

@@ -1,5 +1,5 @@
 // One pane on the screen: its files in the view that the folder's preferences say, and above them what they
-// are a search for. Main thread.
+// are a search for, and why they may be out of date. Main thread.
 #pragma once
 
 #include "MorvApp/Model/AppModel.h"
@@ -14,6 +14,7 @@ namespace morv {
 class ColumnsView;
 class GalleryView;
 class MorvCollectionView;
+class ReadingLine;
 class WindowActions;
 struct BrowserSizes;
 
@@ -42,6 +43,7 @@ private:
     QWidget* buildSearchLine();
     /// Makes the view that is wanted, and gives back the one before.
     void followView();
+    void followReading();
     void updateTitle();
     void updateSearchLine();
 
@@ -58,6 +60,7 @@ private:
     QFrame* searchLine_ = nullptr;
     QLabel* searchText_ = nullptr;
     QToolButton* saveSearch_ = nullptr;
+    ReadingLine* readingLine_;
     bool isSplit_ = false;
 };
 

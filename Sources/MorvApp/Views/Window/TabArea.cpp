@@ -121,7 +121,7 @@ void TabArea::syncPage(Page& page, const FileTab& tab) {
     delete page.first;
     delete page.second;
     const auto make = [&](PaneModel& pane) {
-        auto* view = new PaneView(app_, pane, actions_, sizes_);
+        auto* view = new PaneView(app_, pane, actions_, sizes_, page.splitter);
         view->setMinimumWidth(smallestPane);
         return view;
     };
@@ -145,14 +145,16 @@ void TabArea::followSplit(Page& page) {
 void TabArea::syncBar() {
     isSyncing_ = true;
     const auto& tabs = app_.tabs();
-    while (bar_->count() > static_cast<int>(tabs.size()))
+    // The one tab of most windows is not shown.
+    const int count = tabs.size() > 1 ? static_cast<int>(tabs.size()) : 0;
+    while (bar_->count() > count)
         bar_->removeTab(bar_->count() - 1);
-    while (bar_->count() < static_cast<int>(tabs.size()))
+    while (bar_->count() < count)
         addCloseButton(bar_->addTab(QString()));
-    for (std::size_t i = 0; i < tabs.size(); ++i)
-        updateTitle(tabs[i], static_cast<int>(i));
+    for (int i = 0; i < count; ++i)
+        updateTitle(tabs[static_cast<std::size_t>(i)], i);
     bar_->setCurrentIndex(static_cast<int>(app_.tabIndex()));
-    bar_->setVisible(tabs.size() > 1);
+    bar_->setVisible(count > 0);
     isSyncing_ = false;
 }
 
@@ -193,16 +195,16 @@ void TabArea::addCloseButton(int index) {
 
 void TabArea::updateTitle(const FileTab& tab, int index) {
     const auto& location = tab.pane->location();
-    auto title = location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent());
+    auto title = location.isRoot() ? QStringLiteral("Computer") : shownBriefly(location.lastComponent());
     if (tab.second)
-        title += QStringLiteral(" | ") + shown(tab.second->location().lastComponent());
+        title += QStringLiteral(" | ") + shownBriefly(tab.second->location().lastComponent());
     if (title.size() > widestTab)
         title = title.left(widestTab - 1) + QStringLiteral("…");
     title = buttonText(title);
     if (bar_->tabText(index) != title)
         bar_->setTabText(index, title);
     // Two folders of one name differ in nothing else.
-    if (const auto path = shown(location.path()); bar_->tabToolTip(index) != path)
+    if (const auto path = shownBriefly(location.path()); bar_->tabToolTip(index) != path)
         bar_->setTabToolTip(index, path);
 }
 

@@ -1,22 +1,27 @@
 #include "MorvApp/Views/Workspaces/ReferencePanel.h"
 
+#include "MorvApp/Views/Sheets/FolderDialog.h"
+#include "MorvCore/Platform/UserFolders.h"
+
 #include <QFile>
 
 namespace morv {
 
-void ReferencePanel::choose(QWidget* owner, const FileURL& folder, Chosen chosen) {
-    auto* panel = new ReferencePanel(owner, folder, std::move(chosen));
+void ReferencePanel::choose(QWidget* owner, const FileURL& folder, TaskPools& pools, Chosen chosen) {
+    auto* panel = new ReferencePanel(owner, std::move(chosen));
     panel->open();
+    leadTo(*panel, folder, pools);
 }
 
-ReferencePanel::ReferencePanel(QWidget* owner, const FileURL& folder, Chosen chosen)
-    : QFileDialog(owner, QStringLiteral("Choose Files and Folders")), chosen_(std::move(chosen)) {
+ReferencePanel::ReferencePanel(QWidget* owner, Chosen chosen)
+    : QFileDialog(owner, QStringLiteral("Choose Files and Folders"),
+                  QFile::decodeName(QByteArray::fromStdString(homeFolder().path()))),
+      chosen_(std::move(chosen)) {
     setAttribute(Qt::WA_DeleteOnClose);
     // The system's own panels know no such choice.
     setOption(QFileDialog::DontUseNativeDialog);
     setFileMode(QFileDialog::ExistingFiles);
     setLabelText(QFileDialog::Accept, QStringLiteral("Add"));
-    setDirectory(QFile::decodeName(QByteArray::fromStdString(folder.path())));
 }
 
 void ReferencePanel::accept() {

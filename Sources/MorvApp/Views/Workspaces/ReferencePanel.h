@@ -9,6 +9,8 @@
 
 namespace morv {
 
+class TaskPools;
+
 /// The usual panel takes either files or folders; this one takes whatever is marked.
 class ReferencePanel : public QFileDialog {
     Q_OBJECT
@@ -16,14 +18,15 @@ class ReferencePanel : public QFileDialog {
 public:
     using Chosen = std::function<void(const std::vector<FileURL>&)>;
 
-    /// Returns at once; `chosen` is called when something was confirmed and `owner` still lives.
-    static void choose(QWidget* owner, const FileURL& folder, Chosen chosen);
+    /// Returns at once, and goes to `folder` when that answers; `chosen` is called when something was confirmed and
+    /// `owner` still lives.
+    static void choose(QWidget* owner, const FileURL& folder, TaskPools& pools, Chosen chosen);
 
 protected:
     void accept() override;
 
 private:
-    ReferencePanel(QWidget* owner, const FileURL& folder, Chosen chosen);
+    ReferencePanel(QWidget* owner, Chosen chosen);
 
     Chosen chosen_;
 };

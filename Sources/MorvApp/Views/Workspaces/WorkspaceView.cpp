@@ -9,14 +9,19 @@
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <map>
+#include <utility>
 
 namespace morv {
 
@@ -63,6 +68,7 @@ WorkspaceView::WorkspaceView(AppModel& app, QWidget* parent)
     list_->setIndentation(0);
     list_->setFrameShape(QFrame::NoFrame);
     list_->setTextElideMode(Qt::ElideMiddle);
+    list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     list_->installEventFilter(this);
     list_->viewport()->installEventFilter(this);
     list_->header()->setStretchLastSection(true);
@@ -75,7 +81,18 @@ WorkspaceView::WorkspaceView(AppModel& app, QWidget* parent)
     column->addWidget(note_);
     setFocusProxy(list_);
 
-    connect(list_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) { open(*item); });
+    connect(list_, &QTreeWidget::itemActivated, this, [this](const QTreeWidgetItem* item) {
+        if (item->isSelected())
+            openSelection();
+        else if (isReference(*item))
+            app_.open(referenceOf(*item));
+    });
+    connect(list_, &QTreeWidget::itemSelectionChanged, this, &WorkspaceView::selectionChanged);
+    // Headings have a colour of their own.
+    connect(&Theme::shared(), &Theme::changed, this, [this] {
+        shownSections_.clear();
+        fill();
+    });
     connect(&detail_, &WorkspaceDetail::changed, this, &WorkspaceView::fill);
     connect(&app_, &AppModel::selectedWorkspaceChanged, this, &WorkspaceView::follow);
     connect(&app_, &AppModel::fileSnapshotRevisionChanged, this, &WorkspaceView::follow);
@@ -127,7 +144,7 @@ QWidget* WorkspaceView::buildHead() {
     tools->addWidget(checkAgain_);
     auto* choose = new QPushButton(QStringLiteral("Choose Files and Folders…"), head);
     connect(choose, &QPushButton::clicked, this, [this] {
-        ReferencePanel::choose(this, app_.activePane().location(),
+        ReferencePanel::choose(this, app_.activePane().location(), app_.services().pools,
                                [this](const std::vector<FileURL>& urls) { append(urls); });
     });
     tools->addWidget(choose);
@@ -157,8 +174,14 @@ void WorkspaceView::fill() {
     const auto* current = workspace();
     if (!current)
         return;
-    mark_->setPixmap(workspaceMark(current->color).pixmap(16, 16));
-    title_->setText(shown(current->name));
+    fillHead(*current);
+    fillList(*current);
+    fillNote();
+}
+
+void WorkspaceView::fillHead(const Workspace& current) {
+    mark_->setPixmap(workspaceMark(current.color).pixmap(16, 16));
+    title_->setText(shownBriefly(current.name));
     if (const auto query = editableName(app_.workspaceQuery()); query != query_->text()) {
         const QSignalBlocker quiet(query_);
         query_->setText(query);
@@ -166,59 +189,149 @@ void WorkspaceView::fill() {
     checkAgain_->setText(detail_.checkingReferences() ? QStringLiteral("Checking")
                                                       : QStringLiteral("Check Again"));
     checkAgain_->setEnabled(!detail_.checkingReferences());
-    auto summary = QString::number(current->references.size()) +
+    auto summary = QString::number(current.references.size()) +
                    QStringLiteral(" references · originals stay in their folders");
-    const bool isLoaded = detail_.loadedWorkspaceID() == current->id;
     if (detail_.checkingReferences())
         summary += QStringLiteral(" · Checking reference availability…");
-    else if (isLoaded)
+    else if (detail_.loadedWorkspaceID() == current.id)
         summary += QStringLiteral(" · ") + ours(detail_.summary());
     summary_->setText(summary);
+}
 
+void WorkspaceView::fillList(const Workspace& current) {
+    if (detail_.loadedWorkspaceID() != current.id)
+        return;
+    auto sections = detail_.sections(app_.workspaceQuery());
+    const bool isOther = std::exchange(shownWorkspace_, current.id) != current.id;
+    if (!isOther && sections == shownSections_)
+        return;
+    shownSections_ = std::move(sections);
     const auto* kept = list_->currentItem();
-    const auto keptReference = kept ? kept->data(0, referenceRole) : QVariant();
-    list_->clear();
-    std::size_t matches = 0;
-    if (isLoaded)
-        for (const auto& section : detail_.sections(app_.workspaceQuery())) {
-            auto* heading = new QTreeWidgetItem(list_, {ours(section.title)});
-            heading->setFlags(Qt::NoItemFlags);
-            heading->setSizeHint(0, QSize(0, headingHeight));
-            heading->setFirstColumnSpanned(true);
-            auto bold = font();
-            bold.setWeight(QFont::DemiBold);
-            heading->setFont(0, bold);
-            heading->setForeground(0, Theme::shared().colours().secondaryText);
-            for (const auto& card : section.cards) {
-                const auto status = detail_.status(card);
-                auto* item = new QTreeWidgetItem(list_, {shown(card.url.lastComponent()), ours(status.status),
-                                                         shown(detail_.sourceLabel(card.url))});
-                item->setData(0, referenceRole, QByteArray::fromStdString(card.url.path()));
-                item->setSizeHint(0, QSize(0, rowHeight));
-                item->setIcon(0, QIcon::fromTheme(iconName(card)));
-                item->setIcon(1, statusIcon(status.statusSymbol));
-                item->setToolTip(0, shown(card.error.value_or(card.url.path())));
-                if (keptReference == item->data(0, referenceRole))
-                    list_->setCurrentItem(item);
-                ++matches;
-            }
+    const auto keptReference = kept && !isOther ? kept->data(0, referenceRole) : QVariant();
+    const auto selected = isOther ? std::vector<FileURL>() : selectedReferences();
+    const int scrolled = isOther ? 0 : list_->verticalScrollBar()->value();
+    {
+        const QSignalBlocker quiet(list_);
+        list_->clear();
+        for (const auto& section : shownSections_)
+            addSection(section);
+        for (QTreeWidgetItemIterator row(list_); *row; ++row) {
+            if (!isReference(**row))
+                continue;
+            if (keptReference == (*row)->data(0, referenceRole))
+                list_->setCurrentItem(*row, 0, QItemSelectionModel::NoUpdate);
+            (*row)->setSelected(std::ranges::find(selected, referenceOf(**row)) != selected.end());
         }
-    if (targeted_ || (isLoaded && current->references.empty()))
+    }
+    // Only what is laid out can be scrolled.
+    list_->doItemsLayout();
+    list_->verticalScrollBar()->setValue(scrolled);
+    Q_EMIT selectionChanged();
+}
+
+void WorkspaceView::addSection(const WorkspaceSection& section) {
+    auto* heading = new QTreeWidgetItem(list_, {ours(section.title)});
+    heading->setFlags(Qt::NoItemFlags);
+    heading->setSizeHint(0, QSize(0, headingHeight));
+    heading->setFirstColumnSpanned(true);
+    auto bold = font();
+    bold.setWeight(QFont::DemiBold);
+    heading->setFont(0, bold);
+    heading->setForeground(0, Theme::shared().colours().secondaryText);
+    for (const auto& card : section.cards) {
+        const auto status = detail_.status(card);
+        auto* item = new QTreeWidgetItem(list_, {shownBriefly(card.url.lastComponent()), ours(status.status),
+                                                 shownBriefly(detail_.sourceLabel(card.url))});
+        item->setData(0, referenceRole, QByteArray::fromStdString(card.url.path()));
+        item->setSizeHint(0, QSize(0, rowHeight));
+        item->setIcon(0, QIcon::fromTheme(iconName(card)));
+        if (!card.isUnread())
+            item->setIcon(1, statusIcon(status.statusSymbol));
+        item->setToolTip(0, shownBriefly(card.error.value_or(card.url.path())));
+    }
+}
+
+void WorkspaceView::fillNote() {
+    const auto* current = workspace();
+    if (targeted_ || (current && current->references.empty())) {
         note_->setText(QStringLiteral("Drop here to add references. No originals are moved."));
-    else if (!app_.workspaceQuery().empty())
+    } else if (!app_.workspaceQuery().empty()) {
+        std::size_t matches = 0;
+        for (const auto& section : shownSections_)
+            matches += section.cards.size();
         note_->setText(QStringLiteral("%1 matches in reference names and source paths").arg(matches));
-    else
+    } else {
         note_->clear();
+    }
     note_->setVisible(!note_->text().isEmpty());
+}
+
+bool WorkspaceView::isReference(const QTreeWidgetItem& item) {
+    return item.data(0, referenceRole).isValid();
 }
 
 FileURL WorkspaceView::referenceOf(const QTreeWidgetItem& item) {
     return FileURL::fromPath(item.data(0, referenceRole).toByteArray().toStdString());
 }
 
-void WorkspaceView::open(const QTreeWidgetItem& item) {
-    if (item.data(0, referenceRole).isValid())
-        app_.open(referenceOf(item));
+std::vector<FileURL> WorkspaceView::selectedReferences() const {
+    std::vector<FileURL> references;
+    for (QTreeWidgetItemIterator row(list_, QTreeWidgetItemIterator::Selected); *row; ++row)
+        if (isReference(**row))
+            references.push_back(referenceOf(**row));
+    return references;
+}
+
+std::vector<const FileEntry*> WorkspaceView::selectedEntries() const {
+    std::vector<const FileEntry*> entries;
+    for (const auto& reference : selectedReferences()) {
+        const auto found = std::ranges::find(detail_.cards(), reference, &WorkspaceCardReference::url);
+        if (found != detail_.cards().end() && found->entry)
+            entries.push_back(&*found->entry);
+    }
+    return entries;
+}
+
+void WorkspaceView::selectNeighbour(int by) {
+    auto* item = list_->currentItem();
+    do
+        item = !item ? nullptr : by < 0 ? list_->itemAbove(item) : list_->itemBelow(item);
+    while (item && !isReference(*item));
+    if (item)
+        list_->setCurrentItem(item);
+}
+
+void WorkspaceView::beginQuery() {
+    query_->setFocus(Qt::ShortcutFocusReason);
+    query_->selectAll();
+}
+
+void WorkspaceView::openSelection() {
+    const auto references = selectedReferences();
+    std::vector<FileURL> folders;
+    for (const auto* entry : selectedEntries())
+        if (entry->isNavigable())
+            folders.push_back(entry->url().asFolder());
+    // Several folders have a tab each; the first would otherwise be covered by the next.
+    for (const auto& reference : references)
+        if (references.size() > 1 && std::ranges::find(folders, reference.asFolder()) != folders.end())
+            app_.addTab(reference.asFolder());
+        else
+            app_.open(reference);
+}
+
+void WorkspaceView::removeSelection() {
+    const auto& id = app_.selectedWorkspaceID();
+    if (const auto references = selectedReferences(); id && !references.empty())
+        app_.library().removeReferences(*id, references);
+}
+
+void WorkspaceView::moveSelectionToTrash() {
+    OperationRequest request;
+    request.kind = OperationKind::trash;
+    request.sources = selectedReferences();
+    if (!request.sources.empty())
+        app_.plan(std::move(request), AppModel::Review::always);
 }
 
 void WorkspaceView::openFolder(const FileURL& reference) {
@@ -232,6 +345,18 @@ void WorkspaceView::append(const std::vector<FileURL>& urls) {
 }
 
 bool WorkspaceView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress && watched == list_) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        if (key->modifiers() == Qt::NoModifier && key->key() == Qt::Key_Space) {
+            if (!key->isAutoRepeat())
+                Q_EMIT previewRequested();
+            return true;
+        }
+        if (key->modifiers() == Qt::NoModifier && key->key() == Qt::Key_Delete) {
+            removeSelection();
+            return true;
+        }
+    }
     if (event->type() != QEvent::ContextMenu)
         return QFrame::eventFilter(watched, event);
     // From the keyboard the menu belongs to the row that has it, wherever the pointer is.
@@ -239,58 +364,72 @@ bool WorkspaceView::eventFilter(QObject* watched, QEvent* event) {
     const auto under = list_->viewport()->mapFromGlobal(asked->globalPos());
     if (asked->reason() != QContextMenuEvent::Keyboard)
         showMenu(list_->itemAt(under), asked->globalPos());
-    else if (const auto* row = list_->currentItem())
+    else if (auto* row = list_->currentItem())
         showMenu(row, list_->viewport()->mapToGlobal(list_->visualItemRect(row).center()));
     return true;
 }
 
-void WorkspaceView::showMenu(const QTreeWidgetItem* item, QPoint globalPosition) {
-    const auto* current = workspace();
-    if (!item || !current || !item->data(0, referenceRole).isValid())
+void WorkspaceView::showMenu(QTreeWidgetItem* item, QPoint globalPosition) {
+    if (!item || !isReference(*item))
         return;
-    const auto reference = referenceOf(*item);
+    if (!item->isSelected())
+        list_->setCurrentItem(item);
+    const auto count = selectedReferences().size();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const auto add = [&](const QString& title, auto run) {
-        connect(menu->addAction(title), &QAction::triggered, this, run);
+        auto* action = menu->addAction(title);
+        connect(action, &QAction::triggered, this, run);
+        return action;
     };
-    add(QStringLiteral("Open Original"), [this, reference] { app_.open(reference); });
-    add(QStringLiteral("Open Original’s Folder"), [this, reference] { openFolder(reference); });
+    add(QStringLiteral("Open"), [this] { openSelection(); });
+    if (count == 1) {
+        const auto reference = referenceOf(*item);
+        add(QStringLiteral("Open Original"), [this, reference] { app_.open(reference); });
+        add(QStringLiteral("Open Original’s Folder"), [this, reference] { openFolder(reference); });
+    }
+    auto* preview = add(QStringLiteral("Quick Look"), [this] { Q_EMIT previewRequested(); });
+    preview->setShortcut(Qt::Key_Space);
+    preview->setEnabled(!selectedEntries().empty());
     menu->addSeparator();
-    add(QStringLiteral("Remove Reference"),
-        [this, id = current->id, reference] { app_.library().removeReference(id, reference); });
+    auto* remove = add(count == 1 ? QStringLiteral("Remove Reference")
+                                  : QStringLiteral("Remove %1 References").arg(count),
+                       [this] { removeSelection(); });
+    remove->setShortcut(Qt::Key_Delete);
     menu->addSeparator();
-    add(QStringLiteral("Move Original to Trash…"), [this, reference] {
-        OperationRequest request;
-        request.kind = OperationKind::trash;
-        request.sources = {reference};
-        app_.plan(std::move(request), AppModel::Review::always);
-    });
+    add(count == 1 ? QStringLiteral("Move Original to Trash…") : QStringLiteral("Move Originals to Trash…"),
+        [this] { moveSelectionToTrash(); });
+    for (auto* action : menu->actions())
+        action->setShortcutContext(Qt::WidgetShortcut);
     menu->popup(globalPosition);
 }
 
+/// Files only: what lies on the web is no place that a reference could name.
+static std::vector<FileURL> filesIn(const QMimeData& data) {
+    return FileClipboard::urlsIn(data.data(QLatin1String(FileClipboard::uriListType)).toStdString());
+}
+
 void WorkspaceView::dragEnterEvent(QDragEnterEvent* event) {
-    if (!event->mimeData()->hasFormat(QLatin1String(FileClipboard::uriListType)))
+    if (filesIn(*event->mimeData()).empty())
         return;
     // A reference is made, whatever the keys say: the original stays where it is.
     event->setDropAction(Qt::LinkAction);
     event->accept();
     targeted_ = true;
-    fill();
+    fillNote();
 }
 
 void WorkspaceView::dragLeaveEvent(QDragLeaveEvent*) {
     targeted_ = false;
-    fill();
+    fillNote();
 }
 
 void WorkspaceView::dropEvent(QDropEvent* event) {
     targeted_ = false;
     event->setDropAction(Qt::LinkAction);
     event->accept();
-    const auto list = event->mimeData()->data(QLatin1String(FileClipboard::uriListType)).toStdString();
-    append(FileClipboard::urlsIn(list));
-    fill();
+    append(filesIn(*event->mimeData()));
+    fillNote();
 }
 
 void WorkspaceView::focusInEvent(QFocusEvent*) {
