@@ -224,7 +224,6 @@ TEST_F(SheetFlowTest, whatAppearsWithoutTheKeyboardIsTold) {
     told.clear();
     const auto before = QAccessible::installUpdateHandler(
         [](QAccessibleEvent* event) { told.emplace_back(event->object(), event->type()); });
-    QAccessible::setActive(true);
     const auto isTold = [this](const char* name) {
         return std::ranges::count(
             told, std::pair<const QObject*, QAccessible::Event>(find<QWidget>(name), QAccessible::Alert));
@@ -236,7 +235,6 @@ TEST_F(SheetFlowTest, whatAppearsWithoutTheKeyboardIsTold) {
     EXPECT_TRUE(becomes(work, {"a 2.txt", "a.txt"}));
     EXPECT_TRUE(eventually([&] { return isTold("statusText") > 0; }));
     EXPECT_FALSE(app().errorMessage()) << "a plan that is begun takes the message away";
-    QAccessible::setActive(false);
     QAccessible::installUpdateHandler(before);
 }
 

@@ -113,7 +113,7 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
             eventually([&] { return !sidebar->findChild<QMessageBox*>() && !sidebar->findChild<QMenu*>(); }));
     }
     EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
-    EXPECT_THAT(app().library().workspaceList(), IsEmpty());
+    EXPECT_TRUE(eventually([&] { return app().library().workspaceList().empty(); }));
     EXPECT_TRUE(exists(original));
 }
 

@@ -116,8 +116,8 @@ TEST_F(WindowTest, theMenusHoldTheCommandsInTheirOrderWithTheirKeys) {
             ASSERT_NE(found, actions.end());
             EXPECT_GT(found - actions.begin(), last);
             last = found - actions.begin();
-            if (*row.key)
-                EXPECT_TRUE((*found)->shortcuts().contains(QKeySequence(QLatin1String(row.key))));
+            const QKeySequence key(QLatin1String(row.key));
+            EXPECT_TRUE(key.isEmpty() || (*found)->shortcuts().contains(key));
         }
     }
 }
