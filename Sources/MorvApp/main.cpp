@@ -157,7 +157,9 @@ private:
                     QFile::encodeName(QCoreApplication::applicationFilePath()).toStdString()),
                 morv::MorvServices::defaultsFile());
         services_->itemSender = std::make_shared<morv::MailSender>();
-        services_->mediaDecoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        const auto decoder = std::make_shared<morv::DecoderProcess>(morv::DecoderLimits::standard());
+        services_->mediaDecoder = decoder;
+        services_->textHighlighter = decoder;
         services_->thumbnails.setMaker(std::make_shared<morv::SharedThumbnails>(
             services_->mediaDecoder, morv::cacheHome().child("thumbnails"), MORV_VERSION));
         volumes_.emplace(services_->pools);

@@ -38,7 +38,7 @@ constexpr bool isSanitized = true;
 constexpr bool isSanitized = false;
 #endif
 
-/// Programs, libraries and fonts as packages installed them: nothing of the user's.
+/// Programs, libraries, fonts and definitions of languages as packages installed them: nothing of the user's.
 constexpr std::array readable = {
     "/usr", "/lib", "/lib64", "/etc/ld.so.cache", "/etc/fonts", "/var/cache/fontconfig"};
 

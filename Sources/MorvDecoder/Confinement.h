@@ -4,8 +4,8 @@
 //             map terabytes)
 // Time        ten seconds of processor time for each request; Morv's own deadline is of wall time
 // Files       none can be made or written. Where the kernel confines by place (landlock(7)), what packages installed
-//             can be read, because documents name fonts that they do not carry; nothing of the user's. Elsewhere none
-//             can be opened once everything is loaded
+//             can be read, because documents name fonts that they do not carry, and languages have definitions;
+//             nothing of the user's. Elsewhere none can be opened once everything is loaded
 // Others      no sockets, no programs, no processes, no signals to others: the system calls that are left are those
 //             that memory, threads and reading an open file need
 #pragma once

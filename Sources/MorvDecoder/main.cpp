@@ -1,8 +1,9 @@
-// morv-decoder: reads pictures, documents and recordings for Morv, which starts it with a socket as descriptor 3
-// and ends it. It has no use of its own.
+// morv-decoder: reads pictures, documents, recordings and source texts for Morv, which starts it with a socket as
+// descriptor 3 and ends it. It has no use of its own.
 #include "MorvCore/Platform/Descriptor.h"
 #include "MorvDecoder/Confinement.h"
 #include "MorvDecoder/Decoding.h"
+#include "MorvDecoder/Highlighting.h"
 
 #include <array>
 #include <cerrno>
@@ -103,6 +104,10 @@ void append(std::string& message, const std::string& text) {
     message += text;
 }
 
+std::string bytes(const DecoderAnswer& answer) {
+    return {reinterpret_cast<const char*>(&answer), sizeof answer};
+}
+
 std::string encoded(const Decoded& decoded) {
     DecoderAnswer answer;
     answer.width = decoded.picture.width;
@@ -111,7 +116,7 @@ std::string encoded(const Decoded& decoded) {
     answer.naturalHeight = decoded.natural.height;
     answer.pageCount = decoded.pageCount;
     answer.factCount = static_cast<std::uint32_t>(decoded.facts.size());
-    std::string message(reinterpret_cast<const char*>(&answer), sizeof answer);
+    std::string message = bytes(answer);
     for (const auto& [title, value] : decoded.facts) {
         append(message, title);
         append(message, value);
@@ -119,21 +124,48 @@ std::string encoded(const Decoded& decoded) {
     return message;
 }
 
+std::string pictureFor(const Received& received) {
+    const std::size_t side = received.request.side;
+    if (side == 0 || side > morv::largestDecodedSide)
+        throw Refusal(DecoderRefusal::tooLarge);
+    const Mapping mapping(received.canvas.get(), side * side * morv::bytesPerPixel);
+    if (!mapping)
+        throw Refusal(DecoderRefusal::damaged);
+    return encoded(
+        decode(open(received.file), {mapping.bytes(), static_cast<int>(side)}, received.request.page));
+}
+
+std::string textIn(const Descriptor& file) {
+    std::string text(morv::largestHighlightedText + 1, '\0');
+    const auto count = ::pread(file.get(), text.data(), text.size(), 0);
+    text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    if (text.size() > morv::largestHighlightedText)
+        throw Refusal(DecoderRefusal::tooLarge);
+    return text;
+}
+
+std::string highlightsFor(const Received& received) {
+    using morv::DecodedHighlight;
+    const auto& name = received.request.name;
+    const Mapping mapping(received.canvas.get(), morv::mostHighlights * sizeof(DecodedHighlight));
+    if (!mapping)
+        throw Refusal(DecoderRefusal::damaged);
+    DecoderAnswer answer;
+    answer.highlightCount = static_cast<std::uint32_t>(
+        highlight(std::string(name.data(), ::strnlen(name.data(), name.size())), textIn(received.file),
+                  {reinterpret_cast<DecodedHighlight*>(mapping.bytes().data()), morv::mostHighlights}));
+    return bytes(answer);
+}
+
 std::string answerTo(const Received& received) {
     DecoderAnswer refused;
-    refused.refusal = DecoderRefusal::damaged;
     try {
-        const std::size_t side = received.request.side;
-        if (side == 0 || side > morv::largestDecodedSide)
-            throw Refusal(DecoderRefusal::tooLarge);
-        const Mapping mapping(received.canvas.get(), side * side * morv::bytesPerPixel);
-        if (mapping)
-            return encoded(decode(open(received.file), {mapping.bytes(), static_cast<int>(side)},
-                                  received.request.page));
+        return received.request.task == morv::DecoderTask::highlights ? highlightsFor(received)
+                                                                      : pictureFor(received);
     } catch (const Refusal& refusal) {
         refused.refusal = refusal.reason();
     }
-    return {reinterpret_cast<const char*>(&refused), sizeof refused};
+    return bytes(refused);
 }
 
 bool send(std::string_view message) {

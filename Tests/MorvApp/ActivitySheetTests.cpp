@@ -3,10 +3,12 @@
 #include "MorvApp/Views/Window/ProgressStrip.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
+#include <QToolButton>
 #include <QTreeView>
 #include <filesystem>
 
@@ -128,12 +130,53 @@ TEST_F(ActivityTest, undoneFromTheListAndThenSaysWhyNot) {
     auto* undo = find<QPushButton>("activityUndo");
     ASSERT_TRUE(undo->isEnabled());
     QTest::mouseClick(undo, Qt::LeftButton);
+    EXPECT_FALSE(undo->isEnabled()) << "it is not asked for twice";
     EXPECT_TRUE(eventually([&] { return says(QStringLiteral("It has been undone.")); }));
     EXPECT_FALSE(undo->isEnabled());
     EXPECT_THAT(names(work), ElementsAre("a.txt"));
     EXPECT_TRUE(find<QPushButton>("activityShowRecovery")->isVisible())
         << "the result that undo removed is in Trash";
     settled();
+}
+
+TEST_F(ActivityTest, whatCouldNotBeReadIsNotCalledNothing) {
+    open();
+    auto& store = services->store;
+    store.saveBytes("{}", "operations/nobody");
+    app().showActivity();
+    ASSERT_TRUE(eventually([&] { return says(QStringLiteral("an invalid journal key")); }))
+        << "the reason stands in the sheet, which covers the window's own line";
+    EXPECT_FALSE(says(QStringLiteral("Nothing has been changed yet")));
+    store.remove("operations/nobody");
+    QTest::mouseClick(find<QPushButton>("activityRetry"), Qt::LeftButton);
+    EXPECT_TRUE(eventually([&] { return says(QStringLiteral("Nothing has been changed yet")); }));
+    EXPECT_FALSE(says(QStringLiteral("an invalid journal key")));
+    EXPECT_FALSE(app().errorMessage());
+}
+
+TEST_F(ActivityTest, aPathOfMegabytesIsGoneToWithoutAFreeze) {
+    auto left = receipt(OperationStatus::completed, 0);
+    auto path = work.path();
+    for (int i = 0; i < 300'000; ++i)
+        path += "/d";
+    OperationItemResult item;
+    item.id = UUID::random();
+    item.source = file("a.txt");
+    item.stagingURL = FileURL::fromPath(path + "/" + std::string(1'000'000, 'n') + "/left");
+    left.items.append(item);
+    record(left);
+    open();
+    showActivity(1);
+    QElapsedTimer time;
+    time.start();
+    QTest::mouseClick(find<QPushButton>("activityShowStaging"), Qt::LeftButton);
+    ASSERT_TRUE(eventually([&] { return app().activePane().error().has_value(); }));
+    window->grab();
+    EXPECT_LT(time.elapsed(), 5'000);
+    EXPECT_LT(window->windowTitle().size(), 5'000);
+    EXPECT_LT(window->findChildren<QToolButton*>(QStringLiteral("crumb")).size(), 100);
+    key(Qt::Key_L, Qt::ControlModifier);
+    key(Qt::Key_Escape);
 }
 
 TEST_F(ActivityTest, aHandoffToTheSystemStandsAmongTheOperations) {
@@ -147,6 +190,31 @@ TEST_F(ActivityTest, aHandoffToTheSystemStandsAmongTheOperations) {
     EXPECT_TRUE(says(QStringLiteral("The service replied. Nothing was verified.")));
     EXPECT_FALSE(find<QPushButton>("activityUndo")->isVisible());
     EXPECT_FALSE(find<QTreeView>("activityItems")->isVisible());
+}
+
+TEST_F(ActivityTest, aReceiptThatChangedIsSearchedAgainAndTheOthersStay) {
+    auto changing = receipt(OperationStatus::completed, 1);
+    record(changing);
+    record(receipt(OperationStatus::completed, 300, 1));
+    open();
+    showActivity(2);
+    auto* model = qobject_cast<ReceiptListModel*>(list->model());
+    ASSERT_TRUE(model);
+    const auto* before = operationOf(model->entry(1));
+    const auto* stale = operationOf(model->entry(0));
+    changing.message = "said later";
+    services->store.save(changing, "operations/" + changing.id.text());
+    find<QLineEdit>("activitySearch")->setText(QStringLiteral("completed"));
+    app().refreshOperationHistory();
+    ASSERT_TRUE(eventually([&] { return operationOf(model->entry(0)) != stale; }));
+    EXPECT_EQ(operationOf(model->entry(1)), before) << "what has not changed is not copied";
+
+    find<QLineEdit>("activitySearch")->setText(QStringLiteral("said at last"));
+    ASSERT_EQ(model->rowCount(), 0);
+    changing.message = "said at last";
+    services->store.save(changing, "operations/" + changing.id.text());
+    app().refreshOperationHistory();
+    EXPECT_TRUE(eventually([&] { return model->rowCount() == 1; }));
 }
 
 TEST_F(ActivityTest, manyReceiptsAndNamesOfMegabytesAreShownAndSearched) {

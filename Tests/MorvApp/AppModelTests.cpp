@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <latch>
 #include <mutex>
 #include <sqlite3.h>
@@ -97,8 +98,6 @@ TEST_F(AppModelTest, theStatusTellsHowAnOperationEnded) {
                                : "Move to Trash completed · 2 of 2 items completed");
     EXPECT_FALSE(app.sheet()) << "Activity opens by itself only when something needs attention";
 
-    // The last receipt arrives a moment before the engine gives the turn back, and undo never waits.
-    ASSERT_TRUE(eventually([&] { return !services.engine.hasActiveOperation(); }));
     app.undo();
     ASSERT_TRUE(eventually([&] { return app.receipts().front().status == OperationStatus::undone; }));
     ASSERT_TRUE(idle(app));
@@ -422,13 +421,19 @@ TEST_F(AppModelTest, aMoveIsLearntAndItsUndoForgotten) {
     app.perform(FileCommand::cut);
     app.showFolder(second);
     ASSERT_TRUE(idle(app));
+    // What is looked up for it may wait for a server that has gone, and stands in no other record's way.
+    std::promise<void> written;
+    TaskScope writing(services.pools);
+    writing.run(
+        TaskLane::records, [wait = written.get_future().share()](const std::stop_token&) { wait.wait(); },
+        [] {}, [](const std::exception_ptr&) {});
     app.perform(FileCommand::paste);
     ASSERT_TRUE(ended(app, 2));
     ASSERT_TRUE(eventually([&] { return memory.records().size() == 1; }));
+    written.set_value();
     EXPECT_EQ(memory.records().front().destination, second.child("a.txt"));
     memory.record({UUID::random(), work.child("x.txt"), second.child("x.txt"), Date::now()});
 
-    ASSERT_TRUE(eventually([&] { return !services.engine.hasActiveOperation(); }));
     app.undo(app.receipts().front().id);
     EXPECT_TRUE(eventually([&] {
         const auto left = memory.records();

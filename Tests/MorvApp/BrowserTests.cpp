@@ -8,6 +8,7 @@
 #include "MorvApp/Views/Window/TabArea.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
+#include <QPointer>
 #include <QToolButton>
 #include <atomic>
 #include <filesystem>
@@ -134,6 +135,23 @@ TEST_F(BrowserTest, handsWorkInTheFocusedColumn) {
     std::filesystem::remove_all(work.child("a").path());
     ASSERT_TRUE(shows({"work"}));
     EXPECT_TRUE(columns()->collection(0).hasFocus()) << "the keyboard does not vanish with a folder";
+}
+
+TEST_F(BrowserTest, aPressThatLeadsAwayIsOverBeforeItsColumnGoes) {
+    folder("work/a");
+    folder("work/a/b");
+    openColumns();
+    app().showFolder(work.child("a").asFolder());
+    ASSERT_TRUE(settled());
+    key(Qt::Key_3, Qt::ControlModifier);
+    ASSERT_TRUE(shows({"a"}));
+    type(QStringLiteral("b"));
+    ASSERT_TRUE(shows({"a", "b"}));
+    const QPointer pressed(&columns()->collection(1));
+    QTest::mousePress(pressed->viewport(), Qt::BackButton);
+    EXPECT_TRUE(pressed) << "it goes in the middle of its own press";
+    EXPECT_TRUE(shows({"work"}));
+    EXPECT_FALSE(pressed);
 }
 
 TEST_F(BrowserTest, theViewOptionsOfAColumnChangeThePane) {

@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QScopeGuard>
 #include <QScrollBar>
+#include <QThread>
 #include <filesystem>
 #include <latch>
 
@@ -82,6 +83,10 @@ TEST_F(CollectionViewTest, keysHandsAndTypingFollowTheShownOrder) {
     EXPECT_THAT(view().sectionSize(1).toStdString(),
                 AllOf(HasSubstr(" in 2 local files."), HasSubstr(" Hidden files excluded.")));
     EXPECT_EQ(view().sectionSize(0).toStdString(), "1 physical folder. Hidden files excluded.");
+    folder("work/second");
+    EXPECT_TRUE(eventually([&] {
+        return view().sectionSize(0) == QStringLiteral("2 physical folders. Hidden files excluded.");
+    })) << "what was counted before is of the past";
 }
 
 TEST_F(CollectionViewTest, theColumnIsKeptPastShorterRows) {
@@ -193,6 +198,27 @@ TEST_F(CollectionViewTest, aGroupOfDownloadsIsChosenAndNothingUnseenStaysSelecte
     EXPECT_FALSE(button("downloadsBar", QStringLiteral("All")));
 }
 
+TEST_F(CollectionViewTest, headingsFollowTheDayAfterASleep) {
+    file("a.txt");
+    open();
+    group(FileGrouping::date);
+    WindowActions actions(app(), *window, [](FileCommand) {});
+    auto now = Date::now();
+    MorvCollectionView slept(app(), app().activePane(), actions, {.now = [&now] { return now; }},
+                             window->centralWidget());
+    const auto title = [&] { return std::string(slept.sections().front().title); };
+    ASSERT_EQ(title(), "Today");
+    // The timer's clock has stood still.
+    constexpr double day = 86'400;
+    now = Date::fromUnix(now.unixSeconds() + day);
+    QEvent activation(QEvent::ActivationChange);
+    QApplication::sendEvent(&slept, &activation);
+    EXPECT_EQ(title(), "Yesterday");
+    now = Date::fromUnix(now.unixSeconds() + day);
+    app().refresh();
+    EXPECT_TRUE(eventually([&] { return title() == "Previous 7 Days"; }));
+}
+
 TEST_F(CollectionViewTest, whatTheModelSelectsIsNotTakenForTheUsers) {
     file("a.txt");
     file("b.txt");
@@ -300,11 +326,23 @@ public:
     std::vector<InstalledApplication> thatOpen(const std::vector<FileURL>& items) const override {
         if (items.size() > 1)
             return {};
-        return {{FileURL::fromPath("/apps/viewer.desktop"), "Viewer & Co", ""}};
+        return {{FileURL::fromPath("/apps/viewer.desktop"), "Viewer & Co", "/apps/viewer.png"}};
     }
     void open(const InstalledApplication& application, const std::vector<FileURL>& items) const override {
         throw std::runtime_error(application.name + " refuses " + std::string(items.front().lastComponent()));
     }
+};
+
+/// One red pixel, of "/apps/viewer.png" and never on the main thread.
+class IconDecoder : public MediaDecoder {
+public:
+    DecodedMedia decode(const MediaRequest& request, const std::stop_token&) const override {
+        if (request.file.path() != "/apps/viewer.png" || QThread::currentThread() == qApp->thread())
+            throw MediaError("not here");
+        const auto red = std::make_shared<const QRgb>(qRgb(255, 0, 0));
+        return {{1, 1, {red, reinterpret_cast<const std::byte*>(red.get())}}, 1, 1, 0, {}};
+    }
+    bool understands(const FileURL&) const override { return true; }
 };
 
 TEST_F(CollectionViewTest, theMenuOffersWhatCanBeDoneWithWhatIsUnderIt) {
@@ -313,6 +351,7 @@ TEST_F(CollectionViewTest, theMenuOffersWhatCanBeDoneWithWhatIsUnderIt) {
     folder("work/sub");
     open();
     services->applications = std::make_shared<Catalogue>();
+    services->mediaDecoder = std::make_shared<IconDecoder>();
     const auto closeMenus = [&] {
         for (auto* open : view().findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly))
             delete open;
@@ -350,6 +389,10 @@ TEST_F(CollectionViewTest, theMenuOffersWhatCanBeDoneWithWhatIsUnderIt) {
     ASSERT_TRUE(eventually([&] {
         return with.actions().size() == 1 && with.actions().front()->text() == QStringLiteral("Viewer && Co");
     }));
+    EXPECT_TRUE(eventually([&] {
+        const auto picture = with.actions().front()->icon().pixmap(1).toImage();
+        return !picture.isNull() && picture.pixelColor(0, 0) == QColor(Qt::red);
+    })) << "its picture comes when it has been read";
     with.actions().front()->trigger();
     EXPECT_TRUE(eventually([&] { return app().errorMessage() == "Viewer & Co refuses a.txt"; }));
 }

@@ -1,7 +1,5 @@
-#include "MorvApp/Integration/DecoderProcess.h"
 #include "MorvCore/Foundation/Errors.h"
-#include "Tests/MorvApp/Support.h"
-#include "Tests/Support/TemporaryFolder.h"
+#include "Tests/MorvApp/DecoderFixture.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -18,6 +16,7 @@
 namespace morv {
 namespace {
 
+using test::children;
 using test::eventually;
 using test::sentenceOf;
 using testing::AnyOf;
@@ -42,36 +41,13 @@ bool isNear(QRgb a, QRgb b) {
            close(qAlpha(a), qAlpha(b));
 }
 
-std::vector<pid_t> children() {
-    std::vector<pid_t> result;
-    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream status(process.path() / "status");
-        for (std::string line; std::getline(status, line);)
-            if (line == "PPid:\t" + std::to_string(::getpid()))
-                result.push_back(std::stoi(process.path().filename()));
-    }
-    return result;
-}
-
-class DecoderTest : public test::FolderTest {
+class DecoderTest : public test::DecoderTest {
 protected:
-    FileURL path(const std::string& name) { return work.child(name); }
     FileURL image(const std::string& name, int width, int height, QColor colour, const char* format) {
         QImage made(width, height, QImage::Format_ARGB32);
         made.fill(colour);
         EXPECT_TRUE(made.save(QString::fromStdString(path(name).path()), format));
         return path(name);
-    }
-    static DecoderLimits limits() {
-        auto limits = DecoderLimits::standard();
-        limits.program = FileURL::fromPath(MORV_DECODER);
-        limits.patience = 60s; // a busy machine is no fault
-        return limits;
-    }
-    static DecoderLimits partner() {
-        auto limits = DecoderTest::limits();
-        limits.program = FileURL::fromPath(DECODER_PARTNER);
-        return limits;
     }
 };
 

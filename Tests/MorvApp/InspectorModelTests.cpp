@@ -220,6 +220,9 @@ TEST(SearchTokens, areTakenOutOfWhatIsTyped) {
         {"no tag", "tag: x", typing, {{}, {}, "tag: x", ""}},
         {"both", "tag:a kind:audio ", typing, {"a", FileKind::audio, "", ""}},
         {"inside a word", "my-tag:red ", typing, {{}, {}, "my-tag:red ", ""}},
+        {"a quote within quotes", R"(tag:"say \"hi\"" x)", typing, {R"(say "hi")", {}, "x", ""}},
+        {"is no end while it is typed", R"(tag:"say \")", typing, {{}, {}, "", R"(tag:"say \")"}},
+        {"a backslash of its own", R"(tag:"a\b" )", typing, {R"(a\b)", {}, "", ""}},
         {"no letters", "", meant, {{}, {}, "", ""}},
     };
     for (const auto& row : rows) {
@@ -230,6 +233,18 @@ TEST(SearchTokens, areTakenOutOfWhatIsTyped) {
         EXPECT_EQ(tokens.text, row.expected.text);
         EXPECT_EQ(tokens.open, row.expected.open);
     }
+}
+
+TEST(SearchTokens, readWhatTheyWrite) {
+    for (const std::string tag : {R"(")", R"(\)", R"(\")", R"("\)", R"(a\\"b\)", R"(" kind:images tag:"x)",
+                                  "to do", "  ", "tag:", "a\nb\tc", "Müll “rot”"})
+        for (const auto ending : {TokenEnding::typing, TokenEnding::meant}) {
+            SCOPED_TRACE(tag);
+            const auto token = "tag:" + quotedValue(tag);
+            EXPECT_EQ(searchTokens("before " + token + " behind", ending),
+                      (SearchTokens{tag, {}, "before behind", ""}));
+            EXPECT_EQ(tokenValue(token), tag);
+        }
 }
 
 } // namespace

@@ -61,6 +61,7 @@ TEST_F(Journey, browsesRenamesCopiesReviewsUndoesSearchesCollectsAndLooks) {
     EXPECT_THAT(names(right), ElementsAre("plan.txt"));
     key(Qt::Key_F5);
     ASSERT_TRUE(asks());
+    look();
     key(Qt::Key_Return);
     ASSERT_TRUE(becomes(right, {"plan 2.txt", "plan.txt"}));
     key(Qt::Key_Z, Qt::ControlModifier);

@@ -3,6 +3,7 @@
 #include "MorvCore/Foundation/Errors.h"
 #include "Tests/MorvApp/Support.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -45,7 +46,9 @@ TEST_F(MailSenderTest, tellsWhenNoMessageOpens) {
 TEST_F(MailSenderTest, aStopEndsTheWaitingAndNotTheMessage) {
     const auto pipe = root.path() + "/pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    const MailSender sender(program("read line < '" + pipe + "'; echo closed > '" + root.path() + "/said'"));
+    const auto number = root.path() + "/number";
+    const MailSender sender(program("echo $$ > '" + number + "'; read line < '" + pipe +
+                                    "'; echo closed > '" + root.path() + "/said'"));
     const auto item = file("a");
     std::stop_source stop;
     std::thread waiting([&] { sender.sendByMail({item}, stop.get_token()); });
@@ -54,6 +57,10 @@ TEST_F(MailSenderTest, aStopEndsTheWaitingAndNotTheMessage) {
     // Opening the other end waits for the program: it is still there.
     std::ofstream(pipe) << "end\n";
     EXPECT_TRUE(test::eventually([&] { return exists(root.child("said")); }));
+    int process = 0;
+    std::ifstream(number) >> process;
+    ASSERT_GT(process, 0);
+    EXPECT_TRUE(test::eventually([&] { return ::kill(process, 0) < 0; })) << "it stays as a zombie";
 }
 
 } // namespace

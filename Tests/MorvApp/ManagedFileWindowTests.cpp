@@ -1,4 +1,5 @@
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
+#include "MorvApp/Views/Window/ScreenKeeper.h"
 #include "Tests/MorvApp/Support.h"
 
 #include <QAbstractButton>
@@ -100,6 +101,30 @@ TEST_F(ManagedFileWindowTest, quittingIsRefusedOrAskedAboutInItsOwnWords) {
     asked("Quit Morv’s desktop shelves?", {"Keep Morv Open", "Quit Morv"});
     const auto turn = operation();
     asked("Files are still being processed", {"Keep Morv Open"});
+}
+
+TEST(ScreenKeeper, aWindowThatNoScreenShowsComesBackAndAnyOtherStays) {
+    const QRect laptop(0, 30, 1366, 738);
+    const QRect beamer(1366, 0, 1920, 1080);
+    struct Row {
+        const char* name;
+        QRect frame;
+        QList<QRect> screens;
+        QRect placed;
+    };
+    const Row rows[] = {
+        {"where it was", {100, 100, 900, 600}, {laptop}, {100, 100, 900, 600}},
+        {"over both", {1200, 100, 900, 600}, {laptop, beamer}, {1200, 100, 900, 600}},
+        {"half beyond the edge", {1200, 100, 900, 600}, {laptop}, {1200, 100, 900, 600}},
+        {"its screen has gone", {1500, 100, 900, 600}, {laptop}, {466, 100, 900, 600}},
+        {"larger than what is left", {1400, -20, 1900, 1000}, {laptop}, laptop},
+        {"its title above the edge", {100, 0, 900, 600}, {laptop}, {100, 30, 900, 600}},
+        {"no screen at all", {1500, 100, 900, 600}, {}, {1500, 100, 900, 600}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(ScreenKeeper::place(row.frame, row.screens), row.placed);
+    }
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "Tests/MorvApp/FakeServers.h"
 #include "Tests/MorvApp/Support.h"
 
+#include <QElapsedTimer>
 #include <condition_variable>
 #include <mutex>
 
@@ -26,7 +27,7 @@ public:
     VolumeSpace read(const FileURL& url) {
         std::unique_lock lock(mutex_);
         ++asked_[url];
-        if (url.path() == "/dead")
+        if (url.path().starts_with("/dead"))
             released_.wait(lock, [this] { return isReleased_; });
         if (url.path() == "/gone")
             throw PosixError(ENOENT, url.path());
@@ -82,6 +83,31 @@ TEST(VolumeSpaces, aVolumeThatDoesNotAnswerIsAskedOnceAndNamed) {
     disks->release();
     EXPECT_EQ(VolumeSpaces::words({84'000'000'000, 512'000'000'000}), "84 GB free of 512 GB");
     EXPECT_EQ(VolumeSpaces::words({0, 0}), "") << "proc and its like";
+}
+
+TEST(VolumeSpaces, eachQuestionHasItsOwnTime) {
+    using State = VolumeSpaces::State;
+    const auto disks = std::make_shared<Disks>();
+    TaskPools pools;
+    {
+        constexpr int patience = 300;
+        VolumeSpaces spaces(pools, [disks](const FileURL& url) { return disks->read(url); });
+        spaces.setPatience(patience);
+        std::optional<State> later;
+        QObject::connect(&spaces, &VolumeSpaces::changed, &spaces, [&] {
+            if (!later)
+                later = spaces.of(at("/dead/later")).state;
+        });
+        QElapsedTimer since;
+        since.start();
+        spaces.of(at("/dead"));
+        ASSERT_TRUE(eventually([&] { return since.elapsed() > patience / 2; }));
+        spaces.of(at("/dead/later"));
+        EXPECT_TRUE(eventually([&] { return later.has_value(); }));
+        EXPECT_EQ(later, State::asked) << "its time has only begun";
+        EXPECT_TRUE(eventually([&] { return spaces.of(at("/dead/later")).state == State::silent; }));
+        disks->release();
+    }
 }
 
 class PlacesTest : public test::ModelTest {};

@@ -1,6 +1,7 @@
 // What a preview reads of texts and archives, and what it never opens.
 #include "MorvApp/Model/MediaDecoder.h"
 #include "MorvApp/Model/PreviewReading.h"
+#include "MorvApp/Model/TextHighlighter.h"
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Errors.h"
 #include "Tests/MorvApp/Support.h"
@@ -80,6 +81,49 @@ TEST_F(PreviewReading, isBoundedAndOpensOnlyPlainFiles) {
     std::stop_source stopped;
     stopped.request_stop();
     EXPECT_THROW(readPreviewText(work.child("more"), stopped.get_token()), CancellationError);
+}
+
+/// Finds each "x" and what follows it up to a blank, and remembers what it was given.
+class WordsWithX : public TextHighlighter {
+public:
+    std::vector<TextHighlight> highlight(const HighlightRequest& request,
+                                         const std::stop_token&) const override {
+        last = request;
+        std::vector<TextHighlight> found;
+        for (auto at = request.text.find('x'); at != std::string::npos; at = request.text.find('x', at)) {
+            const auto end = std::min(request.text.find(' ', at), request.text.size());
+            found.push_back({at, end - at, TextStyle::keyword});
+            at = end;
+        }
+        return found;
+    }
+    mutable HighlightRequest last;
+};
+
+TEST(PreviewHighlights, areOfWholeShortLinesAndInTheUnitsOfTheText) {
+    const WordsWithX words;
+    const auto of = [&](const QString& text) { return previewHighlights(words, "a.c", text, {}); };
+    const auto text = QStringLiteral("é€😀 xé€😀y \n😀x");
+    const std::vector<TextHighlight> found{{5, 6, TextStyle::keyword}, {15, 1, TextStyle::keyword}};
+    EXPECT_EQ(of(text), found);
+    EXPECT_EQ(words.last.name, "a.c");
+    EXPECT_EQ(words.last.text, text.toStdString());
+
+    const auto asked = [&](const QString& given) {
+        words.last.text = "nothing";
+        (void)of(given);
+        return words.last.text;
+    };
+    const QString longest(highlightedLineLimit, QLatin1Char('a'));
+    const auto lines = longest + QStringLiteral("\n") + longest;
+    EXPECT_EQ(asked(lines), lines.toStdString());
+    EXPECT_EQ(asked(lines + QStringLiteral("a")), longest.toStdString() + "\n");
+    EXPECT_EQ(asked(lines + QStringLiteral("a\nb\n")), longest.toStdString() + "\n") << "up to there";
+    EXPECT_EQ(asked(longest + QStringLiteral("a")), "nothing");
+    EXPECT_EQ(asked({}), "nothing");
+    const auto line = QStringLiteral("€23456789012345\n"); // 18 bytes
+    const auto room = static_cast<qsizetype>(highlightedTextLimit) / 18;
+    EXPECT_EQ(asked(line.repeated(room + 100)).size(), static_cast<std::size_t>(room) * 18);
 }
 
 TEST_F(PreviewReading, keepsTheBeginningOfAnArchiveAndCountsAllOfIt) {

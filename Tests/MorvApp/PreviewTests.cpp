@@ -1,10 +1,12 @@
 // The preview in its window, by real keys: what it shows, and what it shows of hostile or slow files.
 #include "MorvApp/Model/MediaDecoder.h"
+#include "MorvApp/Model/TextHighlighter.h"
 #include "MorvApp/Views/Preview/ArchiveListView.h"
 #include "MorvApp/Views/Preview/PreviewCanvas.h"
 #include "MorvApp/Views/Preview/PreviewStateView.h"
 #include "MorvApp/Views/Preview/PreviewWindow.h"
 #include "MorvApp/Views/Preview/TextPreviewView.h"
+#include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Mutex.h"
@@ -14,11 +16,15 @@
 
 #include <QClipboard>
 #include <QImage>
+#include <QLabel>
 #include <QMouseEvent>
+#include <QScopeGuard>
 #include <QTextBlock>
+#include <QTextLayout>
 #include <QTreeView>
 #include <QWheelEvent>
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <memory>
 
@@ -49,7 +55,7 @@ public:
                 isDocument ? 800 : 4000,
                 isDocument ? 400 : 2000,
                 isDocument ? 3 : 0,
-                {{"Camera", "made \xE2\x80\xAE up"}}};
+                {{"Dimensions", "4000 × 2000"}, {"Camera", "made \xE2\x80\xAE up"}}};
     }
     bool understands(const FileURL& file) const override {
         return file.extension() == "png" || file.extension() == "pdf";
@@ -70,11 +76,44 @@ private:
     mutable std::vector<MediaRequest> requests_ MORV_GUARDED_BY(mutex_);
 };
 
+/// Each "int" is a type. "slow.c" waits for the gate; of "hard.c" nothing is known in time.
+class FakeHighlighter : public TextHighlighter {
+public:
+    std::vector<TextHighlight> highlight(const HighlightRequest& request,
+                                         const std::stop_token& stop) const override {
+        if (request.name == "slow.c") {
+            gate.wait();
+            wasStopped = stop.stop_requested();
+        }
+        if (request.name == "hard.c")
+            throw MediaError("The file took too long to decode.");
+        std::vector<TextHighlight> found;
+        for (auto at = request.text.find("int"); at != std::string::npos;
+             at = request.text.find("int", at + 1))
+            found.push_back({at, 3, TextStyle::type});
+        return found;
+    }
+
+    mutable test::Gate gate;
+    mutable std::atomic<bool> wasStopped = false; ///< when the gate opened
+};
+
+/// What is coloured, in the order of the text: the words, a blank after each.
+QString coloured(const TextPreviewView& view, const QColor& colour) {
+    QString words;
+    for (auto block = view.document()->begin(); block.isValid(); block = block.next())
+        for (const auto& range : block.layout()->formats())
+            if (range.format.foreground().color() == colour)
+                words += block.text().mid(range.start, range.length) + QLatin1Char(' ');
+    return words;
+}
+
 class PreviewTest : public test::WindowTest {
 protected:
     void openWithDecoder() {
         services.emplace(environment());
         services->mediaDecoder = decoder;
+        services->textHighlighter = highlighter;
         window.emplace(*services, board, work);
         window->show();
         window->activateWindow();
@@ -101,7 +140,15 @@ protected:
         });
     }
 
+    bool showsWords(const QString& words) {
+        return eventually([&] {
+            return pane().content() == &pane().text() &&
+                   coloured(pane().text(), Theme::shared().colours().source.type) == words;
+        });
+    }
+
     std::shared_ptr<FakeDecoder> decoder = std::make_shared<FakeDecoder>();
+    std::shared_ptr<FakeHighlighter> highlighter = std::make_shared<FakeHighlighter>();
 };
 
 TEST_F(PreviewTest, spaceOpensArrowsMoveWithTheSelectionAndEscapeGivesTheKeyboardBack) {
@@ -115,6 +162,9 @@ TEST_F(PreviewTest, spaceOpensArrowsMoveWithTheSelectionAndEscapeGivesTheKeyboar
     preview();
     EXPECT_TRUE(showsPicture("a.png"));
     EXPECT_EQ(pane().accessibleName(), QStringLiteral("Preview of a.png"));
+    EXPECT_EQ(pane().findChild<QLabel*>(QStringLiteral("previewCaption"))->toolTip(),
+              QStringLiteral("Camera made ␦ up"))
+        << "the dimensions stand in the line above";
     key(Qt::Key_Right);
     EXPECT_TRUE(showsPicture("b.png"));
     EXPECT_EQ(selected(), std::vector<std::string>{"b.png"});
@@ -164,6 +214,29 @@ TEST_F(PreviewTest, ofSeveralSelectedTheArrowsShowEachAndTheSelectionStays) {
     EXPECT_FALSE(window->preview()->isVisible());
 }
 
+TEST_F(PreviewTest, itsKeysAreTheUsersAndFollowTheReadingDirection) {
+    file("a.png");
+    file("b.png");
+    openWithDecoder();
+    const auto* action = window->findChild<WindowActions*>()->action(FileCommand::preview);
+    EXPECT_EQ(action->text(), QStringLiteral("Quick Look\tSpace"))
+        << "a menu shows it, and the window has no such key";
+    EXPECT_EQ(action->toolTip(), QStringLiteral("Quick Look"));
+    services->keys.setKeys(FileCommand::preview, {"Space", "F8"});
+    EXPECT_EQ(action->text(), QStringLiteral("Quick Look")) << "F8 is the window's own";
+    preview();
+    EXPECT_TRUE(showsPicture("a.png"));
+    window->preview()->setLayoutDirection(Qt::RightToLeft);
+    key(Qt::Key_Left);
+    EXPECT_TRUE(showsPicture("b.png"));
+    key(Qt::Key_Right);
+    EXPECT_TRUE(showsPicture("a.png"));
+    EXPECT_LE(window->preview()->width(), window->width());
+    EXPECT_LE(window->preview()->height(), window->height());
+    key(Qt::Key_F8);
+    EXPECT_FALSE(window->preview()->isVisible()) << "the key that opens it closes it";
+}
+
 TEST_F(PreviewTest, spaceInATypedNameIsTextAndAButtonKeepsItsOwnSpace) {
     file("a b.txt");
     file("a.txt");
@@ -205,6 +278,33 @@ TEST_F(PreviewTest, anAnswerThatComesLateIsDroppedAndAPictureIsAskedForLargerWhe
     EXPECT_EQ(decoder->requests().size(), asked + 1) << "smaller asks for nothing";
 }
 
+TEST_F(PreviewTest, aTextIsThereAtOnceAndItsColoursComeLaterOrNever) {
+    file("hard.c", "int c;");
+    file("next.c", "char b; int c;");
+    file("slow.c", "int a; int b;");
+    openWithDecoder();
+    key(Qt::Key_End);
+    key(Qt::Key_Space);
+    ASSERT_TRUE(eventually([&] { return window->preview()->isActiveWindow(); }));
+    ASSERT_TRUE(highlighter->gate.waitUntilReached());
+    EXPECT_TRUE(showsWords({}));
+    EXPECT_EQ(pane().text().toPlainText(), QStringLiteral("int a; int b;"));
+    key(Qt::Key_Left);
+    EXPECT_TRUE(showsWords(QStringLiteral("int ")));
+    highlighter->gate.open();
+    EXPECT_TRUE(eventually([&] { return highlighter->wasStopped.load(); })) << "nobody waits for it any more";
+    key(Qt::Key_Right);
+    EXPECT_TRUE(showsWords(QStringLiteral("int int ")));
+    const auto back = qScopeGuard([] { Theme::shared().apply(Look{}); });
+    Theme::shared().apply(Appearance::dark);
+    EXPECT_TRUE(showsWords(QStringLiteral("int int "))) << "in the colours of the new look";
+    key(Qt::Key_Left);
+    key(Qt::Key_Left);
+    EXPECT_TRUE(eventually([&] { return shows("hard.c") && pane().content() == &pane().text(); }));
+    EXPECT_TRUE(showsWords({}));
+    EXPECT_EQ(pane().text().toPlainText(), QStringLiteral("int c;"));
+}
+
 TEST_F(PreviewTest, pagesTurnWithinTheDocument) {
     file("report.pdf");
     openWithDecoder();
@@ -218,8 +318,17 @@ TEST_F(PreviewTest, pagesTurnWithinTheDocument) {
     key(Qt::Key_PageDown);
     key(Qt::Key_PageUp);
     EXPECT_TRUE(showsPicture("report.pdf", 1));
-    for (const auto& request : decoder->requests())
+    // However near: more than the decoder makes is never asked for.
+    for (int i = 0; i < 20; ++i)
+        key(Qt::Key_Plus);
+    EXPECT_TRUE(eventually([&] { return decoder->requests().back().side == MediaRequest::largestSide; }));
+    key(Qt::Key_Plus);
+    key(Qt::Key_PageDown);
+    EXPECT_TRUE(showsPicture("report.pdf", 2));
+    for (const auto& request : decoder->requests()) {
         EXPECT_TRUE(request.page >= 0 && request.page < 3) << request.page;
+        EXPECT_LE(request.side, MediaRequest::largestSide);
+    }
 }
 
 TEST_F(PreviewTest, aPageThatCannotBeShownIsPassedOver) {
@@ -330,6 +439,24 @@ TEST(PreviewTextView, aLineWithoutEndIsQuickAndCopiedWhole) {
     view.copy();
     EXPECT_TRUE(text.contains(QApplication::clipboard()->text()));
     EXPECT_EQ(QApplication::clipboard()->text().count(QLatin1Char('\n')), 1);
+}
+
+TEST(PreviewTextView, coloursStandWhereTheyBelongAlsoInLinesThatAreInPieces) {
+    TextPreviewView view(TextPreviewView::LineNumbers::hide, nullptr);
+    const QString line(TextPreviewView::longestPiece - 2, QLatin1Char('.'));
+    const auto text = QStringLiteral("/* one\n\ntwo */ ") + line + QStringLiteral("abcd\nlast");
+    view.setPreview({text, "UTF-8", true});
+    const auto at = [&](const char* word) {
+        return static_cast<std::size_t>(text.indexOf(QLatin1String(word)));
+    };
+    view.setHighlights({{0, at(" .."), TextStyle::comment},
+                        {at("abcd"), 4, TextStyle::type},
+                        {at("last"), 4, TextStyle::type}});
+    const auto& colours = Theme::shared().colours().source;
+    EXPECT_EQ(coloured(view, colours.comment), QStringLiteral("/* one two */ "));
+    EXPECT_EQ(coloured(view, colours.type).remove(QLatin1Char(' ')), QStringLiteral("abcdlast"));
+    view.setPreview({text, "UTF-8", true});
+    EXPECT_TRUE(coloured(view, colours.type).isEmpty()) << "another text has its own";
 }
 
 TEST(PreviewCanvas, zoomsAroundThePointerAndKeepsThePictureInSight) {

@@ -52,6 +52,7 @@ TEST_F(RenameSheetTest, everyNewNameIsSeenReviewedAndTakenBack) {
     key(Qt::Key_Return);
     ASSERT_TRUE(eventually([&] { return app().reviewPlan().has_value(); })) << "several are always reviewed";
     EXPECT_THAT(names(work), ElementsAre("a.txt", "b.txt"));
+    look();
     key(Qt::Key_Return);
     ASSERT_TRUE(becomes(work, {"Trip 1.txt", "Trip 2.txt"}));
     key(Qt::Key_Z, Qt::ControlModifier);

@@ -110,6 +110,17 @@ TEST_F(SearchFieldTest, aTokenIsCompletedFromAList) {
     EXPECT_TRUE(field().text().isEmpty());
     EXPECT_TRUE(finds({"a.txt"}));
     EXPECT_TRUE(field().hasFocus());
+    key(Qt::Key_Escape);
+    FileTagMetadata::setNames(file("c.txt"), {R"(12" discs \)"});
+    ASSERT_TRUE(eventually([&] { return found().size() == 3; }));
+    app().refresh();
+    ASSERT_TRUE(settled());
+    type(QStringLiteral("tag:disc"));
+    ASSERT_TRUE(eventually([&] { return popupOf(QApplication::activePopupWidget()).contains(u'"'); }));
+    QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Return);
+    EXPECT_THAT(chips(), ElementsAre(R"(12" discs \)"));
+    EXPECT_TRUE(field().text().isEmpty()) << field().text().toStdString();
+    EXPECT_TRUE(finds({"c.txt"}));
 }
 
 TEST_F(SearchFieldTest, theHomeFolderIsSearchedAndLeftAgain) {

@@ -18,6 +18,7 @@
 #include <QScopeGuard>
 #include <QSpinBox>
 #include <QTreeWidget>
+#include <QWheelEvent>
 #include <fstream>
 #include <sstream>
 
@@ -94,7 +95,10 @@ protected:
     /// What the question before the memory is cleared is answered with.
     void answerClearing(const QString& title) {
         click("clearSuggestions");
-        auto* box = settings().findChild<QMessageBox*>(QStringLiteral("confirmClearing"));
+        answer("confirmClearing", title);
+    }
+    void answer(const char* question, const QString& title) {
+        auto* box = settings().findChild<QMessageBox*>(QLatin1String(question));
         ASSERT_TRUE(box);
         for (auto* button : box->buttons())
             if (button->text() == title)
@@ -248,8 +252,23 @@ TEST_F(SettingsTest, theMemoryOfSuggestionsIsRuledExportedAndCleared) {
     days->setFocus();
     days->selectAll();
     QTest::keyClicks(days, QStringLiteral("7"));
+    QTest::keyClick(days, Qt::Key_Up);
+    QTest::keyClick(days, Qt::Key_Down);
     QTest::keyClick(days, Qt::Key_Return);
+    answer("confirmRetention", QStringLiteral("Keep Them"));
+    EXPECT_EQ(days->value(), 30);
+    EXPECT_EQ(stored.preferences().retentionDays, 30) << "records would have gone";
+    days->setFocus();
+    days->selectAll();
+    QTest::keyClicks(days, QStringLiteral("7"));
+    QTest::keyClick(days, Qt::Key_Return);
+    answer("confirmRetention", QStringLiteral("Remove Older Records"));
     EXPECT_TRUE(eventually([&] { return stored.preferences().retentionDays == 7; }));
+    control<QAbstractButton>("suggestFolders")->setFocus();
+    QWheelEvent wheel(QPointF(5, 5), days->mapToGlobal(QPointF(5, 5)), {}, QPoint(0, 120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(days, &wheel);
+    EXPECT_EQ(days->value(), 7) << "a wheel on its way through the page changes nothing";
 
     answerClearing(QStringLiteral("Keep"));
     EXPECT_EQ(stored.records().size(), 2U);
@@ -320,9 +339,21 @@ TEST_F(SettingsTest, developerToolsAreTheUsersOwn) {
     EXPECT_FALSE(services->defaults.showsGitStatus());
 }
 
+TEST_F(SettingsTest, applicationsThatCannotBeListedAreNoEmptyList) {
+    class BrokenDesktop : public test::RecordingLauncher {
+    public:
+        std::vector<InstalledApplication> editors() const override {
+            throw FileOperationError::unavailable("The applications cannot be listed.");
+        }
+    };
+    launcher = std::make_shared<BrokenDesktop>();
+    openSettings("developer");
+    EXPECT_TRUE(eventually([&] { return says("The applications cannot be listed."); }));
+}
+
 TEST_F(SettingsTest, theDataIsCountedAndShown) {
     services.emplace(environment());
-    services->library.createWorkspace("Harbour", {}, "teal");
+    services->library.createWorkspace("Harbour", {}, "teal", {});
     ASSERT_TRUE(eventually([&] { return services->store.keys("workspace/").size() == 1; }));
     services.reset();
     openSettings("data");

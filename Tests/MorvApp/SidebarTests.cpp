@@ -84,7 +84,7 @@ TEST_F(SidebarTest, filesAreDroppedOnPlacesTrashAndWorkspaces) {
     file("b.txt");
     file("c.txt");
     openWithPlaces();
-    services->library.createWorkspace("Harbour", {}, "teal");
+    services->library.createWorkspace("Harbour", {}, "teal", {});
     ASSERT_TRUE(eventually([&] { return item("Harbour") != nullptr; }));
     auto& viewport = *bar->viewport();
 

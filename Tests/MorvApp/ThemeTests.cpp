@@ -90,6 +90,11 @@ TEST(Theme, keepsTheContrastsOfTheDesign) {
                 EXPECT_GE(ratio(colours.text, veiled(colours, ground)), 7);
                 EXPECT_GE(ratio(colours.secondaryText, veiled(colours, ground)), 4.5);
             }
+            using S = SourceColours;
+            for (const auto word : {&S::comment, &S::string, &S::keyword, &S::type, &S::number,
+                                    &S::preprocessor, &S::function, &S::variable})
+                EXPECT_GE(ratio(colours.source.*word, colours.content), contrast == Contrast::high ? 7 : 4.5)
+                    << (colours.source.*word).name().toStdString();
             EXPECT_EQ(colours.hover.alpha() == 255, contrast == Contrast::high) << "no veil in high contrast";
         }
     EXPECT_NEAR(ratio(QColor(Qt::white), QColor(Qt::black)), 21, 0.01) << "the measure itself";

@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QTest>
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,12 @@ protected:
         QTest::keyClick(target, static_cast<Qt::Key>(code), modifiers);
     }
     void type(const QString& text) { QTest::keyClicks(QApplication::focusWidget(), text); }
+    /// Long enough at a sheet that came by itself for it to take its keys.
+    void look() {
+        ASSERT_TRUE(window->sheet());
+        window->sheet()->guardKeys(
+            [now = std::chrono::steady_clock::time_point()]() mutable { return now += KeyGuard::pause; });
+    }
     template <class Widget>
     Widget* find(const char* name) {
         return window->findChild<Widget*>(QLatin1String(name));

@@ -3,13 +3,18 @@
 #include "MorvCore/Folders/FileTagMetadata.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
+#include <QContextMenuEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTreeView>
 #include <QTreeWidget>
 #include <filesystem>
+#include <sqlite3.h>
 
 namespace morv {
 namespace {
@@ -59,7 +64,7 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     EXPECT_TRUE(window->sheet()) << "a workspace has a name";
     type(QStringLiteral("Harbour"));
     key(Qt::Key_Return);
-    EXPECT_FALSE(window->sheet());
+    ASSERT_TRUE(eventually([&] { return !window->sheet(); }));
     auto* sidebar = find<QTreeWidget>("sidebar");
     ASSERT_TRUE(eventually(
         [&] { return !sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).isEmpty(); }));
@@ -88,8 +93,27 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
     ASSERT_TRUE(settled());
     app().openWorkspace(0);
     ASSERT_TRUE(list->isVisible());
-    app().library().removeWorkspace(*app().selectedWorkspaceID());
+    sidebar->setCurrentItem(sidebar->findItems(QStringLiteral("Harbour"), Qt::MatchExactly).front());
+    for (const auto* answer : {"Keep", "Remove Workspace"}) {
+        QContextMenuEvent asked(QContextMenuEvent::Keyboard, QPoint(), QPoint());
+        QCoreApplication::sendEvent(sidebar->viewport(), &asked);
+        auto* menu = sidebar->findChild<QMenu*>();
+        ASSERT_TRUE(menu);
+        for (auto* action : menu->actions())
+            if (action->text() == QStringLiteral("Remove Workspace…"))
+                action->trigger();
+        menu->close();
+        auto* box = sidebar->findChild<QMessageBox*>(QStringLiteral("confirmRemoval"));
+        ASSERT_TRUE(box);
+        EXPECT_EQ(box->defaultButton()->text(), QStringLiteral("Keep"));
+        for (auto* button : box->buttons())
+            if (button->text() == QLatin1String(answer))
+                QTest::mouseClick(button, Qt::LeftButton);
+        ASSERT_TRUE(
+            eventually([&] { return !sidebar->findChild<QMessageBox*>() && !sidebar->findChild<QMenu*>(); }));
+    }
     EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
+    EXPECT_THAT(app().library().workspaceList(), IsEmpty());
     EXPECT_TRUE(exists(original));
 }
 
@@ -191,6 +215,35 @@ TEST_F(WindowTest, thePaletteRunsAnActionAndAChangedKeyWorks) {
         << "in a field Return belongs to the field";
     services->keys.resetAll();
     ASSERT_TRUE(settled());
+}
+
+TEST_F(WindowTest, aWorkspaceThatCouldNotBeSavedIsNotLost) {
+    const auto original = file("plan.txt");
+    open();
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open((root.path() + "/data/deep/Morv/Morv.sqlite").c_str(), &database), SQLITE_OK);
+    const auto tell = [&](const char* statement) {
+        EXPECT_EQ(sqlite3_exec(database, statement, nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+    };
+    tell("CREATE TRIGGER refuse BEFORE INSERT ON records WHEN NEW.key LIKE 'workspace/%' "
+         "BEGIN SELECT RAISE(ABORT, 'no room'); END");
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_N, Qt::ControlModifier | Qt::AltModifier);
+    type(QStringLiteral("Harbour"));
+    key(Qt::Key_Return);
+    auto* problem = find<QLabel>("warning");
+    ASSERT_TRUE(eventually([&] { return problem->isVisible(); }));
+    EXPECT_TRUE(problem->text().contains(QStringLiteral("no room"))) << problem->text().toStdString();
+    ASSERT_TRUE(window->sheet());
+    tell("DROP TRIGGER refuse");
+    sqlite3_close(database);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([&] { return !window->sheet(); }));
+    const auto& list = services->library.workspaceList();
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list.front().name, "Harbour");
+    EXPECT_THAT(list.front().references, ElementsAre(original));
 }
 
 TEST_F(WindowTest, aReviewKeepsWhatTheUserUncheckedWhateverComesMeanwhile) {

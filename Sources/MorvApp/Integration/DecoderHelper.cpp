@@ -18,11 +18,13 @@
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace morv {
 
 namespace {
 
+static_assert(highlightedTextLimit == largestHighlightedText);
 constexpr const char* ended = "The file could not be decoded: its reader ended unexpectedly.";
 
 [[noreturn]] void throwRefusal(DecoderRefusal refusal) {
@@ -43,13 +45,22 @@ constexpr const char* ended = "The file could not be decoded: its reader ended u
 }
 
 /// Memory that both sides see; its size cannot be changed by either.
-class Canvas {
+class SharedMemory {
 public:
-    explicit Canvas(std::size_t size) {
+    explicit SharedMemory(std::size_t size) {
         memory_ = Descriptor(::memfd_create("morv-canvas", MFD_CLOEXEC | MFD_ALLOW_SEALING));
         if (!memory_ || ::ftruncate(memory_.get(), static_cast<off_t>(size)) != 0 ||
             ::fcntl(memory_.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
             throw PosixError(errno);
+    }
+    explicit SharedMemory(std::string_view bytes) : SharedMemory(bytes.size()) {
+        for (std::size_t done = 0; done < bytes.size();) {
+            const auto count =
+                ::pwrite(memory_.get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+            if (count <= 0)
+                throw PosixError(count < 0 ? errno : EIO);
+            done += static_cast<std::size_t>(count);
+        }
     }
 
     int descriptor() const { return memory_.get(); }
@@ -94,14 +105,14 @@ bool ask(int socket, const DecoderRequest& request, int file, int canvas) {
     return count == static_cast<ssize_t>(sizeof copy);
 }
 
-int millisecondsUntil(std::chrono::steady_clock::time_point moment) {
+int millisecondsUntil(DecoderHelper::Moment moment) {
     using std::chrono::milliseconds;
     const auto left = std::chrono::ceil<milliseconds>(moment - std::chrono::steady_clock::now());
     return static_cast<int>(std::clamp<milliseconds::rep>(left.count(), 0, INT_MAX));
 }
 
 /// Waits for the answer; empty when the other side has gone.
-std::string receive(int socket, std::chrono::steady_clock::time_point deadline, const std::stop_token& stop) {
+std::string receive(int socket, DecoderHelper::Moment deadline, const std::stop_token& stop) {
     const Descriptor stopped(::eventfd(0, EFD_CLOEXEC));
     if (!stopped)
         throw PosixError(errno);
@@ -169,6 +180,41 @@ std::optional<DecodedMedia> parse(std::string_view message, int side, DecoderAns
     return media;
 }
 
+constexpr std::array styles = {
+    std::pair{DecodedStyle::comment, TextStyle::comment},
+    std::pair{DecodedStyle::string, TextStyle::string},
+    std::pair{DecodedStyle::keyword, TextStyle::keyword},
+    std::pair{DecodedStyle::type, TextStyle::type},
+    std::pair{DecodedStyle::number, TextStyle::number},
+    std::pair{DecodedStyle::preprocessor, TextStyle::preprocessor},
+    std::pair{DecodedStyle::function, TextStyle::function},
+    std::pair{DecodedStyle::variable, TextStyle::variable},
+    std::pair{DecodedStyle::inserted, TextStyle::inserted},
+    std::pair{DecodedStyle::removed, TextStyle::removed},
+};
+
+/// Nothing when one of them is not what the protocol allows.
+std::optional<std::vector<TextHighlight>> checked(std::span<const DecodedHighlight> told,
+                                                  std::string_view text) {
+    const auto isBetweenCharacters = [text](std::size_t byte) {
+        return byte == text.size() || (static_cast<unsigned char>(text[byte]) & 0xC0U) != 0x80U;
+    };
+    std::vector<TextHighlight> result;
+    result.reserve(told.size());
+    std::size_t end = 0;
+    for (const auto& each : told) {
+        const auto* style =
+            std::ranges::find(styles, each.style, [](const auto& pair) { return pair.first; });
+        if (style == styles.end() || each.length == 0 || each.start < end || each.start > text.size() ||
+            each.length > text.size() - each.start || !isBetweenCharacters(each.start) ||
+            !isBetweenCharacters(each.start + each.length))
+            return std::nullopt;
+        result.push_back({each.start, each.length, style->second});
+        end = each.start + each.length;
+    }
+    return result;
+}
+
 } // namespace
 
 DecoderHelper::Channel::Channel() {
@@ -185,8 +231,7 @@ DecoderHelper::DecoderHelper(const FileURL& program, Channel channel)
     : socket_(std::move(channel.ours)),
       child_(RunningChild::serving(program.path(), {"LC_ALL=C.UTF-8"}, std::move(channel.theirs))) {}
 
-void DecoderHelper::awaitGreeting(std::chrono::steady_clock::time_point deadline,
-                                  const std::stop_token& stop) {
+void DecoderHelper::awaitGreeting(Moment deadline, const std::stop_token& stop) {
     if (isReady_)
         return;
     try {
@@ -198,30 +243,64 @@ void DecoderHelper::awaitGreeting(std::chrono::steady_clock::time_point deadline
         throw DecoderGone("The reader of this kind of file could not be started.");
 }
 
-DecodedMedia DecoderHelper::decode(const Descriptor& file, const MediaRequest& request,
-                                   std::chrono::steady_clock::time_point deadline,
-                                   const std::stop_token& stop) {
+std::string DecoderHelper::exchange(const DecoderRequest& request, int file, int canvas, Moment deadline,
+                                    const std::stop_token& stop) {
     isSound_ = false;
-    const int side = std::clamp(request.side, 1, static_cast<int>(largestDecodedSide));
-    const Canvas canvas(static_cast<std::size_t>(side) * static_cast<std::size_t>(side) * bytesPerPixel);
     awaitGreeting(deadline, stop);
-    if (!ask(socket_.get(),
-             {static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(std::max(request.page, 0))},
-             file.get(), canvas.descriptor()))
+    if (!ask(socket_.get(), request, file, canvas))
         throw DecoderGone(ended);
-    DecoderAnswer head;
-    const auto message = receive(socket_.get(), deadline, stop);
-    auto media = parse(message, side, head);
-    if (!media)
-        throw MediaError(ended);
+    return receive(socket_.get(), deadline, stop);
+}
+
+/// What it said was an answer: it can be asked again.
+void DecoderHelper::endExchange(const DecoderAnswer& answer) {
     isSound_ = true;
     ++served_;
-    if (head.refusal != DecoderRefusal::none)
-        throwRefusal(head.refusal);
+    if (answer.refusal != DecoderRefusal::none)
+        throwRefusal(answer.refusal);
+}
+
+DecodedMedia DecoderHelper::decode(const Descriptor& file, const MediaRequest& request, Moment deadline,
+                                   const std::stop_token& stop) {
+    static_assert(MediaRequest::largestSide == largestDecodedSide);
+    const int side = std::clamp(request.side, 1, MediaRequest::largestSide);
+    const SharedMemory canvas(static_cast<std::size_t>(side) * static_cast<std::size_t>(side) *
+                              bytesPerPixel);
+    DecoderRequest asked;
+    asked.side = static_cast<std::uint32_t>(side);
+    asked.page = static_cast<std::uint32_t>(std::max(request.page, 0));
+    DecoderAnswer head;
+    auto media = parse(exchange(asked, file.get(), canvas.descriptor(), deadline, stop), side, head);
+    if (!media)
+        throw MediaError(ended);
+    endExchange(head);
     if (media->picture.width > 0)
         media->picture.pixels = canvas.copy(static_cast<std::size_t>(media->picture.width) *
                                             static_cast<std::size_t>(media->picture.height) * bytesPerPixel);
     return std::move(*media);
+}
+
+std::vector<TextHighlight> DecoderHelper::highlight(const HighlightRequest& request, Moment deadline,
+                                                    const std::stop_token& stop) {
+    const SharedMemory text(request.text);
+    const SharedMemory canvas(mostHighlights * sizeof(DecodedHighlight));
+    DecoderRequest asked;
+    asked.task = DecoderTask::highlights;
+    request.name.copy(asked.name.data(), asked.name.size() - 1);
+    const auto message = exchange(asked, text.descriptor(), canvas.descriptor(), deadline, stop);
+    DecoderAnswer answer;
+    if (message.size() != sizeof answer)
+        throw MediaError(ended);
+    std::memcpy(&answer, message.data(), sizeof answer);
+    if (answer.highlightCount > mostHighlights)
+        throw MediaError(ended);
+    const auto bytes = canvas.copy(answer.highlightCount * sizeof(DecodedHighlight));
+    auto highlights = checked({reinterpret_cast<const DecodedHighlight*>(bytes.get()), answer.highlightCount},
+                              request.text);
+    if (!highlights)
+        throw MediaError(ended);
+    endExchange(answer);
+    return std::move(*highlights);
 }
 
 } // namespace morv

@@ -78,7 +78,7 @@ public:
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
 
-    DecoderHelper* operator->() const { return helper_.get(); }
+    DecoderHelper& operator*() const { return *helper_; }
 
 private:
     const DecoderProcess& pool_;
@@ -144,19 +144,35 @@ void DecoderProcess::endIdle(const std::stop_token& stop) const {
     }
 }
 
-DecodedMedia DecoderProcess::decode(const MediaRequest& request, const std::stop_token& stop) const {
-    checkCancelled(stop);
-    const auto file = openFile(request.file);
+/// What a helper answers to `ask`.
+template <class Ask>
+auto DecoderProcess::served(const std::stop_token& stop, const Ask& ask) const {
     for (bool isFirst = true;; isFirst = false) {
         Lease helper(*this, stop);
         try {
-            return helper->decode(file, request, Clock::now() + limits_.patience, stop);
+            return ask(*helper);
         } catch (const DecoderGone&) {
             // Somebody else ended it while it was idle.
             if (!isFirst)
                 throw;
         }
     }
+}
+
+DecodedMedia DecoderProcess::decode(const MediaRequest& request, const std::stop_token& stop) const {
+    checkCancelled(stop);
+    const auto file = openFile(request.file);
+    return served(stop, [&](DecoderHelper& helper) {
+        return helper.decode(file, request, Clock::now() + limits_.patience, stop);
+    });
+}
+
+std::vector<TextHighlight> DecoderProcess::highlight(const HighlightRequest& request,
+                                                     const std::stop_token& stop) const {
+    checkCancelled(stop);
+    return served(stop, [&](DecoderHelper& helper) {
+        return helper.highlight(request, Clock::now() + limits_.highlightPatience, stop);
+    });
 }
 
 bool DecoderProcess::understands(const FileURL& file) const {

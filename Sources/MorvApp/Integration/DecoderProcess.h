@@ -1,4 +1,5 @@
-// Pictures and facts from morv-decoder: a few helper processes, made when they are needed.
+// Pictures and facts of files, and the words of texts, from morv-decoder: a few helper processes, made when they are
+// needed.
 //
 // Invariants  I1  a helper serves one request at a time; one that died, hung, was cancelled or talks nonsense is
 //                 killed and never asked again
@@ -23,6 +24,8 @@ struct DecoderLimits {
     FileURL program;
     int helpers = 1;
     std::chrono::milliseconds patience{10'000}; ///< of wall time for one request, from when a helper has it
+    std::chrono::milliseconds highlightPatience{
+        4'000}; ///< for that of a text, which is shown without it, too
     std::chrono::milliseconds idle{10'000};
     int requestsPerHelper = 500; ///< what a library leaks goes with its process
 
@@ -30,13 +33,15 @@ struct DecoderLimits {
     static DecoderLimits standard();
 };
 
-class DecoderProcess : public MediaDecoder {
+class DecoderProcess : public MediaDecoder, public TextHighlighter {
 public:
     explicit DecoderProcess(DecoderLimits limits);
     ~DecoderProcess() override;
 
     DecodedMedia decode(const MediaRequest& request, const std::stop_token& stop) const override;
     bool understands(const FileURL& file) const override;
+    std::vector<TextHighlight> highlight(const HighlightRequest& request,
+                                         const std::stop_token& stop) const override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -46,6 +51,8 @@ private:
     };
     class Lease;
 
+    template <class Ask>
+    auto served(const std::stop_token& stop, const Ask& ask) const;
     std::unique_ptr<DecoderHelper> take(const std::stop_token& stop) const;
     void giveBack(std::unique_ptr<DecoderHelper> helper) const;
     void endIdle(const std::stop_token& stop) const;

@@ -10,6 +10,7 @@
 #include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace morv {
@@ -25,6 +26,13 @@ void beginSession(gpointer) {
 
 Descriptor descriptorOf(GPid process) {
     return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+}
+
+int endOf(GPid process) {
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0 && errno == EINTR)
+        ;
+    return status;
 }
 
 /// False when the stop came first.
@@ -59,11 +67,12 @@ void MailSender::sendByMail(const std::vector<FileURL>& files, const std::stop_t
     if (g_spawn_async(nullptr, arguments.data(), nullptr, flags, beginSession, nullptr, &process, failure) ==
         FALSE)
         throw FileOperationError::unavailable(notOpened);
-    if (!waitFor(process, stop))
+    if (!waitFor(process, stop)) {
+        // Nobody asks for its end any more, but it has to be taken note of, whenever it comes.
+        std::thread([process] { endOf(process); }).detach();
         return;
-    int status = 0;
-    while (::waitpid(process, &status, 0) < 0 && errno == EINTR)
-        ;
+    }
+    const int status = endOf(process);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
         throw FileOperationError::unavailable(notOpened);
 }

@@ -40,7 +40,7 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
             setSelectedWorkspaceID(std::nullopt);
     });
     connect(&developerTools_, &DeveloperToolsUI::editorChoiceRequested, this,
-            [this] { showSheet(AppSheet::chooseEditor); });
+            [this] { bringSheet(AppSheet::chooseEditor); });
     if (auto* source = volumes())
         connect(source, &VolumeSource::volumesChanged, this, [this] {
             ++fileSnapshotRevision_;
@@ -253,23 +253,9 @@ void AppModel::refresh() {
         columnPane_->refresh();
 }
 
-void AppModel::showSheet(AppSheet sheet) {
-    if (sheet_ == sheet)
-        return;
-    sheet_ = sheet;
-    Q_EMIT sheetChanged();
-}
-
-void AppModel::closeSheet() {
-    if (!sheet_)
-        return;
-    sheet_.reset();
-    editingWorkspace_.reset();
-    workspaceDraft_.clear();
-    Q_EMIT sheetChanged();
-}
-
 void AppModel::setErrorMessage(std::optional<std::string> message) {
+    if (message)
+        ++errorRevision_;
     if (errorMessage_ == message)
         return;
     errorMessage_ = std::move(message);

@@ -7,6 +7,8 @@
 //             I3  isOperating() is made from the receipts, and never merely cleared
 //             I4  there is always a tab, and activePane() is one of the active tab's
 //             I5  a saved session replaces the tabs only when all of it could be read
+//             I6  what comes by itself replaces nothing: a review waits for the one that is shown, a sheet for
+//                 the one that is open, and both for a name that is being typed among the files
 // Threading   confined to the main thread; plans and executions run on workers, and an execution goes on when
 //             its window has gone
 #pragma once
@@ -23,6 +25,7 @@
 #include <QObject>
 #include <QPointer>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -48,6 +51,8 @@ class AppModel : public QObject {
 public:
     /// Whether a plan without warnings is shown all the same.
     enum class Review : std::uint8_t { whenNeeded, always };
+    /// Of receipts(): whether they are all that is recorded.
+    enum class HistoryState : std::uint8_t { reading, read, failed };
     /// A last check before a reviewed plan runs, on a worker; throws with a sentence when the plan is stale.
     using ReviewValidation = std::function<void(const std::stop_token&)>;
 
@@ -151,23 +156,30 @@ public:
     bool isOperating() const { return isOperating_; }
     /// Newest first.
     const std::vector<OperationReceipt>& receipts() const { return receipts_; }
+    HistoryState historyState() const { return historyState_; }
+    /// From the command until the engine has answered; a second undo does not begin before that.
+    bool isUndoing() const { return isUndoing_; }
     /// Of the plan in the making, which is what was asked for last, else of the operation under way.
     const std::optional<OperationProgress>& progress() const {
         return planProgress_ ? planProgress_ : operationProgress_;
     }
     const std::optional<OperationProgress>& operationProgress() const { return operationProgress_; }
     std::optional<AppSheet> sheet() const { return sheet_; }
+    /// Nobody has asked for sheet() just now.
+    bool sheetCameByItself() const { return sheetCameByItself_; }
 
     /// Runs the command on the current pane and its selection; without what it needs it does nothing.
     void perform(const CommandCall& call);
     /// Proposes an operation: it runs at once, or waits in reviewPlan() when it has something to say.
     void plan(OperationRequest request, Review review = Review::whenNeeded);
-    /// Shows a plan that a tool has made; `validation` runs between its confirmation and its execution.
+    /// Shows a plan that a tool has made, after those that wait already; `validation` runs between its
+    /// confirmation and its execution.
     void offer(FileOperationPlan plan, ReviewValidation validation);
     void commitReview(const FileOperationPlan& plan);
     void cancelReview();
     void execute(FileOperationPlan plan);
-    /// Reverses the receipt, or without an id the newest that can be. Nothing to undo: nothing happens.
+    /// Reverses the receipt, or without an id the newest that can be; while a plan is in the making, that is
+    /// what is taken back instead. Nothing to undo: nothing happens.
     void undo(std::optional<UUID> id = std::nullopt);
     /// Stops the plans in the making and the operation under way, at their next checkpoints.
     void cancelOperation();
@@ -198,6 +210,8 @@ public:
     void showActivity() { perform(FileCommand::activity); }
     void showSheet(AppSheet sheet);
     void closeSheet();
+    /// Reviews and sheets that come by themselves wait until `editor` has gone.
+    void waitFor(const QObject& editor);
     void setErrorMessage(std::optional<std::string> message);
     void refreshOperationHistory() { refreshOperationHistory({}); }
     /// Rereads every open pane.
@@ -220,6 +234,8 @@ Q_SIGNALS:
     void statusChanged();
     void isOperatingChanged();
     void receiptsChanged();
+    void historyStateChanged();
+    void isUndoingChanged();
     void progressChanged();
     void sheetChanged();
     /// The window is asked for what only it can do: begin a rename or the path's editing, focus the search
@@ -231,6 +247,15 @@ Q_SIGNALS:
     void closeWindowRequested();
 
 private:
+    struct WaitingReview {
+        FileOperationPlan plan;
+        ReviewValidation validation;
+    };
+    struct Planning {
+        OperationKind kind;
+        TaskHandle task;
+    };
+
     FileTab& tab() { return tabs_[tabIndex()]; }
     std::unique_ptr<PaneModel> makeTabPane(const FileURL& location);
     /// The tags of what it reads are counted among those in use.
@@ -256,6 +281,11 @@ private:
     void changePreferences(const std::function<void(FolderViewPreferences&)>& change);
 
     void endValidation();
+    /// The next one takes its place.
+    void endReview();
+    /// One that nobody has asked for just now.
+    void bringSheet(AppSheet sheet);
+    void showWaiting();
     void finishExecution(const OperationReceipt& receipt, const EntrySelection& selectedBefore);
     void recordLearning(const OperationReceipt& receipt);
     void forgetLearning(const OperationReceipt& receipt);
@@ -263,15 +293,21 @@ private:
     EntrySelection selectedInTab() const;
     void selectResults(const OperationReceipt& receipt, const EntrySelection& selectedBefore);
     void undoReceipt(const UUID& id);
+    void setUndoing(bool undoing);
+    void setHistoryState(HistoryState state);
+    /// The last one that was begun.
+    void takeBackPlanning();
+    /// What went well after it takes the message away; not one that came meanwhile.
+    void clearError(std::uint64_t revision);
     void drainUpdates();
     void drainProgress();
+    /// Without a signal.
     void mergeReceipt(const OperationReceipt& receipt);
     void refreshOperationHistory(std::function<void()> then);
     void updateOperationStatus(const OperationReceipt* completed);
     void operatingFromReceipts();
     void setOperating(bool operating);
     void setStatus(std::string status);
-    void setReviewPlan(std::optional<FileOperationPlan> plan);
     void setPlanProgress(std::optional<OperationProgress> progress);
     void setOperationProgress(std::optional<OperationProgress> progress);
     void planEnded(std::uint64_t number);
@@ -300,20 +336,28 @@ private:
 
     std::optional<FileOperationPlan> reviewPlan_;
     ReviewValidation reviewValidation_;
+    std::deque<WaitingReview> waitingReviews_;
+    std::deque<AppSheet> waitingSheets_;
+    int editors_ = 0; ///< in which a name is being typed
     std::function<void(const CommandCall&)> commandRouter_;
     std::set<FileURL> ejecting_;
     std::optional<std::string> errorMessage_;
+    std::uint64_t errorRevision_ = 0; ///< rises with every message
     std::optional<std::string> status_;
     bool isOperating_ = false;
+    bool isUndoing_ = false;
     std::vector<OperationReceipt> receipts_;
+    HistoryState historyState_ = HistoryState::reading;
+    std::uint64_t historyError_ = 0; ///< the message that told of its failure
     std::optional<OperationProgress> planProgress_;
     std::optional<OperationProgress> operationProgress_;
     std::optional<AppSheet> sheet_;
+    bool sheetCameByItself_ = false;
     std::uint64_t receiptRevision_ = 0;
     std::unordered_map<UUID, std::uint64_t> streamedReceiptVersions_;
     std::uint64_t opens_ = 0;
     std::uint64_t plansBegun_ = 0;
-    std::map<std::uint64_t, TaskHandle> plannings_; ///< those in the making
+    std::map<std::uint64_t, Planning> plannings_; ///< those in the making
     TaskHandle validation_;
     bool isValidating_ = false;
     TaskScope tasks_;

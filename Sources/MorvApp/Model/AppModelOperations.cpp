@@ -152,84 +152,11 @@ void AppModel::transferToOtherPane(OperationKind kind) {
     plan(std::move(request), kind == OperationKind::move ? Review::always : Review::whenNeeded);
 }
 
-void AppModel::plan(OperationRequest request, Review review) {
-    // That of a review which is still shown belongs to it.
-    if (!reviewPlan_)
-        reviewValidation_ = nullptr;
-    setErrorMessage(std::nullopt);
-    const auto number = ++plansBegun_;
-    plannings_[number] = tasks_.stream<OperationProgress>(
-        TaskLane::operations,
-        [&engine = services_.engine, asked = std::move(request)](const std::stop_token& stop,
-                                                                 const auto& emit) {
-            return engine.plan(asked, stop, [&emit](const OperationProgress& progress) { emit(progress); });
-        },
-        [this](OperationProgress progress) { setPlanProgress(std::move(progress)); },
-        [this, review, number](FileOperationPlan made) {
-            planEnded(number);
-            const bool runsAtOnce = made.warnings.empty() || made.kind == OperationKind::duplicate;
-            if (review == Review::whenNeeded && runsAtOnce)
-                execute(std::move(made));
-            else if (commandRouter_)
-                commandRouter_(CommandCall::review(std::move(made)));
-            else
-                offer(std::move(made), nullptr);
-        },
-        [this, number](const std::exception_ptr& failure) {
-            planEnded(number);
-            setErrorMessage(sentence(failure));
-        });
-}
-
-void AppModel::planEnded(std::uint64_t number) {
-    plannings_.erase(number);
-    setPlanProgress(std::nullopt);
-}
-
-void AppModel::offer(FileOperationPlan made, ReviewValidation validation) {
-    reviewValidation_ = std::move(validation);
-    setReviewPlan(std::move(made));
-}
-
-void AppModel::commitReview(const FileOperationPlan& confirmed) {
-    // The review stays on the screen while it is validated, and may be confirmed a second time.
-    if (isValidating_)
-        return;
-    setOperating(true);
-    if (!reviewValidation_)
-        return execute(confirmed);
-    isValidating_ = true;
-    validation_ = tasks_.run(
-        TaskLane::operations, reviewValidation_,
-        [this, confirmed] {
-            endValidation();
-            execute(confirmed);
-        },
-        [this](const std::exception_ptr& failure) {
-            endValidation();
-            setReviewPlan(std::nullopt);
-            setErrorMessage(sentence(failure));
-            operatingFromReceipts();
-        });
-}
-
-void AppModel::endValidation() {
-    validation_.cancel();
-    isValidating_ = false;
-    reviewValidation_ = nullptr;
-}
-
-void AppModel::cancelReview() {
-    endValidation();
-    setReviewPlan(std::nullopt);
-    operatingFromReceipts();
-}
-
 void AppModel::execute(FileOperationPlan confirmed) {
     setOperating(true);
     // Another plan that waits for its confirmation goes on waiting.
     if (reviewPlan_ && reviewPlan_->id == confirmed.id)
-        setReviewPlan(std::nullopt);
+        endReview();
     try {
         // The admission takes the place in the queue now, so that turns follow the order of the commands. The
         // execution gets no stop of ours: it outlives the window, and is stopped by its id.
@@ -239,7 +166,9 @@ void AppModel::execute(FileOperationPlan confirmed) {
              admission = services_.engine.admit(std::move(confirmed))](const std::stop_token&) mutable {
                 return engine.execute(std::move(admission), std::stop_token());
             },
-            [this, before = selectedInTab()](const OperationReceipt& receipt) {
+            [this, before = selectedInTab(), errors = errorRevision_](const OperationReceipt& receipt) {
+                if (receipt.status == OperationStatus::completed)
+                    clearError(errors);
                 finishExecution(receipt, before);
             },
             [this](const std::exception_ptr& failure) {
@@ -262,19 +191,22 @@ void AppModel::finishExecution(const OperationReceipt& receipt, const EntrySelec
         recordLearning(receipt);
     }
     mergeReceipt(receipt);
+    Q_EMIT receiptsChanged();
     updateOperationStatus(&receipt);
     selectResults(receipt, selectedBefore);
     refresh();
     if (receipt.status == OperationStatus::partial || receipt.status == OperationStatus::failed ||
-        receipt.status == OperationStatus::cancelled)
-        perform(FileCommand::activity);
+        receipt.status == OperationStatus::cancelled) {
+        refreshOperationHistory();
+        bringSheet(AppSheet::activity);
+    }
     operatingFromReceipts();
 }
 
 /// The item's id names what it taught, so that an undo can take exactly that back.
 void AppModel::recordLearning(const OperationReceipt& receipt) {
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = services_.store, items = receipt.items](const std::stop_token&) {
             SuggestionMemoryStore memory(store);
             for (const auto& item : items)
@@ -288,7 +220,7 @@ void AppModel::forgetLearning(const OperationReceipt& receipt) {
     if (receipt.kind != OperationKind::move)
         return;
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = services_.store, items = receipt.items](const std::stop_token&) {
             SuggestionMemoryStore memory(store);
             for (const auto& item : items)
@@ -330,6 +262,11 @@ void AppModel::selectResults(const OperationReceipt& receipt, const EntrySelecti
 }
 
 void AppModel::undo(std::optional<UUID> id) {
+    if (!id && isPlanning())
+        return takeBackPlanning();
+    if (isUndoing_)
+        return;
+    setUndoing(true);
     tasks_.run(
         TaskLane::reading,
         [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
@@ -337,10 +274,14 @@ void AppModel::undo(std::optional<UUID> id) {
             const auto found = std::ranges::find_if(history, [&id](const OperationReceipt& receipt) {
                 return id ? receipt.id == *id : receipt.canUndo();
             });
-            if (found != history.end())
-                undoReceipt(found->id);
+            if (found == history.end())
+                return setUndoing(false);
+            undoReceipt(found->id);
         },
-        [this](const std::exception_ptr& failure) { setErrorMessage(sentence(failure)); });
+        [this](const std::exception_ptr& failure) {
+            setErrorMessage(sentence(failure));
+            setUndoing(false);
+        });
 }
 
 void AppModel::undoReceipt(const UUID& id) {
@@ -350,18 +291,27 @@ void AppModel::undoReceipt(const UUID& id) {
         [&engine = services_.engine, id](const std::stop_token&) {
             return engine.undo(id, std::stop_token());
         },
-        [this](const OperationReceipt& receipt) {
+        [this, errors = errorRevision_](const OperationReceipt& receipt) {
+            if (receipt.status == OperationStatus::undone)
+                clearError(errors);
             forgetLearning(receipt);
             refreshOperationHistory([this, receipt] {
                 updateOperationStatus(&receipt);
                 refresh();
                 operatingFromReceipts();
+                setUndoing(false);
             });
         },
         [this](const std::exception_ptr& failure) {
             setErrorMessage(sentence(failure));
             operatingFromReceipts();
+            setUndoing(false);
         });
+}
+
+void AppModel::clearError(std::uint64_t revision) {
+    if (errorRevision_ == revision)
+        setErrorMessage(std::nullopt);
 }
 
 void AppModel::cancelOperation() {
@@ -372,26 +322,27 @@ void AppModel::cancelOperation() {
         services_.engine.cancel();
 }
 
-void AppModel::cancelPlanning() {
-    if (!isPlanning())
-        return;
-    for (auto& [number, planning] : std::exchange(plannings_, {}))
-        planning.cancel();
-    setPlanProgress(std::nullopt);
-}
-
 void AppModel::cancelOperation(const UUID& id) {
     services_.engine.cancel(id);
 }
 
 void AppModel::drainUpdates() {
+    // A long operation sends many between two turns: the views follow all of them at once.
+    bool isAny = false;
+    std::optional<OperationReceipt> ended;
     while (const auto receipt = operationUpdates_->take()) {
         streamedReceiptVersions_[receipt->id] = ++receiptRevision_;
         mergeReceipt(*receipt);
-        updateOperationStatus(receipt->isActive() ? nullptr : &*receipt);
+        isAny = true;
         if (!receipt->isActive())
-            refresh();
+            ended = *receipt;
     }
+    if (!isAny)
+        return;
+    Q_EMIT receiptsChanged();
+    updateOperationStatus(ended ? &*ended : nullptr);
+    if (ended)
+        refresh();
 }
 
 void AppModel::drainProgress() {
@@ -408,10 +359,11 @@ void AppModel::mergeReceipt(const OperationReceipt& receipt) {
         *found = receipt;
     else
         receipts_.insert(receipts_.begin(), receipt);
-    Q_EMIT receiptsChanged();
 }
 
 void AppModel::refreshOperationHistory(std::function<void()> then) {
+    if (historyState_ == HistoryState::failed)
+        setHistoryState(HistoryState::reading);
     tasks_.run(
         TaskLane::reading,
         [&engine = services_.engine](const std::stop_token& stop) { return engine.history(stop); },
@@ -435,6 +387,8 @@ void AppModel::refreshOperationHistory(std::function<void()> then) {
                 return a.startedAt > b.startedAt;
             });
             receipts_ = std::move(history);
+            clearError(historyError_);
+            setHistoryState(HistoryState::read);
             Q_EMIT receiptsChanged();
             updateOperationStatus(nullptr);
             if (then)
@@ -442,6 +396,8 @@ void AppModel::refreshOperationHistory(std::function<void()> then) {
         },
         [this, then](const std::exception_ptr& failure) {
             setErrorMessage("Activity couldn’t be loaded: " + sentence(failure));
+            historyError_ = errorRevision_;
+            setHistoryState(HistoryState::failed);
             if (then)
                 then();
         });
@@ -480,6 +436,20 @@ void AppModel::setStatus(std::string status) {
     Q_EMIT statusChanged();
 }
 
+void AppModel::setUndoing(bool undoing) {
+    if (isUndoing_ == undoing)
+        return;
+    isUndoing_ = undoing;
+    Q_EMIT isUndoingChanged();
+}
+
+void AppModel::setHistoryState(HistoryState state) {
+    if (historyState_ == state)
+        return;
+    historyState_ = state;
+    Q_EMIT historyStateChanged();
+}
+
 void AppModel::setOperating(bool operating) {
     if (!operating)
         setOperationProgress(std::nullopt);
@@ -487,13 +457,6 @@ void AppModel::setOperating(bool operating) {
         return;
     isOperating_ = operating;
     Q_EMIT isOperatingChanged();
-}
-
-void AppModel::setReviewPlan(std::optional<FileOperationPlan> plan) {
-    if (!plan && !reviewPlan_)
-        return;
-    reviewPlan_ = std::move(plan);
-    Q_EMIT reviewPlanChanged();
 }
 
 void AppModel::setPlanProgress(std::optional<OperationProgress> progress) {

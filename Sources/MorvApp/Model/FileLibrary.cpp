@@ -207,7 +207,7 @@ const Workspace* FileLibrary::workspace(const UUID& id) const {
 
 /// Runs `change` on the repository, then reads the list again. A failure leaves the list as it is.
 template <class Change>
-void FileLibrary::changeWorkspaces(Change change) {
+void FileLibrary::changeWorkspaces(Change change, Answered answered) {
     tasks_.run(
         TaskLane::records,
         [&store = store_, change = std::move(change)](const std::stop_token&) {
@@ -215,11 +215,18 @@ void FileLibrary::changeWorkspaces(Change change) {
             change(repository);
             return repository.list();
         },
-        [this](std::vector<Workspace> list) {
+        [this, answered](std::vector<Workspace> list) {
             workspaceList_ = std::move(list);
             Q_EMIT workspaceListChanged();
+            if (answered)
+                answered(std::nullopt);
         },
-        [this](const std::exception_ptr& failure) { Q_EMIT failed(sentence(failure)); });
+        [this, answered](const std::exception_ptr& failure) {
+            if (answered)
+                answered(sentence(failure));
+            else
+                Q_EMIT failed(sentence(failure));
+        });
 }
 
 void FileLibrary::refreshWorkspaces() {
@@ -233,14 +240,17 @@ void FileLibrary::refreshWorkspaces() {
         [](const std::exception_ptr&) {});
 }
 
-void FileLibrary::saveWorkspace(Workspace workspace) {
+void FileLibrary::saveWorkspace(Workspace workspace, Answered answered) {
     changeWorkspaces(
-        [workspace = std::move(workspace)](WorkspaceRepository& repository) { repository.save(workspace); });
+        [workspace = std::move(workspace)](WorkspaceRepository& repository) { repository.save(workspace); },
+        std::move(answered));
 }
 
-void FileLibrary::createWorkspace(std::string name, std::vector<FileURL> references, std::string color) {
+void FileLibrary::createWorkspace(std::string name, std::vector<FileURL> references, std::string color,
+                                  Answered answered) {
     changeWorkspaces([name = std::move(name), references = std::move(references), color = std::move(color)](
-                         WorkspaceRepository& repository) { repository.create(name, references, color); });
+                         WorkspaceRepository& repository) { repository.create(name, references, color); },
+                     std::move(answered));
 }
 
 void FileLibrary::removeWorkspace(const UUID& id) {

@@ -28,6 +28,9 @@ class FileLibrary : public QObject {
     Q_OBJECT
 
 public:
+    /// With a sentence when it failed; on the main thread.
+    using Answered = std::function<void(const std::optional<std::string>& failure)>;
+
     /// Starts reading everything.
     FileLibrary(SQLiteStore& store, TaskPools& pools, QObject* parent = nullptr);
 
@@ -49,8 +52,10 @@ public:
 
     void refreshWorkspaces();
     /// A new one, or a change of the one with its id. A blank name fails with a sentence and writes nothing.
-    void saveWorkspace(Workspace workspace);
-    void createWorkspace(std::string name, std::vector<FileURL> references, std::string color);
+    /// `answered` hears of a failure instead of the windows, and of a success when it stands in the record.
+    void saveWorkspace(Workspace workspace, Answered answered);
+    void createWorkspace(std::string name, std::vector<FileURL> references, std::string color,
+                         Answered answered);
     void removeWorkspace(const UUID& id);
     /// Adds those that are not in it yet. Nothing happens when the workspace has gone.
     void appendReferences(const UUID& id, const std::vector<FileURL>& urls);
@@ -68,7 +73,7 @@ private:
     void saveFavourites(std::string failure);
     void saveSearches(std::string failure);
     template <class Change>
-    void changeWorkspaces(Change change);
+    void changeWorkspaces(Change change, Answered answered = {});
     template <class Change>
     void changeReferences(const UUID& id, Change change);
     /// False, and `change` is kept for later, while the lists are being read.

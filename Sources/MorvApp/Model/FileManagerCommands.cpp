@@ -102,10 +102,17 @@ const std::vector<CommandRow>& table() {
         {goDesktop, "goDesktop", Menu::go, "Desktop", always, {"Ctrl+Shift+D"}},
         {goDownloads, "goDownloads", Menu::go, "Downloads", always, {"Ctrl+Shift+L"}},
         {goDocuments, "goDocuments", Menu::go, "Documents", always, {"Ctrl+Shift+O"}},
-        {editPath, "editPath", Menu::go, "Go to Folder…", always, {"Ctrl+L", "Ctrl+Shift+G"}, true},
+        {editPath,
+         "editPath",
+         Menu::go,
+         "Go to Folder…",
+         always,
+         {"Ctrl+L", "Ctrl+Shift+G"},
+         true,
+         "Go to Folder by Path…"},
         {connect, "connect", Menu::go, "Connect to Server…", always, {"Ctrl+K"}},
 
-        {open, "open", Menu::files, "Open", selection, {"Ctrl+O", "Ctrl+Down"}},
+        {open, "open", Menu::files, "Open", selection, {"Ctrl+O", "Ctrl+Down"}, false, "Open Selection"},
         {preview, "preview", Menu::files, "Quick Look", selection, {"Space"}},
         {info, "info", Menu::files, "Get Info", always, {"Ctrl+I", "Alt+Return"}},
         {tags, "tags", Menu::files, "Tags…", selection},
@@ -134,7 +141,7 @@ const std::vector<CommandRow>& table() {
         {restoreSession, "restoreSession", Menu::files, "Restore Window Session"},
 
         {keyBindings, "keyBindings", Menu::help, "Keyboard Shortcuts…"},
-        {introduction, "introduction", Menu::help, "Introduction to Morv…"},
+        {introduction, "introduction", Menu::help, "Welcome to Morv…"},
         {about, "about", Menu::help, "About Morv", always, {}, true},
 
         {appearance, "appearance", Menu::none, "Folder Appearance…", oneFolder},
@@ -205,6 +212,20 @@ bool worksOnSelection(FileCommand command) {
         return false;
     const auto rule = row(command).enabledWhen;
     return rule == selection || rule == splitAndSelection || rule == oneFolder;
+}
+
+bool mayRepeat(FileCommand command) {
+    switch (command) {
+    case increaseIconSize:
+    case decreaseIconSize:
+    case nextTab:
+    case previousTab:
+    case back:
+    case forward:
+        return true;
+    default:
+        return false;
+    }
 }
 
 bool isEnabled(FileCommand command, const AppModel* model) {
@@ -303,8 +324,11 @@ std::vector<FileCommand> commandsFound(std::string_view query, const AppModel& m
     if (wanted.empty())
         return found;
     for (const auto& row : table())
-        if (pathKey(titleNow(row.command, &model)).find(wanted) != std::string::npos)
-            found.push_back(row.command);
+        for (const auto title : {titleNow(row.command, &model), row.otherTitle})
+            if (pathKey(title).find(wanted) != std::string::npos) {
+                found.push_back(row.command);
+                break;
+            }
     return found;
 }
 

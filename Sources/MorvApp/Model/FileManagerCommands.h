@@ -43,6 +43,8 @@ struct CommandRow {
     EnabledWhen enabledWhen = EnabledWhen::always;
     std::vector<std::string> keys = {};
     bool startsGroup = false; ///< a separator stands before it
+    /// Stands in the menu beneath the first, with the second of the keys.
+    std::string_view otherTitle = {};
 };
 
 /// One of the command palette's.
@@ -61,6 +63,8 @@ std::optional<FileCommand> commandNamed(std::string_view name);
 
 /// Whether the command does nothing without selected files.
 bool worksOnSelection(FileCommand command);
+/// Whether a key that is held runs the command again: only what shows something else, and changes nothing.
+bool mayRepeat(FileCommand command);
 /// Without a model only what is always enabled: it brings up a window.
 bool isEnabled(FileCommand command, const AppModel* model);
 /// The title that names what the command would do now ("Expand Sidebar" when the sidebar is compact).
@@ -75,7 +79,7 @@ std::vector<std::vector<FileCommand>> backgroundMenu();
 std::span<const QuickAction> quickActions();
 /// Those whose title contains `query`; all of them when it is empty. Case makes no difference.
 std::vector<QuickAction> quickActions(std::string_view query);
-/// Of all commands, in the table's order, those whose present title contains `query`; none when it is empty.
+/// Of all commands, in the table's order, those of which a title contains `query`; none when it is empty.
 std::vector<FileCommand> commandsFound(std::string_view query, const AppModel& model);
 
 } // namespace FileManagerCommands

@@ -25,6 +25,9 @@ struct MediaPicture {
 };
 
 struct MediaRequest {
+    /// More is answered with this much.
+    static constexpr int largestSide = 4096;
+
     FileURL file;
     int side =
         256; ///< pixels of the longest side of the answer; pixels are never enlarged to it, pages and drawings fill it

@@ -21,6 +21,7 @@
 #include "MorvApp/Model/SplitLayout.h"
 #include "MorvApp/Model/TagsInUse.h"
 #include "MorvApp/Model/TaskScope.h"
+#include "MorvApp/Model/TextHighlighter.h"
 #include "MorvApp/Model/ThumbnailCache.h"
 #include "MorvApp/Model/UserDefaults.h"
 #include "MorvApp/Model/VolumeSpaces.h"
@@ -86,6 +87,8 @@ public:
     ServerConnector* servers = nullptr;
     /// Of windows that are made from now on. Null: files are shown by the icon of their type.
     std::shared_ptr<const MediaDecoder> mediaDecoder;
+    /// Null: texts are not coloured.
+    std::shared_ptr<const TextHighlighter> textHighlighter;
     TaskPools pools;
     SplitLayoutRegistry layout;
     KeyBindings keys;

@@ -45,7 +45,27 @@ bool PaneDisplay::refresh(FileGrouping grouping) {
         return false;
     signature_ = signature;
     shown_ = FileDisplaySection::make(entries(), ungrouped(), grouping, signature.days);
+    totals_.assign(shown_.sections.size(), std::nullopt);
     return true;
+}
+
+const PaneDisplay::Totals& PaneDisplay::totals(std::size_t section) const {
+    totals_.resize(shown_.sections.size());
+    auto& totals = totals_[section];
+    if (totals)
+        return *totals;
+    totals.emplace();
+    const auto [title, first, count] = shown_.sections[section];
+    for (auto index = first; index < first + count; ++index) {
+        const auto& item = (*this)[index];
+        if (item.isNavigable()) {
+            ++totals->folders;
+        } else if (item.availability == FileAvailability::local) {
+            ++totals->files;
+            totals->bytes += item.size;
+        }
+    }
+    return *totals;
 }
 
 std::optional<Date> PaneDisplay::validUntil() const {

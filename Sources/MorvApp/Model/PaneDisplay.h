@@ -18,6 +18,13 @@ namespace morv {
 
 class PaneDisplay {
 public:
+    /// What a section holds. Of files only those that are here have a size.
+    struct Totals {
+        std::size_t files = 0;
+        std::size_t folders = 0;
+        std::int64_t bytes = 0; ///< of `files`
+    };
+
     using Clock = std::function<Date()>;
 
     /// `pane` outlives this. `now` says which day it is.
@@ -33,6 +40,8 @@ public:
     std::size_t size() const { return shown_.order->size(); }
     const std::vector<EntryRef>& order() const { return *shown_.order; }
     std::span<const FileDisplaySection> sections() const { return shown_.sections; }
+    /// Counted once for each order.
+    const Totals& totals(std::size_t section) const;
     const EntryList& entries() const { return override_ ? *override_ : pane_.entries(); }
     const FileEntry& operator[](std::size_t index) const { return entries()[(*shown_.order)[index]]; }
 
@@ -55,6 +64,7 @@ private:
     std::uint64_t overrideRevision_ = 0;
     bool isNarrowed_ = false; ///< to a group of downloads, which may change without the pane's entries
     std::optional<Signature> signature_;
+    mutable std::vector<std::optional<Totals>> totals_; ///< of the sections that were asked for
     GroupedEntries shown_{std::make_shared<const std::vector<EntryRef>>(), {{}}};
 };
 

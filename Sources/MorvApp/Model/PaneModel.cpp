@@ -257,7 +257,6 @@ void PaneModel::publish(PanePublication publication) {
 void PaneModel::finishLoading() {
     selectLoaded();
     loadedLocation_ = location_;
-    loadedGeneration_ = requestGeneration_;
     endLoading();
     Q_EMIT loaded();
 }

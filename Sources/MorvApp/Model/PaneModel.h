@@ -73,7 +73,6 @@ public:
     const FolderViewPreferences& preferences() const { return preferences_; }
     bool isLoading() const { return isLoading_; }
     const std::optional<FileURL>& loadedLocation() const { return loadedLocation_; }
-    std::uint64_t loadedGeneration() const { return loadedGeneration_; }
     /// The sentence of the last failed reading. What was read of a folder before it failed stays in
     /// entries().
     const std::optional<std::string>& error() const { return error_; }
@@ -151,9 +150,7 @@ public:
     /// Changes how the folder is shown and saves it for this folder. A change of `showHidden` reads again.
     void setPreferences(const FolderViewPreferences& preferences);
 
-    /// A folder named Downloads is analysed while it is shown and nothing is searched. Null: not (yet).
-    const SmartDownloadsSnapshot* downloadsSnapshot() const { return downloads_.get(); }
-    /// The groups of the snapshot.
+    /// A folder named Downloads is analysed while it is shown and nothing is searched. None: not (yet).
     const std::vector<SmartDownloadsGroup>& downloadsKindGroups() const;
     const std::optional<std::string>& downloadsGroupID() const { return downloadsGroupID_; }
     void setDownloadsGroupID(std::optional<std::string> id);
@@ -256,7 +253,6 @@ private:
     std::optional<std::string> searchNote_;
     bool isLoading_ = false;
     std::optional<FileURL> loadedLocation_;
-    std::uint64_t loadedGeneration_ = 0;
     std::optional<std::string> error_;
     std::vector<FileURL> history_;
     std::size_t position_ = 0;

@@ -1,6 +1,7 @@
 #include "MorvApp/Model/PreviewReading.h"
 
 #include "MorvApp/Model/MediaDecoder.h"
+#include "MorvApp/Model/TextHighlighter.h"
 #include "MorvCore/Folders/CreativeLocalFile.h"
 #include "MorvCore/Folders/DirectoryService.h"
 #include "MorvCore/Foundation/Errors.h"
@@ -64,6 +65,30 @@ QString madeVisible(std::string_view text) {
         i = end + (endsInBoth ? 2 : 1);
     }
     return QString::fromUtf8(result.data(), static_cast<qsizetype>(result.size()));
+}
+
+/// In UTF-8, counted with the last unit of a character.
+std::size_t bytesOf(QChar unit) {
+    if (unit.isHighSurrogate())
+        return 0;
+    if (unit.isLowSurrogate())
+        return 4;
+    return unit.unicode() < 0x80 ? 1 : unit.unicode() < 0x800 ? 2 : 3;
+}
+
+/// What is asked about.
+QStringView highlightedPart(QStringView text) {
+    qsizetype end = 0;
+    std::size_t bytes = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        bytes += bytesOf(text[i]);
+        const bool isLineEnd = text[i] == QLatin1Char('\n');
+        if (bytes > highlightedTextLimit || (!isLineEnd && i - end == highlightedLineLimit))
+            return text.first(end);
+        if (isLineEnd)
+            end = i + 1;
+    }
+    return text;
 }
 
 PreviewText judgeUTF16(std::string_view bytes, QStringDecoder::Encoding encoding, bool isWhole) {
@@ -136,6 +161,27 @@ PreviewText readPreviewText(const FileURL& file, const std::stop_token& stop) {
     // One byte more tells whether there is more.
     const auto bytes = pieces.bytes(0, previewTextLimit + 1);
     return judgeText(bytes.substr(0, previewTextLimit), bytes.size() <= previewTextLimit);
+}
+
+std::vector<TextHighlight> previewHighlights(const TextHighlighter& highlighter, const std::string& name,
+                                             const QString& text, const std::stop_token& stop) {
+    const auto part = highlightedPart(text);
+    if (part.isEmpty())
+        return {};
+    auto highlights = highlighter.highlight({name, part.toUtf8().toStdString()}, stop);
+    qsizetype unit = 0;
+    std::size_t bytes = 0;
+    const auto unitAt = [&](std::size_t byte) {
+        for (; bytes < byte && unit < part.size(); ++unit)
+            bytes += bytesOf(part[unit]);
+        return static_cast<std::size_t>(unit);
+    };
+    for (auto& highlight : highlights) {
+        const auto end = highlight.start + highlight.length;
+        highlight.start = unitAt(highlight.start);
+        highlight.length = unitAt(end) - highlight.start;
+    }
+    return highlights;
 }
 
 PreviewArchive readPreviewArchive(const FileURL& file, const std::stop_token& stop) {

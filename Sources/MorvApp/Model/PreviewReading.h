@@ -22,6 +22,8 @@
 namespace morv {
 
 class MediaDecoder;
+class TextHighlighter;
+struct TextHighlight;
 
 /// How an entry is shown; by what the listing knows of it alone.
 enum class PreviewSubject : std::uint8_t {
@@ -53,6 +55,15 @@ inline constexpr std::size_t previewTextLimit = 1U << 20; ///< bytes
 PreviewText judgeText(std::string_view bytes, bool isWhole);
 /// Reads no more than a block of what is no text, and previewTextLimit of what is.
 PreviewText readPreviewText(const FileURL& file, const std::stop_token& stop);
+
+/// Lines that are longer are no source that somebody reads.
+inline constexpr qsizetype highlightedLineLimit = 2000; ///< UTF-16 units
+
+/// The words of `text`, of a file of this name, in UTF-16 units and otherwise as the highlighter gives them. Only whole
+/// lines from the beginning are asked about, as far as its limit and the first line that is too long. Throws what it
+/// throws.
+std::vector<TextHighlight> previewHighlights(const TextHighlighter& highlighter, const std::string& name,
+                                             const QString& text, const std::stop_token& stop);
 
 struct PreviewArchive {
     std::vector<SafeArchiveService::Entry> members; ///< the first of them, in the archive's order

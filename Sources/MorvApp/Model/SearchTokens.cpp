@@ -14,9 +14,13 @@ constexpr std::string_view kindName = "kind:";
 
 struct Word {
     std::string_view whole;
-    std::string_view value; ///< of a token, without its quotes
+    std::string value; ///< of a token, without its quotes
     bool isFinished = false;
 };
+
+bool isEscape(std::string_view text, std::size_t at) {
+    return text[at] == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\');
+}
 
 bool begins(std::string_view text, std::string_view name) {
     return text.size() >= name.size() && pathKey(text.substr(0, name.size())) == name;
@@ -26,12 +30,18 @@ std::size_t nameLength(std::string_view text) {
     return begins(text, tagName) ? tagName.size() : begins(text, kindName) ? kindName.size() : 0;
 }
 
-/// `text` begins with a token's name of `name` bytes.
+/// `text` begins with a token's name of `name` bytes and a quote.
 Word quotedWord(std::string_view text, std::size_t name) {
-    const auto close = text.find('"', name + 1);
-    const bool isClosed = close != std::string_view::npos;
-    return {text.substr(0, isClosed ? close + 1 : close),
-            text.substr(name + 1, isClosed ? close - name - 1 : close), isClosed};
+    Word word;
+    auto at = name + 1;
+    for (; at < text.size() && text[at] != '"'; ++at) {
+        if (isEscape(text, at))
+            ++at;
+        word.value += text[at];
+    }
+    word.isFinished = at < text.size();
+    word.whole = text.substr(0, at + 1);
+    return word;
 }
 
 Word nextWord(std::string_view text, TokenEnding ending) {
@@ -43,11 +53,25 @@ Word nextWord(std::string_view text, TokenEnding ending) {
     }
     const auto end = text.find_first_of(blanks);
     const auto whole = text.substr(0, end);
-    return {whole, name > 0 ? whole.substr(std::min(name, whole.size())) : std::string_view(),
+    return {whole, name > 0 ? std::string(whole.substr(std::min(name, whole.size()))) : std::string(),
             end != std::string_view::npos || ending == TokenEnding::meant};
 }
 
 } // namespace
+
+std::string quotedValue(std::string_view value) {
+    std::string quoted = "\"";
+    for (const char each : value) {
+        if (each == '"' || each == '\\')
+            quoted += '\\';
+        quoted += each;
+    }
+    return quoted + '"';
+}
+
+std::string tokenValue(std::string_view token) {
+    return nextWord(token, TokenEnding::meant).value;
+}
 
 std::optional<FileKind> kindNamed(std::string_view name) {
     const auto key = pathKey(name);
@@ -74,7 +98,7 @@ SearchTokens searchTokens(std::string_view typed, TokenEnding ending) {
         if (isToken && !word.isFinished)
             tokens.open = word.whole;
         else if (isTag && !word.value.empty())
-            tokens.tag = std::string(word.value);
+            tokens.tag = word.value;
         else if (isToken && kind)
             tokens.kind = kind;
         else

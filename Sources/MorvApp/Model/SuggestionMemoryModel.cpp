@@ -39,7 +39,7 @@ SuggestionMemoryModel::Held SuggestionMemoryModel::read(SQLiteStore& store) {
 
 void SuggestionMemoryModel::refresh() {
     tasks_.run(
-        TaskLane::records, [&store = store_](const std::stop_token&) { return read(store); },
+        TaskLane::suggestions, [&store = store_](const std::stop_token&) { return read(store); },
         [this, asked = changes_](const Held& held) {
             if (asked == changes_)
                 show(held);
@@ -53,7 +53,7 @@ void SuggestionMemoryModel::setPreferences(SuggestionMemoryPreferences preferenc
     preferences_ = preferences;
     ++changes_;
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = store_, wanted = std::move(preferences)](const std::stop_token&) {
             SuggestionMemoryStore(store).configure(wanted);
             return read(store);
@@ -71,7 +71,7 @@ void SuggestionMemoryModel::setPreferences(SuggestionMemoryPreferences preferenc
 
 void SuggestionMemoryModel::exportTo(const FileURL& file) {
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = store_, file](const std::stop_token&) {
             const auto records = SuggestionMemoryStore(store).records();
             try {
@@ -94,7 +94,7 @@ void SuggestionMemoryModel::exportTo(const FileURL& file) {
 void SuggestionMemoryModel::clear() {
     ++changes_;
     tasks_.run(
-        TaskLane::records,
+        TaskLane::suggestions,
         [&store = store_](const std::stop_token&) {
             SuggestionMemoryStore(store).clear();
             return read(store);

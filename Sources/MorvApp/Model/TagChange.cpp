@@ -11,8 +11,6 @@ namespace morv {
 
 namespace {
 
-constexpr const char* colours[] = {"Red", "Orange", "Yellow", "Green", "Blue", "Purple", "Grey"};
-
 bool holds(const std::vector<std::string>& tags, const std::string& tag) {
     return std::ranges::find(tags, tag) != tags.end();
 }
@@ -61,8 +59,8 @@ std::vector<std::string> knownTags(const AppModel& app) {
     }
     for (const auto& tag : app.services().tags.names())
         carriers.try_emplace(tag, 0);
-    for (const auto* colour : colours)
-        carriers.try_emplace(colour, 0);
+    for (const auto colour : colourTags)
+        carriers.try_emplace(std::string(colour), 0);
     std::vector<std::string> known;
     for (const auto& [tag, count] : carriers)
         known.push_back(tag);

@@ -3,13 +3,19 @@
 
 #include "MorvCore/Foundation/FileURL.h"
 
+#include <array>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace morv {
 
 class AppModel;
+
+/// Tags that are colours, by the number that is stored with a tag (FileTagMetadata::Tag) less one.
+inline constexpr std::array<std::string_view, 7> colourTags{"Grey",   "Green", "Purple", "Blue",
+                                                            "Yellow", "Red",   "Orange"};
 
 struct TagChange {
     std::vector<std::string> add = {};

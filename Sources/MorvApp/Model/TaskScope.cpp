@@ -62,6 +62,7 @@ TaskPools::TaskPools() {
     // Each queued operation parks a thread until its turn, so the lane is sized for queues, not for cores.
     operations_.setMaxThreadCount(64);
     records_.setMaxThreadCount(1);
+    suggestions_.setMaxThreadCount(1);
     watching_.setMaxThreadCount(std::numeric_limits<int>::max());
 }
 
@@ -69,6 +70,7 @@ TaskPools::~TaskPools() {
     reading_.waitForDone();
     operations_.waitForDone();
     records_.waitForDone();
+    suggestions_.waitForDone();
     watching_.waitForDone();
 }
 
@@ -78,6 +80,8 @@ QThreadPool& TaskPools::pool(TaskLane lane) {
         return reading_;
     case TaskLane::operations:
         return operations_;
+    case TaskLane::suggestions:
+        return suggestions_;
     case TaskLane::watching:
         return watching_;
     case TaskLane::records:

@@ -34,7 +34,10 @@ enum class TaskLane : std::uint8_t {
     reading,    ///< listings, history, lookups: short or stoppable
     operations, ///< planning and executing: may wait for hours
     records,    ///< small record writes, one at a time in the order in which they were asked for
-    watching,   ///< parked until something happens: each task has a thread of its own
+    /// What is remembered of where files went, one at a time in order: each looks up the folders that it names,
+    /// and one on a server that has gone keeps all of it waiting, but nothing else.
+    suggestions,
+    watching, ///< parked until something happens: each task has a thread of its own
 };
 
 /// The threads. Destroying it waits for all work that was started: destroy it before what the work uses.
@@ -65,6 +68,7 @@ private:
     QThreadPool reading_;
     QThreadPool operations_;
     QThreadPool records_;
+    QThreadPool suggestions_;
     QThreadPool watching_;
 };
 

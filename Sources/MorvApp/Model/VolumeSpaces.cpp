@@ -2,7 +2,7 @@
 
 #include "MorvCore/Foundation/ByteCount.h"
 
-#include <QTimerEvent>
+#include <QTimer>
 #include <fmt/format.h>
 
 namespace morv {
@@ -43,10 +43,14 @@ void VolumeSpaces::refresh() {
 void VolumeSpaces::ask(const FileURL& folder) {
     if (unanswered_ >= mostUnanswered)
         return;
-    volumes_[folder].isAsked = true;
+    auto& volume = volumes_[folder];
+    volume.isAsked = true;
+    volume.question = ++questions_;
     ++unanswered_;
-    if (!waiting_.isActive())
-        waiting_.start(patience_, this);
+    // What is known stays: only a first answer can be missed.
+    if (volume.answer.state == State::asked)
+        QTimer::singleShot(patience_, this,
+                           [this, folder, question = volume.question] { losePatience(folder, question); });
     tasks_.run(
         TaskLane::reading, [folder, reader = reader_](const std::stop_token&) { return reader(folder); },
         [this, folder](const VolumeSpace& space) {
@@ -67,18 +71,15 @@ void VolumeSpaces::take(const FileURL& folder, const Answer& answer) {
         Q_EMIT changed();
 }
 
-void VolumeSpaces::timerEvent(QTimerEvent* event) {
-    if (event->timerId() != waiting_.timerId())
-        return QObject::timerEvent(event);
-    waiting_.stop();
-    bool isNews = false;
-    for (auto& [folder, volume] : volumes_)
-        if (volume.isAsked && volume.answer.state == State::asked) {
-            volume.answer.state = State::silent;
-            isNews = true;
-        }
-    if (isNews)
-        Q_EMIT changed();
+void VolumeSpaces::losePatience(const FileURL& folder, std::uint64_t question) {
+    const auto found = volumes_.find(folder);
+    if (found == volumes_.end())
+        return;
+    auto& volume = found->second;
+    if (!volume.isAsked || volume.question != question || volume.answer.state != State::asked)
+        return;
+    volume.answer.state = State::silent;
+    Q_EMIT changed();
 }
 
 std::string VolumeSpaces::words(const VolumeSpace& space) {

@@ -10,8 +10,8 @@
 #include "MorvCore/Foundation/FileURL.h"
 #include "MorvCore/Platform/VolumeSpace.h"
 
-#include <QBasicTimer>
 #include <QObject>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -53,25 +53,24 @@ public:
 Q_SIGNALS:
     void changed();
 
-protected:
-    void timerEvent(QTimerEvent* event) override;
-
 private:
     struct Volume {
         Answer answer;
-        bool isAsked = false;   ///< a worker is on its way
-        bool asksAgain = false; ///< its answer may be older than what is wanted
-        int unwanted = 0;       ///< rounds of refresh() in which nobody asked
+        bool isAsked = false;       ///< a worker is on its way
+        bool asksAgain = false;     ///< its answer may be older than what is wanted
+        int unwanted = 0;           ///< rounds of refresh() in which nobody asked
+        std::uint64_t question = 0; ///< the last one that was put to it
     };
 
     void ask(const FileURL& folder);
+    void losePatience(const FileURL& folder, std::uint64_t question);
     void take(const FileURL& folder, const Answer& answer);
 
     Reader reader_;
     std::map<FileURL, Volume> volumes_;
     std::size_t unanswered_ = 0;
+    std::uint64_t questions_ = 0;
     int patience_;
-    QBasicTimer waiting_;
     TaskScope tasks_;
 };
 

@@ -21,6 +21,11 @@ struct EngineState {
     /// At the head of all that could change something: a handoff that was not ended holds the turn first.
     void ensureExternalMaintenanceRecovered() { leases.ensureRecovered(); }
 
+    /// The last write of an operation, whose TurnRelease follows.
+    void persistEnd(const OperationReceipt& receipt) {
+        journal.persistLast(receipt, [&] { queue.beginRelease(receipt.id); });
+    }
+
     const std::shared_ptr<const OperationTrashProvider> trash;
     const EngineObservers observers;
     OperationQueue queue;

@@ -116,7 +116,9 @@ public:
     std::vector<SystemOperationReceipt> externalHistory(const std::stop_token& stop = {});
 
     /// Every journal write from now on, in journal order; a slow reader keeps the newest 80.
-    /// `wake` is called on a working thread after each arrival, with no lock held.
+    /// `wake` is called on a working thread after each arrival, with no lock held; it does not call back here:
+    /// the operation that it is told of may still have to give back its turn. For every other thread an end that
+    /// was told has given it back.
     std::unique_ptr<EngineStream<OperationReceipt>> updates(std::function<void()> wake = {});
     /// Progress of executions and undos; keeps the newest only.
     std::unique_ptr<EngineStream<OperationProgress>> progress(std::function<void()> wake = {});

@@ -112,10 +112,15 @@ void Journal::writeWhole(const OperationReceipt& receipt, Written& written) {
 }
 
 void Journal::persist(const OperationReceipt& receipt) {
+    persistLast(receipt, [] {});
+}
+
+void Journal::persistLast(const OperationReceipt& receipt, const std::function<void()>& written) {
     writing(receipt, [&] {
-        auto written = takeWritten(receipt.id);
-        writeWhole(receipt, written);
-        keepWritten(receipt, std::move(written));
+        auto held = takeWritten(receipt.id);
+        writeWhole(receipt, held);
+        keepWritten(receipt, std::move(held));
+        written();
     });
 }
 

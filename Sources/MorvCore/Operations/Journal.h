@@ -43,6 +43,8 @@ public:
     /// Writes the whole receipt and removes its steps, if it has any: one that cannot be removed now says
     /// what the record says, and the next whole write tries again. Throws PersistenceError.
     void persist(const OperationReceipt& receipt);
+    /// The same; calls `written` when it is durable and before any observer hears of it.
+    void persistLast(const OperationReceipt& receipt, const std::function<void()>& written);
     /// Writes what changed: the receipt's status and message, and the item at `index`. Throws
     /// PersistenceError.
     void persistItem(const OperationReceipt& receipt, std::size_t index);

@@ -238,7 +238,7 @@ void OperationExecution::finish(OperationStatus status, std::string message) {
     receipt_.status = status;
     receipt_.message = std::move(message);
     receipt_.completedAt = Date::now();
-    engine_.journal.persist(receipt_);
+    engine_.persistEnd(receipt_);
     progress_.setPhase(OperationPhase::finished);
     progress_.report();
 }

@@ -52,10 +52,10 @@ FileURL directory(const FileURL& url) {
     return folder.asFolder();
 }
 
-FileURL availableName(const FileURL& url, const std::set<std::string>& reserved) {
+FileURL NumberedNames::next(const FileURL& url, const std::set<std::string>& reserved) {
     const auto folder = url.parent();
     const auto extension = url.extension().empty() ? std::string() : "." + std::string(url.extension());
-    for (unsigned number = 2;; ++number) {
+    for (auto& number = firstToTry_.try_emplace(url.path(), 2U).first->second;; ++number) {
         const auto ending = fmt::format(" {}{}", number, extension);
         std::string stem(url.stem());
         shorten(stem, longestName - std::min(longestName, ending.size()));

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace morv::OperationFiles {
 
@@ -18,8 +19,17 @@ FileURL normalized(const FileURL& url);
 /// Throws PosixError, invalid (not a folder) or unavailable (read-only).
 FileURL directory(const FileURL& url);
 
-/// The first free numbered name beside `url`, from 2 on: not on disk and its path key not in `reserved`.
-FileURL availableName(const FileURL& url, const std::set<std::string>& reserved);
+/// Free numbered names for one planning, in which names are only ever added to those that are taken: what was
+/// found taken is not asked about again, so that twenty thousand items of one name are as many questions.
+class NumberedNames {
+public:
+    /// The first free one beside `url`, from 2 on: not on disk and its path key not in `reserved`, which holds
+    /// what it held at the last call.
+    FileURL next(const FileURL& url, const std::set<std::string>& reserved);
+
+private:
+    std::unordered_map<std::string, unsigned> firstToTry_; ///< by the path that is numbered
+};
 
 /// Throws invalid unless `name` may be a file name: 1–255 bytes, not "." or "..", no slash, colon or NUL.
 void validateName(std::string_view name);

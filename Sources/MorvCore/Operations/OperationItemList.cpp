@@ -25,7 +25,16 @@ void OperationItemList::replace(std::size_t index, OperationItemResult item) {
 }
 
 bool operator==(const OperationItemList& a, const OperationItemList& b) {
-    return a.size_ == b.size_ && std::equal(a.begin(), a.end(), b.begin(), b.end());
+    const auto isSame = [](const auto& one, const auto& other, const auto& compare) {
+        return one == other || compare(*one, *other);
+    };
+    return std::ranges::equal(a.chunks_, b.chunks_, [&](const auto& one, const auto& other) {
+        return isSame(one, other, [&](const auto& here, const auto& there) {
+            return std::ranges::equal(here, there, [&](const auto& item, const auto& otherItem) {
+                return isSame(item, otherItem, std::equal_to<OperationItemResult>());
+            });
+        });
+    });
 }
 
 } // namespace morv

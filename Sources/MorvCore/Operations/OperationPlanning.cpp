@@ -62,6 +62,7 @@ private:
     std::vector<FileURL> sources_;
     std::optional<FileURL> folder_;
     std::set<std::string> reserved_;
+    OperationFiles::NumberedNames numberedNames_;
     std::vector<std::string> warnings_;
     std::unordered_map<FileURL, std::string> parentIdentities_;
 };
@@ -230,7 +231,7 @@ void Planner::resolveCollision(FileOperationItem& item) {
         const auto occupied = shownName(*item.destination);
         switch (request_.collision) {
         case CollisionPolicy::keepBoth:
-            item.destination = OperationFiles::availableName(*item.destination, reserved_);
+            item.destination = numberedNames_.next(*item.destination, reserved_);
             warnings_.push_back(
                 fmt::format("Keep both: {} will be saved as {}.", occupied, shownName(*item.destination)));
             break;

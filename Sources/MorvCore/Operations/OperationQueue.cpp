@@ -36,7 +36,9 @@ bool OperationQueue::waitForTurn(const UUID& id, const std::stop_token& stop) {
 }
 
 bool OperationQueue::takeTurn(const UUID& id) {
-    const MutexLock lock(mutex_);
+    MutexLock lock(mutex_);
+    while (!ending_.empty())
+        lock.wait(ended_);
     if (activeID_ || !reservedPlans_.empty() || !waitingOrder_.empty())
         return false;
     // Nobody may be admitted under the same id meanwhile: its release would give this turn away.
@@ -71,8 +73,15 @@ std::shared_ptr<OperationCancellationToken> OperationQueue::beginCancellable(con
     return token;
 }
 
+void OperationQueue::beginRelease(const UUID& id) {
+    const MutexLock lock(mutex_);
+    ending_.insert(id);
+}
+
 void OperationQueue::release(const UUID& id) {
     const MutexLock lock(mutex_);
+    if (ending_.erase(id) > 0)
+        ended_.notify_all();
     if (activeID_ == id) {
         activeID_.reset();
         activeCancellation_.reset();

@@ -27,7 +27,8 @@ public:
     bool admit(const UUID& id);
     /// Blocks until `id` has the turn (true) or was cancelled, also through `stop` (false).
     bool waitForTurn(const UUID& id, const std::stop_token& stop);
-    /// For what never waits: takes the turn at once, or false when anything is active, reserved or waiting.
+    /// For what never waits: takes the turn at once, or false when anything is active, reserved or waiting. What
+    /// is being released counts as released: that much is waited for.
     bool takeTurn(const UUID& id);
     /// Takes the turn ahead of all who wait for it; nobody may have it.
     void takeTurnFirst(const UUID& id);
@@ -35,6 +36,9 @@ public:
     void passTurn(const UUID& from, const UUID& to);
     /// The token of the operation that has the turn, already set when cancellation was asked before.
     std::shared_ptr<OperationCancellationToken> beginCancellable(const UUID& id);
+    /// The operation has ended durably; its end may be told now, and release() follows without waiting for
+    /// anybody. So whoever has seen the end never finds the turn still taken by it.
+    void beginRelease(const UUID& id);
     void release(const UUID& id);
 
     /// Nothing named: whatever has the turn. An unknown id is remembered until its release.
@@ -57,6 +61,8 @@ private:
     std::shared_ptr<OperationCancellationToken> activeCancellation_ MORV_GUARDED_BY(mutex_);
     std::set<UUID> cancellations_ MORV_GUARDED_BY(mutex_);
     std::set<UUID> reservedPlans_ MORV_GUARDED_BY(mutex_);
+    std::set<UUID> ending_ MORV_GUARDED_BY(mutex_); ///< of `reservedPlans_`
+    std::condition_variable ended_;
     std::deque<UUID> waitingOrder_ MORV_GUARDED_BY(mutex_);
     std::map<UUID, Parked*> waitingTurns_ MORV_GUARDED_BY(mutex_);
 };

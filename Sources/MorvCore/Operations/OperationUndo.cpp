@@ -199,7 +199,7 @@ OperationReceipt OperationUndo::run() {
             "Some items changed or their original locations are occupied. Those items were preserved.";
     else
         receipt_.message = "Undo completed after revalidating the affected items.";
-    engine_.journal.persist(receipt_);
+    engine_.persistEnd(receipt_);
     progress_.setPhase(OperationPhase::finished);
     progress_.report();
     return receipt_;

@@ -33,9 +33,10 @@ ItemAccess itemAccess(const FileURL& url);
 std::string linkTarget(const FileURL& link);
 
 struct MountFacts {
-    FileURL root;       ///< where it is mounted
-    std::string type;   ///< "ext4", "fuse.sshfs"
-    std::string source; ///< "/dev/sda1", "server:/export"; may be empty
+    FileURL root;     ///< where it is mounted
+    std::string type; ///< "ext4", "fuse.sshfs"
+    /// "/dev/sda1", "server:/export"; may be empty. A password in it stands as "•••" and never leaves here.
+    std::string source;
     bool isReadOnly = false;
 
     friend bool operator==(const MountFacts&, const MountFacts&) = default;

@@ -6,7 +6,8 @@
 //             I2  an excluded root beats an allowed one, and links do not lead around either
 //             I3  disabling keeps what is remembered; excluding a place removes what was remembered of it
 // Threading   safe to share; the memory is in the store alone. Of two changes of the preferences at the same
-//             time the later one holds
+//             time the later one holds. What compares places resolves their links: it may wait for a disk or a
+//             server, of any place that is remembered
 //
 // Errors      PersistenceError and DecodingError of the store; a refused record is dropped without a word,
 //             except by save()

@@ -220,6 +220,24 @@ public:
     mutable Gate gate;
 };
 
+TEST_F(Queueing, whoeverHasSeenTheEndMayUndoAtOnce) {
+    const auto item = write("a.txt", "x");
+    std::future<OperationReceipt> undone;
+    std::unique_ptr<EngineStream<OperationReceipt>> updates;
+    updates = engine().updates([&] {
+        while (const auto receipt = updates->take()) {
+            if (receipt->status != OperationStatus::completed)
+                continue;
+            undone = std::async(std::launch::async, [&, id = receipt->id] { return engine().undo(id, {}); });
+            // The turn is still taken. What is refused now is refused at once.
+            EXPECT_EQ(undone.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+        }
+    });
+    run({.kind = OperationKind::duplicate, .sources = {item}});
+    ASSERT_TRUE(undone.valid());
+    EXPECT_EQ(undone.get().status, OperationStatus::undone);
+}
+
 TEST_F(Queueing, aPlanThatIsBeingUndoneCannotTakeItsTurnAway) {
     const auto trash = std::make_shared<GatedTrash>();
     useEngine({}, trash);

@@ -1,3 +1,5 @@
+#include "MorvCore/Foundation/Unicode.h"
+#include "MorvCore/Operations/OperationFiles.h"
 #include "Tests/MorvCore/Operations/EngineFixture.h"
 
 #include <filesystem>
@@ -96,6 +98,24 @@ TEST_F(Planning, findsFreeNamesOnDiskAndInThePlan) {
     const auto longName = write("one/" + std::string(251, 'n') + ".txt", "long");
     const auto duplicate = plan({.kind = OperationKind::duplicate, .sources = {longName}});
     EXPECT_EQ(duplicate.items[0].destination->lastComponent(), std::string(249, 'n') + " 2.txt");
+}
+
+TEST_F(Planning, numbersTwentyThousandItemsOfOneNameWithoutAskingTwice) {
+    for (const auto* taken : {"a.txt", "a 3.txt", "A 7.txt"})
+        write(taken, "x");
+    std::set<std::string> reserved{pathKey(at("a 5.txt").path())};
+    OperationFiles::NumberedNames names;
+    std::vector<std::string> found;
+    for (int i = 0; i < 20'000; ++i) {
+        const auto name = names.next(at("a.txt"), reserved);
+        EXPECT_EQ(names.next(at("a.txt"), reserved), name) << "nobody has taken it yet";
+        reserved.insert(pathKey(name.path()));
+        found.emplace_back(name.lastComponent());
+    }
+    found.resize(5);
+    EXPECT_EQ(found, (std::vector<std::string>{"a 2.txt", "a 4.txt", "a 6.txt", "a 7.txt", "a 8.txt"}));
+    EXPECT_EQ(names.next(at("a.txt"), reserved), at("a 20004.txt"));
+    EXPECT_EQ(names.next(at("A.txt"), reserved), at("A 3.txt")) << "another name may have others left";
 }
 
 TEST_F(Planning, namesManyByTheirTemplate) {

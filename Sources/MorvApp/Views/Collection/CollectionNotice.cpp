@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Collection/CollectionNotice.h"
 
 #include "MorvApp/Views/Collection/MorvCollectionView.h"
+#include "MorvApp/Views/Theme/FolderArt.h"
 #include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -19,6 +20,15 @@ namespace {
 constexpr int picture = 64;
 constexpr double pictureOpacity = 0.6;
 constexpr int widest = 560;
+
+const QString folderSymbol = QStringLiteral("folder");
+
+/// Folders look as they do everywhere else in the window.
+QPixmap pictureOf(const QString& symbol, IconCache& icons, qreal density) {
+    if (symbol == folderSymbol)
+        return FolderArt::render({}, Theme::shared().look().appearance, picture, density);
+    return icons.named(symbol, picture, density);
+}
 
 QString words(NoticeAction action) {
     switch (action) {
@@ -54,7 +64,7 @@ int paintNoticeWords(QPainter& painter, const QRect& area, const CollectionNotic
     if (symbolHeight > 0) {
         painter.setOpacity(pictureOpacity);
         painter.drawPixmap(QPoint(area.center().x() - picture / 2, y),
-                           icons.named(notice.symbol, picture, painter.device()->devicePixelRatioF()));
+                           pictureOf(notice.symbol, icons, painter.device()->devicePixelRatioF()));
         painter.setOpacity(1);
         y += symbolHeight;
     }
@@ -113,7 +123,7 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
         CollectionNotice failed{QStringLiteral("dialog-warning"),
                                 pane_.isSearch() ? QStringLiteral("The search has failed")
                                                  : QStringLiteral("This folder can’t be shown"),
-                                shown(*pane_.error()),
+                                shownBriefly(*pane_.error()),
                                 {}};
         if (!location.isRoot())
             failed.actions.push_back(goUp);
@@ -123,15 +133,15 @@ std::optional<CollectionNotice> MorvCollectionView::notice() const {
     if (pane_.loadedLocation() && pane_.isSearch())
         return CollectionNotice{QStringLiteral("edit-find"),
                                 QStringLiteral("Nothing found"),
-                                pane_.searchNote() ? shown(*pane_.searchNote()) : QString(),
+                                pane_.searchNote() ? shownBriefly(*pane_.searchNote()) : QString(),
                                 {}};
     if (pane_.loadedLocation() && pane_.kindFilter())
-        return CollectionNotice{QStringLiteral("folder-open"),
+        return CollectionNotice{folderSymbol,
                                 QStringLiteral("Nothing of this kind here"),
                                 QStringLiteral("Only one kind of file is shown."),
                                 {}};
     if (pane_.loadedLocation()) {
-        CollectionNotice empty{QStringLiteral("folder-open"), QStringLiteral("This folder is empty"), {}, {}};
+        CollectionNotice empty{folderSymbol, QStringLiteral("This folder is empty"), {}, {}};
         if (pane_.preferences().showHidden) {
             empty.detail = QStringLiteral("What you paste or make here appears at once.");
         } else {
@@ -173,18 +183,7 @@ void MorvCollectionView::paintNotice(QPainter& painter) {
 }
 
 QString MorvCollectionView::sectionSize(std::size_t section) const {
-    const auto& [title, first, number] = display_.sections()[section];
-    std::size_t files = 0, folders = 0;
-    std::int64_t bytes = 0;
-    for (auto index = first; index < first + number; ++index) {
-        const auto& item = display_[index];
-        if (item.isNavigable()) {
-            ++folders;
-        } else if (item.availability == FileAvailability::local) {
-            ++files;
-            bytes += item.size;
-        }
-    }
+    const auto& [files, folders, bytes] = display_.totals(section);
     QStringList parts;
     if (files > 0)
         parts << ours(formatByteCount(bytes)) + QStringLiteral(" in ") +
@@ -192,7 +191,7 @@ QString MorvCollectionView::sectionSize(std::size_t section) const {
     if (folders > 0)
         parts << shownCount(folders, "physical folder", "physical folders");
     if (parts.isEmpty())
-        parts << shownCount(number);
+        parts << shownCount(display_.sections()[section].count);
     auto sentence = parts.join(QStringLiteral(" and ")) + QLatin1Char('.');
     if (!pane_.preferences().showHidden)
         sentence += QStringLiteral(" Hidden files excluded.");

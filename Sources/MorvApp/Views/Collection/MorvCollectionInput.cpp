@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QScrollBar>
 #include <QTimer>
 #include <QToolTip>
@@ -122,8 +123,13 @@ bool MorvCollectionView::moveKey(QKeyEvent* event) {
 
 void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     const auto modifiers = event->modifiers() & ~Qt::KeypadModifier;
+    // A key that is held moves on, but opens and renames nothing twice.
+    const auto performOnce = [this, isFirst = !event->isAutoRepeat()](FileCommand command) {
+        if (isFirst)
+            perform(command);
+    };
     if (event->key() == Qt::Key_Down && (modifiers == Qt::ControlModifier || modifiers == Qt::AltModifier))
-        return perform(FileCommand::open);
+        return performOnce(FileCommand::open);
     if (moveKey(event))
         return;
     const bool plain = modifiers == Qt::NoModifier;
@@ -131,14 +137,14 @@ void MorvCollectionView::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
         if (const auto command = actions_.returnCommand(); plain && command)
-            return perform(*command);
+            return performOnce(*command);
         break;
     case Qt::Key_Space:
         if (modifiers == Qt::ControlModifier && current_ >= 0)
             return moveTo(current_, Select::toggle);
         if (plain && !isTyping()) {
-            if (const auto command = actions_.spaceCommand(); command && !event->isAutoRepeat())
-                perform(*command);
+            if (const auto command = actions_.spaceCommand())
+                performOnce(*command);
             return;
         }
         break;
@@ -176,9 +182,9 @@ void MorvCollectionView::typeAhead(const QString& text) {
 
 void MorvCollectionView::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::BackButton)
-        return perform(FileCommand::back);
+        return performLater(FileCommand::back);
     if (event->button() == Qt::ForwardButton)
-        return perform(FileCommand::forward);
+        return performLater(FileCommand::forward);
     if (event->button() != Qt::LeftButton && event->button() != Qt::RightButton)
         return;
     endInlineRename(true);
@@ -311,8 +317,7 @@ void MorvCollectionView::timerEvent(QTimerEvent* event) {
         viewport()->update();
     } else if (event->timerId() == midnight_.timerId()) {
         midnight_.stop();
-        reload();
-        awaitTomorrow();
+        followDay();
     } else {
         QAbstractScrollArea::timerEvent(event);
     }
@@ -354,6 +359,8 @@ void MorvCollectionView::beginInlineRename() {
     editor_->setAccessibleName(QStringLiteral("Name"));
     editor_->setAlignment(mode() == CollectionMode::grid ? Qt::AlignHCenter : Qt::AlignLeft);
     editor_->installEventFilter(this);
+    // Anything that took the keyboard would end it with half a name.
+    app_.waitFor(*editor_);
     placeEditor();
     editor_->show();
     editor_->setFocus();
@@ -394,6 +401,9 @@ bool MorvCollectionView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::KeyPress) {
         const auto key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter) {
+            // The Return that began it and is still held does not end it.
+            if (static_cast<QKeyEvent*>(event)->isAutoRepeat())
+                return true;
             endInlineRename(key != Qt::Key_Escape);
             setFocus();
             return true;
@@ -427,6 +437,14 @@ void MorvCollectionView::perform(FileCommand command) {
         options_.onCommand(command);
     else
         app_.perform(command);
+}
+
+void MorvCollectionView::performLater(FileCommand command) {
+    const auto goOn = [view = QPointer(this), command] {
+        if (view)
+            view->perform(command);
+    };
+    QMetaObject::invokeMethod(&app_, goOn, Qt::QueuedConnection);
 }
 
 void MorvCollectionView::carryOut(FileCommand command) {

@@ -148,6 +148,8 @@ private:
     /// Brings the shown order up to date; afterwards every index means what it says.
     void reload();
     void awaitTomorrow();
+    /// Headings that speak of days may have become untrue.
+    void followDay();
     void relayout();
     void offerForKeyboard();
     void entriesChanged();
@@ -197,6 +199,8 @@ private:
     std::vector<const FileEntry*> filesInSight() const;
     void showThumbnails();
     void perform(FileCommand command);
+    /// Out of the press that asks for it: where it leads there may be no such view any more.
+    void performLater(FileCommand command);
 
     AppModel& app_;
     PaneModel& pane_;

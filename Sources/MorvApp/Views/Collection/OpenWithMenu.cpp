@@ -1,12 +1,14 @@
 #include "MorvApp/Views/Collection/OpenWithMenu.h"
 
-#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
+
+#include <QIcon>
+#include <QPointer>
 
 namespace morv {
 
 OpenWithMenu::OpenWithMenu(AppModel& app, std::vector<FileURL> items, QWidget* parent)
-    : QMenu(QStringLiteral("Open With"), parent), app_(app), items_(std::move(items)),
+    : QMenu(QStringLiteral("Open With"), parent), app_(app), items_(std::move(items)), icons_(app.services()),
       tasks_(app.services().pools) {
     setObjectName(QStringLiteral("openWith"));
     say(QStringLiteral("Looking for applications…"));
@@ -31,7 +33,11 @@ void OpenWithMenu::fill(const std::vector<InstalledApplication>& applications) {
                                       : QStringLiteral("No application is known to open all of them"));
     clear();
     for (const auto& application : applications) {
-        auto* action = addAction(applicationIcon(application.icon), buttonText(shown(application.name)));
+        auto* action = addAction(buttonText(shown(application.name)));
+        icons_.give(application.icon, [item = QPointer(action)](const QIcon& icon) {
+            if (item)
+                item->setIcon(icon);
+        });
         connect(action, &QAction::triggered, &app_,
                 [app = &app_, application, items = items_] { app->openWith(application, items); });
     }

@@ -3,6 +3,7 @@
 
 #include "MorvApp/Model/AppModel.h"
 #include "MorvApp/Model/ApplicationCatalogue.h"
+#include "MorvApp/Views/Theme/ApplicationIcons.h"
 
 #include <QMenu>
 
@@ -23,6 +24,7 @@ private:
     AppModel& app_;
     std::vector<FileURL> items_;
     bool isAsked_ = false;
+    ApplicationIcons icons_;
     TaskScope tasks_;
 };
 

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Collection/VisibleThumbnails.h"
 
+#include "MorvApp/Views/Theme/MediaImage.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
 #include <QImage>
@@ -20,11 +21,6 @@ constexpr auto together = 30ms;
 constexpr double frameRadius = 4;
 /// Smaller pictures have no room for a mark; their names say what they are.
 constexpr int markFrom = 48;
-
-QImage imageOf(const MediaPicture& picture) {
-    return {reinterpret_cast<const uchar*>(picture.pixels.get()), picture.width, picture.height,
-            picture.width * 4, QImage::Format_ARGB32_Premultiplied};
-}
 
 bool isOpaque(const QImage& image) {
     for (int y = 0; y < image.height(); ++y) {

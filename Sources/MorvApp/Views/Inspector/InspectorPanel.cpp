@@ -3,6 +3,7 @@
 #include "MorvApp/Model/AppModel.h"
 #include "MorvApp/Views/Inspector/InspectorFacts.h"
 #include "MorvApp/Views/Tags/TagEditor.h"
+#include "MorvApp/Views/Theme/MediaImage.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/ByteCount.h"
@@ -41,8 +42,7 @@ QLabel* heading(const QString& text, QWidget* parent) {
 
 /// As large as it may be, in a frame with a hairline.
 QPixmap framed(const MediaPicture& picture, const QSize& room, qreal density) {
-    const QImage image(reinterpret_cast<const uchar*>(picture.pixels.get()), picture.width, picture.height,
-                       picture.width * 4, QImage::Format_ARGB32_Premultiplied);
+    const auto image = imageOf(picture);
     auto size = QSizeF(picture.width, picture.height).scaled(QSizeF(room), Qt::KeepAspectRatio);
     if (size.width() * density > picture.width)
         size = QSizeF(picture.width, picture.height) / density;

@@ -7,6 +7,7 @@
 #include "MorvApp/Views/Preview/TextPreviewView.h"
 #include "MorvApp/Views/Sheets/FolderGlance.h"
 #include "MorvApp/Views/Theme/FolderArt.h"
+#include "MorvApp/Views/Theme/MediaImage.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/Errors.h"
@@ -34,19 +35,6 @@ constexpr int typePicture = 128;
 constexpr int signPicture = 64;
 constexpr int smallestSide = 64; ///< asked for while nothing has been laid out
 constexpr double zoomStep = 1.25;
-
-QImage imageOf(const MediaPicture& picture) {
-    if (!picture)
-        return {};
-    auto* owner = new std::shared_ptr<const std::byte>(picture.pixels);
-    return {reinterpret_cast<const uchar*>(picture.pixels.get()),
-            picture.width,
-            picture.height,
-            4 * picture.width,
-            QImage::Format_ARGB32_Premultiplied,
-            [](void* held) { delete static_cast<std::shared_ptr<const std::byte>*>(held); },
-            owner};
-}
 
 bool isGone(const std::exception_ptr& failure) {
     try {
@@ -210,6 +198,7 @@ void PreviewPane::begin() {
     page_ = pages_ = askedSide_ = 0;
     facts_ = factsOf(*entry_);
     listingFacts_ = facts_.size();
+    dimensionsText_.clear();
     detailText_ = shownKind(*entry_);
     if (!entry_->isNavigable())
         detailText_ += QStringLiteral(" · ") + ours(entry_->formattedSize());
@@ -296,7 +285,8 @@ void PreviewPane::showContent(QWidget* content) {
     if (caption_) {
         QStringList parts;
         for (auto i = listingFacts_; i < facts_.size(); ++i)
-            parts << facts_[i].first + QStringLiteral(" ") + facts_[i].second;
+            if (facts_[i].second != dimensionsText_) // the bar has them
+                parts << facts_[i].first + QStringLiteral(" ") + facts_[i].second;
         captionText_ = parts.join(QStringLiteral("  ·  "));
         caption_->setVisible(content == canvas_ && !captionText_.isEmpty());
         caption_->setToolTip(captionText_);
@@ -357,8 +347,22 @@ void PreviewPane::readText() {
             showTitle();
             text_->setPreview(preview);
             showContent(text_);
+            highlight(preview.text);
         },
         [this](const std::exception_ptr& failure) { showFailure(failure); });
+}
+
+void PreviewPane::highlight(const QString& text) {
+    if (!app_.services().textHighlighter)
+        return;
+    reading_ = tasks_.run(
+        TaskLane::reading,
+        [highlighter = app_.services().textHighlighter, name = subject().name,
+         text](const std::stop_token& stop) { return previewHighlights(*highlighter, name, text, stop); },
+        [this](std::vector<TextHighlight> highlights) { text_->setHighlights(std::move(highlights)); },
+        [](const std::exception_ptr&) {
+            // A text without colours is a preview, too.
+        });
 }
 
 void PreviewPane::readArchive() {
@@ -392,7 +396,8 @@ int PreviewPane::fittingSide() const {
     return static_cast<int>(std::ceil(side * devicePixelRatioF()));
 }
 
-void PreviewPane::decode(int side) {
+void PreviewPane::decode(int wanted) {
+    const int side = std::min(wanted, MediaRequest::largestSide);
     reading_.cancel();
     askedSide_ = side;
     reading_ = tasks_.run(
@@ -419,7 +424,8 @@ void PreviewPane::showMedia(DecodedMedia media) {
     pages_ = std::max(media.pageCount, 1);
     if (!isRefined) {
         if (media.pageCount == 0 && !natural.isEmpty()) {
-            detailText_ += QStringLiteral(" · %1 × %2").arg(natural.width()).arg(natural.height());
+            dimensionsText_ = QStringLiteral("%1 × %2").arg(natural.width()).arg(natural.height());
+            detailText_ += QStringLiteral(" · ") + dimensionsText_;
         }
         addFacts(facts_, media.facts);
         showTitle();
@@ -443,7 +449,7 @@ void PreviewPane::askForMore() {
         return;
     // A little less than sharp is not worth decoding the file again.
     constexpr double worthwhile = 1.15;
-    const int wanted = canvas_->wantedSide();
+    const int wanted = std::min(canvas_->wantedSide(), MediaRequest::largestSide);
     if (wanted > askedSide_ * worthwhile)
         decode(wanted);
 }

@@ -88,10 +88,12 @@ private:
     void showFailure(const std::exception_ptr& failure);
     QPixmap picture(int size);
     void readText();
+    void highlight(const QString& text);
     void readArchive();
     void glanceAtFolder();
     int fittingSide() const;
-    void decode(int side);
+    /// Of at most so many pixels on its longest side.
+    void decode(int wanted);
     void showMedia(DecodedMedia media);
     void askForMore();
     bool hasPages() const;
@@ -119,6 +121,7 @@ private:
     std::vector<ShownFact> facts_;
     std::size_t listingFacts_ = 0; ///< of facts_, those that the file does not say of itself
     QString detailText_;
+    QString dimensionsText_; ///< within detailText_
     QString captionText_;
     int page_ = 0;      ///< wanted
     int shownPage_ = 0; ///< of the picture that is there

@@ -15,7 +15,8 @@ namespace {
 
 constexpr QSize firstSize{960, 720};
 constexpr QSize smallestSize{480, 360};
-constexpr double shareOfScreen = 0.9;
+/// Of the owner, and of its screen.
+constexpr double largestShare = 0.9;
 
 std::size_t placeOf(const std::vector<const FileEntry*>& entries, const FileEntry& wanted) {
     const EntryKey key(wanted);
@@ -41,14 +42,16 @@ PreviewWindow::PreviewWindow(AppModel& app, Subjects subjects, QWidget* owner)
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(pane_);
-    const bool isMirrored = layoutDirection() == Qt::RightToLeft;
-    addKey(Qt::Key_Left, [this, isMirrored] { step(isMirrored ? 1 : -1); });
-    addKey(Qt::Key_Right, [this, isMirrored] { step(isMirrored ? -1 : 1); });
+    const auto forward = [this] { return layoutDirection() == Qt::LeftToRight ? 1 : -1; };
+    addKey(Qt::Key_Left, [this, forward] { step(-forward()); });
+    addKey(Qt::Key_Right, [this, forward] { step(forward()); });
     addKey(Qt::Key_Up, [this] { step(-1); });
     addKey(Qt::Key_Down, [this] { step(1); });
     addKey(Qt::Key_F11, [this] { setWindowState(windowState() ^ Qt::WindowFullScreen); });
     addKey(QKeySequence::Open, [this] { pane_->open(); });
     addKey(QKeySequence::Close, [this] { close(); });
+    readKeys();
+    connect(&app_.services().keys, &KeyBindings::changed, this, &PreviewWindow::readKeys);
     connect(pane_, &PreviewPane::opened, this, &QWidget::close);
     connect(&app_, &AppModel::activePaneUpdated, this, &PreviewWindow::follow);
     connect(&app_, &AppModel::activePaneChanged, this, &PreviewWindow::follow);
@@ -57,7 +60,21 @@ PreviewWindow::PreviewWindow(AppModel& app, Subjects subjects, QWidget* owner)
 
 void PreviewWindow::addKey(const QKeySequence& key, std::function<void()> action) {
     auto* shortcut = new QShortcut(key, this);
+    keys_ << key;
     connect(shortcut, &QShortcut::activated, this, std::move(action));
+}
+
+/// What opened the preview closes it. Its own keys come first: of two shortcuts with one key Qt runs neither.
+void PreviewWindow::readKeys() {
+    qDeleteAll(std::exchange(closing_, {}));
+    for (const auto& text : app_.services().keys.keys(FileCommand::preview)) {
+        const QKeySequence key(ours(text), QKeySequence::PortableText);
+        // Space is no shortcut: it comes to keyPressEvent(), and only when nothing in the window wants it.
+        if (key.isEmpty() || key == QKeySequence(Qt::Key_Space) || keys_.contains(key))
+            continue;
+        closing_ << new QShortcut(key, this);
+        connect(closing_.back(), &QShortcut::activated, this, &QWidget::close);
+    }
 }
 
 void PreviewWindow::toggle() {
@@ -79,12 +96,14 @@ void PreviewWindow::toggle() {
     pane_->setFocus(Qt::OtherFocusReason);
 }
 
-/// In the middle of its owner. Afterwards size and place are the user's own.
+/// In the middle of its owner and a little smaller. Afterwards size and place are the user's own.
 void PreviewWindow::place() {
-    const auto room = screen() ? screen()->availableGeometry() : parentWidget()->geometry();
-    resize(firstSize.boundedTo(room.size() * shareOfScreen));
+    const auto& owner = *parentWidget();
+    // Its own screen is not known before it has been shown.
+    const auto room = owner.screen() ? owner.screen()->availableGeometry() : owner.geometry();
+    resize(firstSize.boundedTo(owner.size().boundedTo(room.size()) * largestShare));
     auto frame = geometry();
-    frame.moveCenter(parentWidget()->geometry().center());
+    frame.moveCenter(owner.geometry().center());
     move(std::clamp(frame.left(), room.left(), std::max(room.left(), room.right() - frame.width())),
          std::clamp(frame.top(), room.top(), std::max(room.top(), room.bottom() - frame.height())));
 }

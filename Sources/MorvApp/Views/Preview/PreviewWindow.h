@@ -5,8 +5,12 @@
 
 #include "MorvApp/Views/Preview/PreviewPane.h"
 
+#include <QKeySequence>
+#include <QList>
 #include <functional>
 #include <vector>
+
+class QShortcut;
 
 namespace morv {
 
@@ -37,6 +41,7 @@ protected:
 
 private:
     void addKey(const QKeySequence& key, std::function<void()> action);
+    void readKeys();
     void place();
     void step(int by);
     void showEntry(const FileEntry& entry, std::size_t place, std::size_t count);
@@ -44,6 +49,8 @@ private:
     AppModel& app_;
     const Subjects subjects_;
     PreviewPane* pane_;
+    QList<QKeySequence> keys_;
+    QList<QShortcut*> closing_; ///< with the keys that open it
 };
 
 } // namespace morv

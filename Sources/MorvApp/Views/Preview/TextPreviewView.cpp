@@ -9,7 +9,9 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QTextBlock>
+#include <QTextLayout>
 #include <algorithm>
+#include <array>
 #include <vector>
 
 namespace morv {
@@ -19,6 +21,32 @@ namespace {
 constexpr int fewestDigits = 3;
 /// State of a block that goes on with the line of the block before it; of others, the line's number.
 constexpr int continues = 0;
+
+QColor colourOf(TextStyle style, const ThemeColours& colours) {
+    switch (style) {
+    case TextStyle::comment:
+        return colours.source.comment;
+    case TextStyle::string:
+        return colours.source.string;
+    case TextStyle::keyword:
+        return colours.source.keyword;
+    case TextStyle::type:
+        return colours.source.type;
+    case TextStyle::number:
+        return colours.source.number;
+    case TextStyle::preprocessor:
+        return colours.source.preprocessor;
+    case TextStyle::function:
+        return colours.source.function;
+    case TextStyle::variable:
+        return colours.source.variable;
+    case TextStyle::inserted:
+        return colours.success;
+    case TextStyle::removed:
+        return colours.failure;
+    }
+    return colours.text;
+}
 
 class NumberMargin : public QWidget {
 public:
@@ -94,6 +122,7 @@ TextPreviewView::TextPreviewView(LineNumbers numbers, QWidget* parent) : QPlainT
 }
 
 void TextPreviewView::setPreview(const PreviewText& preview) {
+    highlights_.clear();
     const auto pieces = inPieces(preview.text);
     setPlainText(pieces.text);
     lines_ = 0;
@@ -105,6 +134,40 @@ void TextPreviewView::setPreview(const PreviewText& preview) {
     }
     verticalScrollBar()->setValue(0);
     placeMargin();
+}
+
+void TextPreviewView::setHighlights(std::vector<TextHighlight> highlights) {
+    highlights_ = std::move(highlights);
+    if (!highlights_.empty())
+        showHighlights();
+}
+
+void TextPreviewView::showHighlights() {
+    const auto& colours = Theme::shared().colours();
+    std::array<QTextCharFormat, static_cast<std::size_t>(TextStyle::removed) + 1> formats;
+    for (std::size_t style = 0; style < formats.size(); ++style)
+        formats[style].setForeground(colourOf(static_cast<TextStyle>(style), colours));
+    auto next = highlights_.cbegin();
+    int breaks = 0; // that the text itself does not have
+    for (auto block = document()->begin(); block.isValid() && next != highlights_.cend();
+         block = block.next()) {
+        breaks += block.userState() == continues;
+        const auto start = static_cast<std::size_t>(block.position() - breaks);
+        const auto end = start + static_cast<std::size_t>(block.length() - 1);
+        QList<QTextLayout::FormatRange> ranges;
+        for (; next != highlights_.cend() && next->start < end; ++next) {
+            const auto from = std::max(next->start, start);
+            const auto to = std::min(next->start + next->length, end);
+            if (from < to)
+                ranges.push_back({static_cast<int>(from - start), static_cast<int>(to - from),
+                                  formats[static_cast<std::size_t>(next->style)]});
+            if (next->start + next->length > end)
+                break; // it goes on in the next block
+        }
+        if (!ranges.isEmpty())
+            block.layout()->setFormats(ranges);
+    }
+    document()->markContentsDirty(0, document()->characterCount());
 }
 
 QMimeData* TextPreviewView::createMimeDataFromSelection() const {
@@ -175,6 +238,8 @@ void TextPreviewView::retint() {
     palette.setColor(QPalette::Base, colours.content);
     palette.setColor(QPalette::Text, colours.text);
     setPalette(palette);
+    if (!highlights_.empty())
+        showHighlights();
     if (margin_)
         margin_->update();
 }

@@ -2,10 +2,13 @@
 //
 // Lines without end (a program's output, a minified script) would be shaped as a whole by the text layout; so
 // they are laid out in pieces. Line numbers and what is copied know nothing of the pieces.
-// Nothing is highlighted: Debian 12 has a library for that (KSyntaxHighlighting) for Qt 5 only.
+// Colours come later, or never, and move nothing: they lie over the layout of lines, not in the text.
 #pragma once
 
+#include "MorvApp/Model/TextHighlighter.h"
+
 #include <QPlainTextEdit>
+#include <vector>
 
 namespace morv {
 
@@ -19,7 +22,10 @@ public:
 
     TextPreviewView(LineNumbers numbers, QWidget* parent);
 
+    /// Without colours.
     void setPreview(const PreviewText& preview);
+    /// Once for each text, in its UTF-16 units: in its order, none over another.
+    void setHighlights(std::vector<TextHighlight> highlights);
     /// For the margin.
     int numbersWidth() const;
     void paintNumbers(QPaintEvent* event, QWidget& margin);
@@ -34,9 +40,11 @@ protected:
 private:
     void placeMargin();
     void retint();
+    void showHighlights();
 
     QWidget* margin_ = nullptr; ///< null: no numbers
     int lines_ = 0;
+    std::vector<TextHighlight> highlights_;
 };
 
 } // namespace morv

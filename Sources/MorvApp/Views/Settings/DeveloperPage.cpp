@@ -1,13 +1,13 @@
 #include "MorvApp/Views/Settings/DeveloperPage.h"
 
 #include "MorvApp/Model/MorvRuntime.h"
-#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
 #include <QFileDialog>
+#include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <algorithm>
@@ -24,7 +24,7 @@ constexpr int noEditor = -2;
 
 DeveloperPage::DeveloperPage(MorvServices& services, QWidget* parent)
     : SettingsPage(QStringLiteral("Developer Tools"), parent), services_(services),
-      tools_(services.pools, services.defaults, services.toolLauncher) {
+      tools_(services.pools, services.defaults, services.toolLauncher), icons_(services) {
     terminal_ = new QLineEdit(this);
     terminal_->setObjectName(QStringLiteral("terminalCommand"));
     terminal_->setPlaceholderText(QStringLiteral("The terminal of the desktop"));
@@ -34,10 +34,17 @@ DeveloperPage::DeveloperPage(MorvServices& services, QWidget* parent)
     editor_->setObjectName(QStringLiteral("editorChoice"));
     editor_->setMinimumWidth(narrowestEditor);
     addRow(QStringLiteral("Editor"), {editor_});
+    editorState_ = addNote(QString());
+    editorState_->hide();
     git_ = addCheck("gitStatus", QStringLiteral("Show the Git branch and changes beside the path"));
     addNote(QStringLiteral(
         "Git is only asked, every few seconds, about the folder that is shown. Nothing is fetched."));
     finish();
+    // Nothing is opened from here: it is the looking for editors or a terminal that has failed.
+    connect(&tools_, &DeveloperToolsUI::failed, this, [this](const std::string& sentence) {
+        editorState_->setText(shown(sentence));
+        editorState_->show();
+    });
     connect(terminal_, &QLineEdit::textEdited, this, &DeveloperPage::changeTerminal);
     connect(editor_, &QComboBox::activated, this, &DeveloperPage::chooseEditor);
     connect(git_, &QCheckBox::clicked, this, [this](bool on) { services_.defaults.setShowsGitStatus(on); });
@@ -47,6 +54,7 @@ void DeveloperPage::refresh() {
     terminal_->setText(ours(services_.defaults.terminalCommand()));
     git_->setChecked(services_.defaults.showsGitStatus());
     findTerminal();
+    editorState_->hide();
     tools_.listEditors([this](const auto& applications) { fillEditors(applications); });
 }
 
@@ -82,7 +90,12 @@ void DeveloperPage::fillEditors(const std::vector<InstalledApplication>& applica
     if (!chosen)
         editor_->addItem(QStringLiteral("Ask the first time"), noEditor);
     for (std::size_t i = 0; i < editors_.size(); ++i) {
-        editor_->addItem(applicationIcon(editors_[i].icon), shown(editors_[i].name), static_cast<int>(i));
+        editor_->addItem(shown(editors_[i].name), static_cast<int>(i));
+        icons_.give(editors_[i].icon, [this, i, file = editors_[i].file](const QIcon& icon) {
+            // The list may have been filled with others since.
+            if (i < editors_.size() && editors_[i].file == file)
+                editor_->setItemIcon(editor_->findData(static_cast<int>(i)), icon);
+        });
         if (editors_[i].file == chosen)
             editor_->setCurrentIndex(editor_->count() - 1);
     }

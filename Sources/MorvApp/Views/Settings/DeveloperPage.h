@@ -3,6 +3,7 @@
 
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Views/Settings/SettingsPage.h"
+#include "MorvApp/Views/Theme/ApplicationIcons.h"
 
 #include <cstdint>
 #include <vector>
@@ -33,9 +34,11 @@ private:
 
     MorvServices& services_;
     DeveloperToolsUI tools_;
+    ApplicationIcons icons_;
     QLineEdit* terminal_;
     QLabel* terminalState_;
     QComboBox* editor_;
+    QLabel* editorState_;
     QCheckBox* git_;
     std::vector<InstalledApplication> editors_;
     std::uint64_t questions_ = 0;

@@ -54,6 +54,10 @@ void SettingsPage::addRow(const QString& text, std::initializer_list<QWidget*> c
     line->setSpacing(Space::small);
     bool fills = false;
     for (auto* control : controls) {
+        if (control->focusPolicy() == Qt::WheelFocus) {
+            control->setFocusPolicy(Qt::StrongFocus);
+            control->installEventFilter(this);
+        }
         const bool isWide = control->sizePolicy().horizontalPolicy() == QSizePolicy::Expanding;
         line->addWidget(control, isWide ? 1 : 0);
         fills = fills || isWide;
@@ -92,6 +96,15 @@ void SettingsPage::addEnd(QWidget* widget) {
 
 void SettingsPage::finish() {
     column_->addStretch(1);
+}
+
+bool SettingsPage::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Wheel && !static_cast<QWidget*>(watched)->hasFocus()) {
+        // The page takes it instead.
+        event->ignore();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void SettingsPage::showEvent(QShowEvent* event) {

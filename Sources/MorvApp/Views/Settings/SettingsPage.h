@@ -35,6 +35,8 @@ protected:
     /// The page has come into sight: what it shows may be out of date.
     virtual void refresh() {}
     void showEvent(QShowEvent* event) override;
+    /// A wheel that turns over a control on its way through the page changes nothing.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QVBoxLayout* column_;

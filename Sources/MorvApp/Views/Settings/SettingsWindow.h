@@ -21,8 +21,8 @@ public:
     explicit SettingsWindow(MorvServices& services);
 
 private:
-    /// `lines` is the symbol, in the language of FolderSymbol.
-    void addPage(const char* id, const QString& title, const char* lines, QWidget* page);
+    /// `symbol` is one of placeSymbols().
+    void addPage(const char* id, const QString& title, std::string_view symbol, QWidget* page);
     QWidget* keysPage();
     void showSelection();
     void tint();
@@ -31,7 +31,7 @@ private:
     QListWidget* list_;
     QStackedWidget* pages_;
     std::vector<std::string> ids_;
-    std::vector<const char*> symbols_;
+    std::vector<std::string_view> symbols_;
 };
 
 } // namespace morv

@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Settings/SuggestionsPage.h"
 
+#include "MorvApp/Views/Sheets/ConfirmBox.h"
 #include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
@@ -10,7 +11,6 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStyle>
@@ -55,17 +55,14 @@ void SuggestionsPage::buildPolicy() {
     days_->setSpecialValueText(QStringLiteral("without limit"));
     days_->setMinimumHeight(fieldHeight);
     nameUnit(*days_);
-    // A number that is being typed is not the number that is meant: a shorter time removes records.
-    days_->setKeyboardTracking(false);
     addRow(QStringLiteral("Keep records"), {days_});
     connect(enabled_, &QCheckBox::clicked, this,
             [this](bool on) { change([on](auto& policy) { policy.enabled = on; }); });
     connect(suggests_, &QCheckBox::clicked, this,
             [this](bool on) { change([on](auto& policy) { policy.suggestionsEnabled = on; }); });
-    connect(days_, &QSpinBox::valueChanged, this, [this](int days) {
-        nameUnit(*days_);
-        change([days](auto& policy) { policy.retentionDays = days; });
-    });
+    connect(days_, &QSpinBox::valueChanged, this, [this] { nameUnit(*days_); });
+    // A number on the way to another is not the number that is meant: a shorter time removes records.
+    connect(days_, &QSpinBox::editingFinished, this, &SuggestionsPage::takeDays);
 }
 
 void SuggestionsPage::buildRoots() {
@@ -144,21 +141,50 @@ void SuggestionsPage::exportRecords() {
 }
 
 void SuggestionsPage::confirmClearing() {
-    const auto title = QStringLiteral("Forget where you have filed things?");
-    auto* box = new QMessageBox(QMessageBox::Question, title, title, QMessageBox::NoButton, this);
-    box->setObjectName(QStringLiteral("confirmClearing"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setInformativeText(
-        QStringLiteral("%1 will be removed, and cannot be brought back. No file is touched.")
-            .arg(memory_.preferences() ? shownCount(memory_.recordCount(), "record", "records")
-                                       : QStringLiteral("All records")));
-    // Of the one role that every desktop lays out in this order.
-    auto* keep = box->addButton(QStringLiteral("Keep"), QMessageBox::ActionRole);
-    auto* forget = box->addButton(QStringLiteral("Forget All"), QMessageBox::ActionRole);
-    box->setDefaultButton(keep);
-    box->setEscapeButton(keep);
-    connect(forget, &QPushButton::clicked, &memory_, &SuggestionMemoryModel::clear);
-    box->open();
+    askBefore(*this,
+              {"confirmClearing", QStringLiteral("Forget where you have filed things?"),
+               QStringLiteral("%1 will be removed, and cannot be brought back. No file is touched.")
+                   .arg(memory_.preferences() ? shownCount(memory_.recordCount(), "record", "records")
+                                              : QStringLiteral("All records")),
+               QStringLiteral("Keep"), QStringLiteral("Forget All")},
+              [this] { memory_.clear(); });
+}
+
+void SuggestionsPage::takeDays() {
+    const auto& policy = memory_.preferences();
+    const int days = days_->value();
+    if (!policy || days == policy->retentionDays || isAskingDays_)
+        return;
+    const auto apply = [this, days] { change([days](auto& wanted) { wanted.retentionDays = days; }); };
+    const bool isShorter = days != 0 && (policy->retentionDays == 0 || days < policy->retentionDays);
+    if (!isShorter || memory_.recordCount() == 0)
+        return apply();
+    if (!isVisible())
+        return restoreDays();
+    // The box takes the keyboard, which ends the editing once more.
+    isAskingDays_ = true;
+    askBefore(
+        *this,
+        {"confirmRetention",
+         QStringLiteral("Keep records for only %1?")
+             .arg(shownCount(static_cast<std::size_t>(days), "day", "days")),
+         QStringLiteral("Records that are older will be removed, and cannot be brought back. No file is "
+                        "touched."),
+         QStringLiteral("Keep Them"), QStringLiteral("Remove Older Records")},
+        [this, apply] {
+            isAskingDays_ = false;
+            apply();
+        },
+        [this] {
+            isAskingDays_ = false;
+            restoreDays();
+        });
+}
+
+void SuggestionsPage::restoreDays() {
+    const QSignalBlocker quiet(days_);
+    days_->setValue(static_cast<int>(memory_.preferences()->retentionDays));
+    nameUnit(*days_);
 }
 
 void SuggestionsPage::show() {
@@ -178,11 +204,9 @@ void SuggestionsPage::show() {
     enabled_->setChecked(policy->enabled);
     suggests_->setChecked(policy->suggestionsEnabled);
     suggests_->setEnabled(policy->enabled);
-    const QSignalBlocker quiet(days_);
     // What is being typed is not overtaken by an answer to something earlier.
-    if (!days_->hasFocus())
-        days_->setValue(static_cast<int>(policy->retentionDays));
-    nameUnit(*days_);
+    if (!days_->hasFocus() && !isAskingDays_)
+        restoreDays();
     const int row = excluded_->currentRow();
     excluded_->clear();
     for (const auto& root : policy->excludedRoots)

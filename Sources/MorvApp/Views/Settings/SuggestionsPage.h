@@ -33,12 +33,16 @@ private:
     void removeExcluded();
     void exportRecords();
     void confirmClearing();
+    /// Asks first when records may go.
+    void takeDays();
+    void restoreDays();
     void show();
 
     SuggestionMemoryModel memory_;
     QCheckBox* enabled_ = nullptr;
     QCheckBox* suggests_ = nullptr;
     QSpinBox* days_ = nullptr;
+    bool isAskingDays_ = false;
     QListWidget* excluded_ = nullptr;
     QPushButton* removeRoot_ = nullptr;
     QLabel* count_ = nullptr;

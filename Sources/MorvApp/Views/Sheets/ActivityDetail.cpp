@@ -159,9 +159,9 @@ void ActivityDetail::build() {
 void ActivityDetail::setEntry(const std::optional<ActivityEntry>& entry) {
     const bool isSame = entry && entry_ && idOf(*entry) == idOf(*entry_);
     entry_ = entry;
-    const auto* receipt = entry_ ? std::get_if<OperationReceipt>(&*entry_) : nullptr;
+    const auto* receipt = entry_ ? operationOf(*entry_) : nullptr;
     const auto* system = entry_ ? std::get_if<SystemOperationReceipt>(&*entry_) : nullptr;
-    items_->setReceipt(receipt ? std::optional(*receipt) : std::nullopt);
+    items_->setReceipt(receipt ? std::get<SharedReceipt>(*entry_) : nullptr);
     table_->setVisible(receipt != nullptr);
     say(title_, entry_ ? titleOf(*entry_) : QString());
     if (receipt) {
@@ -186,7 +186,7 @@ void ActivityDetail::setEntry(const std::optional<ActivityEntry>& entry) {
 }
 
 void ActivityDetail::updateProgress() {
-    const auto* receipt = entry_ ? std::get_if<OperationReceipt>(&*entry_) : nullptr;
+    const auto* receipt = entry_ ? operationOf(*entry_) : nullptr;
     const bool isActive = receipt && receipt->isActive();
     bar_->setVisible(isActive);
     amounts_->setVisible(isActive);

@@ -2,6 +2,7 @@
 
 #include "MorvApp/Views/Sheets/ActivityDetail.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
+#include "MorvApp/Views/Theme/Announcement.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 
@@ -14,10 +15,19 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <chrono>
 
 namespace morv {
+
+namespace {
+
+/// What is read sooner is not announced.
+constexpr std::chrono::milliseconds patience{250};
+
+} // namespace
 
 ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Activity & Recovery"), {1160, 760}, Height::full, window), app_(app),
@@ -25,6 +35,7 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
       tasks_(app.services().pools) {
     app_.services().presentPendingHandoff();
     body()->addWidget(new TrashBand(app_.services(), this));
+    failure_ = addText(QString(), "failure");
     pages_->addWidget(buildList());
     pages_->addWidget(buildEmpty());
     body()->addWidget(pages_, 1);
@@ -36,6 +47,7 @@ ActivitySheet::ActivitySheet(AppModel& app, QWidget* window)
     connectAll();
     readHandoffs();
     follow();
+    updateFailure();
     present(receipts_->rowCount() > 0 ? static_cast<QWidget*>(list_)
                                       : findChild<QPushButton*>(QStringLiteral("activityDone")));
 }
@@ -77,24 +89,63 @@ QWidget* ActivitySheet::buildEmpty() {
     auto* page = new QWidget(this);
     auto* column = new QVBoxLayout(page);
     column->addStretch(1);
-    auto* symbol = new QLabel(page);
-    symbol->setPixmap(QIcon::fromTheme(QStringLiteral("view-history")).pixmap(64, 64));
-    auto* title = new QLabel(QStringLiteral("Nothing has been changed yet"), page);
-    title->setObjectName(QStringLiteral("title"));
-    auto* sentence = new QLabel(
-        QStringLiteral("Every copy, move, rename and deletion is recorded here and can be undone from here."),
-        page);
-    sentence->setObjectName(QStringLiteral("secondary"));
-    sentence->setWordWrap(true);
-    for (auto* label : {symbol, title, sentence}) {
+    emptySymbol_ = new QLabel(page);
+    emptyTitle_ = new QLabel(page);
+    emptyTitle_->setObjectName(QStringLiteral("title"));
+    emptySentence_ = new QLabel(page);
+    emptySentence_->setObjectName(QStringLiteral("secondary"));
+    emptySentence_->setWordWrap(true);
+    for (auto* label : {emptySymbol_, emptyTitle_, emptySentence_}) {
         label->setAlignment(Qt::AlignCenter);
         column->addWidget(label);
     }
+    retry_ = new QPushButton(QStringLiteral("Try Again"), page);
+    retry_->setObjectName(QStringLiteral("activityRetry"));
+    column->addWidget(retry_, 0, Qt::AlignHCenter);
     column->addStretch(2);
     return page;
 }
 
+void ActivitySheet::updateEmpty() {
+    using State = AppModel::HistoryState;
+    const auto state = app_.historyState();
+    const bool isSaid = state != State::reading || !isPatient_;
+    emptySymbol_->setVisible(state != State::reading);
+    emptySymbol_->setPixmap(QIcon::fromTheme(state == State::failed ? QStringLiteral("dialog-warning")
+                                                                    : QStringLiteral("view-history"))
+                                .pixmap(64, 64));
+    emptyTitle_->setVisible(isSaid);
+    emptyTitle_->setText(state == State::failed ? QStringLiteral("Activity couldn’t be loaded")
+                         : state == State::read ? QStringLiteral("Nothing has been changed yet")
+                                                : QStringLiteral("Reading what was done…"));
+    emptySentence_->setVisible(state != State::reading);
+    emptySentence_->setText(
+        state == State::failed
+            ? QStringLiteral("Whether anything was changed is not known until its record can be read.")
+            : QStringLiteral("Every copy, move, rename and item moved to Trash is recorded here. Most of it "
+                             "can be undone from here."));
+    retry_->setVisible(state == State::failed);
+}
+
+void ActivitySheet::updateFailure() {
+    failure_->setVisible(app_.errorMessage().has_value());
+    failure_->setText(app_.errorMessage() ? shownBriefly(*app_.errorMessage()) : QString());
+    if (app_.errorMessage())
+        announce(*failure_);
+}
+
 void ActivitySheet::connectAll() {
+    connect(&app_, &AppModel::errorMessageChanged, this, &ActivitySheet::updateFailure);
+    connect(&app_, &AppModel::historyStateChanged, this, &ActivitySheet::follow);
+    connect(&app_, &AppModel::isUndoingChanged, this, &ActivitySheet::showCurrent);
+    connect(retry_, &QPushButton::clicked, this, [this] {
+        app_.refreshOperationHistory();
+        readHandoffs();
+    });
+    QTimer::singleShot(patience, this, [this] {
+        isPatient_ = false;
+        updateEmpty();
+    });
     connect(findChild<QPushButton*>(QStringLiteral("activityDone")), &QPushButton::clicked, &app_,
             &AppModel::closeSheet);
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);
@@ -142,6 +193,7 @@ void ActivitySheet::readHandoffs() {
 void ActivitySheet::follow() {
     const bool isEmpty = receipts_->rowCount() == 0;
     pages_->setCurrentIndex(isEmpty && search_->text().isEmpty() ? 1 : 0);
+    updateEmpty();
     none_->setVisible(isEmpty);
     list_->setVisible(!isEmpty);
     const int row = current_ ? receipts_->rowOf(*current_) : -1;
@@ -153,9 +205,9 @@ void ActivitySheet::follow() {
 void ActivitySheet::showCurrent() {
     const int row = current_ ? receipts_->rowOf(*current_) : -1;
     detail_->setEntry(row < 0 ? std::nullopt : std::optional(receipts_->entry(row)));
-    const auto* receipt = row < 0 ? nullptr : std::get_if<OperationReceipt>(&receipts_->entry(row));
+    const auto* receipt = row < 0 ? nullptr : operationOf(receipts_->entry(row));
     undo_->setVisible(receipt != nullptr);
-    undo_->setEnabled(receipt && receipt->canUndo());
+    undo_->setEnabled(receipt && receipt->canUndo() && !app_.isUndoing());
     undo_->setToolTip(receipt ? whyNoUndo(*receipt) : QString());
     stop_->setVisible(receipt && receipt->isActive());
 }

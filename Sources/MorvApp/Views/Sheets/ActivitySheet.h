@@ -6,6 +6,7 @@
 #include "MorvApp/Views/Sheets/ReceiptModels.h"
 #include "MorvApp/Views/Sheets/Sheet.h"
 
+class QLabel;
 class QLineEdit;
 class QListView;
 class QStackedWidget;
@@ -26,6 +27,10 @@ protected:
 private:
     QWidget* buildList();
     QWidget* buildEmpty();
+    /// What stands there without a row: nothing was done, or it is not known.
+    void updateEmpty();
+    /// The window's own line lies beneath the sheet.
+    void updateFailure();
     void connectAll();
     void readHandoffs();
     /// Keeps the receipt that is shown while it is in the list.
@@ -39,6 +44,12 @@ private:
     QLineEdit* search_ = nullptr;
     QListView* list_ = nullptr;
     QLabel* none_ = nullptr;
+    QLabel* failure_ = nullptr;
+    QLabel* emptySymbol_ = nullptr;
+    QLabel* emptyTitle_ = nullptr;
+    QLabel* emptySentence_ = nullptr;
+    QPushButton* retry_ = nullptr;
+    bool isPatient_ = true; ///< it is not read for long enough to say so
     ActivityDetail* detail_ = nullptr;
     QPushButton* undo_ = nullptr;
     QPushButton* stop_ = nullptr;

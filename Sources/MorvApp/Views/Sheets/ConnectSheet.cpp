@@ -10,15 +10,16 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QStackedWidget>
 #include <QStyle>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace morv {
 
 namespace {
 
 constexpr QSize card{520, 440};
+constexpr int mostRecentRows = 6;
 
 /// A server's own words: each line by itself, with what would break out of it made visible.
 QString lines(const std::string& text) {
@@ -39,12 +40,12 @@ QLineEdit* field(QFormLayout& form, const QString& title, const char* name) {
 } // namespace
 
 ConnectSheet::ConnectSheet(AppModel& app, QWidget* window)
-    : Sheet(QStringLiteral("Connect to Server"), card, Height::full, window), app_(app),
+    : Sheet(QStringLiteral("Connect to Server"), card, Height::fitting, window), app_(app),
       connection_(app.services().store, app.services().pools, app.services().servers) {
-    pages_ = new QStackedWidget(this);
-    pages_->addWidget(buildAddress());
-    pages_->addWidget(buildQuestion());
-    body()->addWidget(pages_, 1);
+    addressPage_ = buildAddress();
+    questionPage_ = buildQuestion();
+    body()->addWidget(addressPage_);
+    body()->addWidget(questionPage_);
     note_ = addText({}, "connectNote");
     cancel_ = addCancel(QStringLiteral("Cancel"));
     act_ = addDefault(QStringLiteral("Connect"));
@@ -85,8 +86,7 @@ QWidget* ConnectSheet::buildAddress() {
     recent_->setAccessibleName(recentTitle_->text());
     recent_->setToolTip(QStringLiteral("Delete removes an address from this list"));
     recent_->installEventFilter(this);
-    column->addWidget(recent_, 1);
-    column->addStretch(0);
+    column->addWidget(recent_);
     connect(address_, &QLineEdit::textChanged, this, [this] {
         showHint();
         if (connection_.state() == ServerConnection::State::failed)
@@ -128,7 +128,6 @@ QWidget* ConnectSheet::buildQuestion() {
     choices_ = new QVBoxLayout;
     choices_->setSpacing(Space::small);
     column->addLayout(choices_);
-    column->addStretch(1);
     connect(guest_, &QCheckBox::toggled, this, [this](bool asGuest) {
         for (auto* edit : {user_, domain_, password_})
             edit->setEnabled(!asGuest);
@@ -141,8 +140,9 @@ void ConnectSheet::follow() {
     const auto state = connection_.state();
     const bool isReaching = state == State::reaching;
     const bool isAsking = state == State::asking;
-    pages_->setCurrentIndex(isAsking ? 1 : 0);
-    pages_->currentWidget()->setEnabled(!isReaching);
+    addressPage_->setVisible(!isAsking);
+    questionPage_->setVisible(isAsking);
+    addressPage_->setEnabled(!isReaching);
     if (isAsking)
         showQuestion();
     note_->setText(state == State::failed ? shown(connection_.failure())
@@ -172,6 +172,8 @@ void ConnectSheet::showRecent() {
     for (const auto& address : connection_.recent())
         recent_->addItem(editableName(address));
     recent_->setCurrentRow(-1);
+    const int rows = std::min(recent_->count(), mostRecentRows);
+    recent_->setFixedHeight(rows * recent_->sizeHintForRow(0) + 2 * recent_->frameWidth());
     recent_->setVisible(recent_->count() > 0);
     recentTitle_->setVisible(recent_->count() > 0);
 }

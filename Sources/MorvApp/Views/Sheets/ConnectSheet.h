@@ -9,7 +9,6 @@ class QCheckBox;
 class QFormLayout;
 class QLineEdit;
 class QListWidget;
-class QStackedWidget;
 
 namespace morv {
 
@@ -36,7 +35,8 @@ private:
 
     AppModel& app_;
     ServerConnection connection_;
-    QStackedWidget* pages_;
+    QWidget* addressPage_;
+    QWidget* questionPage_;
     QLineEdit* address_;
     QLabel* hint_;
     QLabel* recentTitle_;

@@ -1,11 +1,11 @@
 #include "MorvApp/Views/Sheets/EditorSheet.h"
 
 #include "MorvApp/Model/AppModel.h"
-#include "MorvApp/Views/Theme/IconCache.h"
 #include "MorvApp/Views/Theme/Text.h"
 
 #include <QFile>
 #include <QFileDialog>
+#include <QIcon>
 #include <QLabel>
 #include <QListWidget>
 #include <QPointer>
@@ -21,7 +21,8 @@ constexpr QSize card{480, 460};
 } // namespace
 
 EditorSheet::EditorSheet(AppModel& app, QWidget* window)
-    : Sheet(QStringLiteral("Choose Your Editor"), card, Height::full, window), app_(app) {
+    : Sheet(QStringLiteral("Choose Your Editor"), card, Height::full, window), app_(app),
+      icons_(app.services()) {
     addText(QStringLiteral("Morv opens the selected folder using this application."));
     list_ = new QListWidget(this);
     list_->setObjectName(QStringLiteral("editors"));
@@ -60,7 +61,8 @@ void EditorSheet::fill(const std::vector<InstalledApplication>& applications) {
     for (const auto& application : applications_) {
         if (application.file == chosen)
             current = list_->count();
-        new QListWidgetItem(applicationIcon(application.icon), shown(application.name), list_);
+        auto* row = new QListWidgetItem(shown(application.name), list_);
+        icons_.give(application.icon, [row](const QIcon& icon) { row->setIcon(icon); });
     }
     none_->setText(QStringLiteral("No application for folders or text is installed."));
     none_->setVisible(applications_.empty());

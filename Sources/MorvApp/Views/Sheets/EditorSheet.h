@@ -3,6 +3,7 @@
 
 #include "MorvApp/Model/DeveloperToolsUI.h"
 #include "MorvApp/Views/Sheets/Sheet.h"
+#include "MorvApp/Views/Theme/ApplicationIcons.h"
 
 class QListWidget;
 
@@ -24,6 +25,7 @@ private:
 
     AppModel& app_;
     std::vector<InstalledApplication> applications_;
+    ApplicationIcons icons_;
     QListWidget* list_;
     QLabel* none_;
 };

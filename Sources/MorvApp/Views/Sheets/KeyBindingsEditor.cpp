@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Sheets/KeyBindingsEditor.h"
 
 #include "MorvApp/Model/KeyBindings.h"
+#include "MorvApp/Views/Sheets/ConfirmBox.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/WindowActions.h"
@@ -14,6 +15,7 @@
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace morv {
 
@@ -86,6 +88,20 @@ QWidget* KeyBindingsEditor::buildList() {
     list_->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
     list_->header()->setSectionResizeMode(2, QHeaderView::ResizeToContents);
     return list_;
+}
+
+void KeyBindingsEditor::confirmResetAll() {
+    const auto rows = FileManagerCommands::rows();
+    const auto changed =
+        std::ranges::count_if(rows, [this](const CommandRow& row) { return keys_.isChanged(row.command); });
+    if (changed == 0)
+        return;
+    askBefore(*this,
+              {"confirmStandardKeys", QStringLiteral("Give every command its standard keys back?"),
+               QStringLiteral("The keys that you gave to %1 will be lost.")
+                   .arg(shownCount(static_cast<std::size_t>(changed), "command", "commands")),
+               QStringLiteral("Keep My Keys"), QStringLiteral("Use Standard Keys")},
+              [this] { keys_.resetAll(); });
 }
 
 bool KeyBindingsEditor::eventFilter(QObject* watched, QEvent* event) {

@@ -24,6 +24,9 @@ public:
     /// `keys` outlive this.
     KeyBindingsEditor(KeyBindings& keys, QWidget* parent);
 
+    /// Gives every command its standard keys back, when that is confirmed; without changed ones nothing happens.
+    void confirmResetAll();
+
 Q_SIGNALS:
     /// Escape, in the field that takes every other key for itself.
     void left();

@@ -16,12 +16,11 @@ constexpr QSize card{640, 640};
 
 KeyBindingsSheet::KeyBindingsSheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("Keyboard Shortcuts"), card, Height::full, window) {
-    auto& keys = app.services().keys;
-    auto* editor = new KeyBindingsEditor(keys, this);
+    auto* editor = new KeyBindingsEditor(app.services().keys, this);
     body()->addWidget(editor, 1);
     auto* resetAll = addAction(QStringLiteral("All Standard Keys"));
     auto* done = addDefault(QStringLiteral("Done"));
-    connect(resetAll, &QPushButton::clicked, &keys, &KeyBindings::resetAll);
+    connect(resetAll, &QPushButton::clicked, editor, &KeyBindingsEditor::confirmResetAll);
     connect(done, &QPushButton::clicked, &app, &AppModel::closeSheet);
     connect(editor, &KeyBindingsEditor::left, this, &Sheet::cancelled);
     connect(this, &Sheet::cancelled, &app, &AppModel::closeSheet);

@@ -226,8 +226,10 @@ QString PlanModel::itemText(std::size_t item, int column) const {
     case source:
         return entry.source ? shownPathBriefly(*entry.source) : QStringLiteral("New");
     case destination:
+        // A group has told the folder.
         if (entry.destination)
-            return shownPathBriefly(*entry.destination);
+            return isGrouped_ ? shownBriefly(entry.destination->lastComponent())
+                              : shownPathBriefly(*entry.destination);
         return plan_.kind == OperationKind::trash ? QStringLiteral("Trash")
                                                   : QStringLiteral("Stays in place");
     case size:

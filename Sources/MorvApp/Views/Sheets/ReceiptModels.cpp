@@ -9,6 +9,7 @@
 #include <QLocale>
 #include <QPainter>
 #include <algorithm>
+#include <unordered_map>
 
 namespace morv {
 
@@ -88,25 +89,31 @@ QString shownTime(const Date& date) {
 }
 
 QString statusOf(const ActivityEntry& entry) {
-    if (const auto* receipt = std::get_if<OperationReceipt>(&entry))
+    if (const auto* receipt = operationOf(entry))
         return shownOutcome(receipt->status);
     return shownOutcome(std::get<SystemOperationReceipt>(entry).status);
 }
 
 } // namespace
 
+const OperationReceipt* operationOf(const ActivityEntry& entry) {
+    const auto* receipt = std::get_if<SharedReceipt>(&entry);
+    return receipt ? receipt->get() : nullptr;
+}
+
 UUID idOf(const ActivityEntry& entry) {
-    return std::visit([](const auto& receipt) { return receipt.id; }, entry);
+    const auto* receipt = operationOf(entry);
+    return receipt ? receipt->id : std::get<SystemOperationReceipt>(entry).id;
 }
 
 Date startOf(const ActivityEntry& entry) {
-    if (const auto* receipt = std::get_if<OperationReceipt>(&entry))
+    if (const auto* receipt = operationOf(entry))
         return receipt->startedAt;
     return std::get<SystemOperationReceipt>(entry).createdAt;
 }
 
 QString titleOf(const ActivityEntry& entry) {
-    const auto* receipt = std::get_if<OperationReceipt>(&entry);
+    const auto* receipt = operationOf(entry);
     if (!receipt)
         return shownBriefly(std::get<SystemOperationReceipt>(entry).label);
     auto title = ours(displayName(receipt->kind));
@@ -182,50 +189,66 @@ void ReceiptListModel::setSystemReceipts(std::vector<SystemOperationReceipt> rec
 
 void ReceiptListModel::setFilter(const std::string& query) {
     query_ = query;
-    found_.clear();
+    for (auto& held : held_)
+        held.isFound.reset();
     update();
 }
 
-bool ReceiptListModel::isFound(const OperationReceipt& receipt) {
+bool ReceiptListModel::isFound(Held& held) const {
     if (query_.empty())
         return true;
-    const auto [known, isNew] = found_.try_emplace(receipt.id, false);
-    if (!isNew)
-        return known->second;
+    if (held.isFound)
+        return *held.isFound;
+    const auto& receipt = *held.receipt;
     TextSearch search(query_);
     const auto matches = [&](const std::optional<FileURL>& url) {
         return url && search.isFoundIn(std::string_view(url->path()).substr(0, searchedBytes));
     };
-    known->second = search.isFoundIn(displayName(receipt.kind)) ||
-                    search.isFoundIn(typedBytes(shownOutcome(receipt.status))) ||
-                    (receipt.message && search.isFoundIn(*receipt.message)) ||
-                    std::any_of(receipt.items.begin(), receipt.items.end(), [&](const auto& result) {
-                        return matches(result.source) || matches(result.destination);
-                    });
-    return known->second;
+    held.isFound = search.isFoundIn(displayName(receipt.kind)) ||
+                   search.isFoundIn(typedBytes(shownOutcome(receipt.status))) ||
+                   (receipt.message && search.isFoundIn(*receipt.message)) ||
+                   std::any_of(receipt.items.begin(), receipt.items.end(), [&](const auto& result) {
+                       return matches(result.source) || matches(result.destination);
+                   });
+    return *held.isFound;
+}
+
+void ReceiptListModel::takeOver() {
+    std::unordered_map<UUID, Held> before;
+    for (auto& held : held_)
+        before.emplace(held.receipt->id, std::move(held));
+    held_.clear();
+    for (const auto& receipt : app_.receipts()) {
+        const auto known = before.find(receipt.id);
+        // Versions of a receipt share the items that are the same, so this is no reading of all of them.
+        if (known != before.end() && *known->second.receipt == receipt)
+            held_.push_back(std::move(known->second));
+        else
+            held_.push_back({std::make_shared<const OperationReceipt>(receipt), {}});
+    }
 }
 
 void ReceiptListModel::update() {
+    takeOver();
     std::vector<ActivityEntry> now;
-    for (const auto& receipt : app_.receipts())
-        if (isFound(receipt))
-            now.emplace_back(receipt);
+    for (auto& held : held_)
+        if (isFound(held))
+            now.emplace_back(held.receipt);
     TextSearch search(query_);
     for (const auto& receipt : system_)
         if (search.isFoundIn(receipt.label))
             now.emplace_back(receipt);
     std::ranges::stable_sort(
         now, [](const ActivityEntry& a, const ActivityEntry& b) { return startOf(a) > startOf(b); });
-    const bool sameRows = std::ranges::equal(now, entries_, {}, idOf, idOf);
-    if (sameRows) {
+    if (!std::ranges::equal(now, entries_, {}, idOf, idOf)) {
+        beginResetModel();
         entries_ = std::move(now);
-        if (!entries_.empty())
-            Q_EMIT dataChanged(index(0), index(static_cast<int>(entries_.size()) - 1));
-        return;
+        return endResetModel();
     }
-    beginResetModel();
-    entries_ = std::move(now);
-    endResetModel();
+    now.swap(entries_);
+    for (std::size_t row = 0; row < entries_.size(); ++row)
+        if (const auto changed = index(static_cast<int>(row)); entries_[row] != now[row])
+            Q_EMIT dataChanged(changed, changed);
 }
 
 int ReceiptListModel::rowCount(const QModelIndex& parent) const {
@@ -239,7 +262,7 @@ int ReceiptListModel::rowOf(const UUID& id) const {
 
 QVariant ReceiptListModel::data(const QModelIndex& index, int role) const {
     const auto& shown = entry(index.row());
-    const auto* receipt = std::get_if<OperationReceipt>(&shown);
+    const auto* receipt = operationOf(shown);
     switch (role) {
     case Qt::DisplayRole:
         return titleOf(shown);
@@ -317,7 +340,9 @@ QSize ReceiptDelegate::sizeHint(const QStyleOptionViewItem& option, const QModel
     return {200, 2 * option.fontMetrics.height() + 22 + (beginsDay ? dayHeight : 0)};
 }
 
-void ReceiptItemsModel::setReceipt(std::optional<OperationReceipt> receipt) {
+void ReceiptItemsModel::setReceipt(SharedReceipt receipt) {
+    if (receipt == receipt_)
+        return;
     const bool sameRows =
         receipt && receipt_ && receipt->id == receipt_->id && receipt->items.size() == receipt_->items.size();
     if (sameRows) {

@@ -6,13 +6,18 @@
 
 #include <QAbstractTableModel>
 #include <QStyledItemDelegate>
+#include <memory>
 #include <optional>
-#include <unordered_map>
 #include <variant>
 
 namespace morv {
 
-using ActivityEntry = std::variant<OperationReceipt, SystemOperationReceipt>;
+/// A receipt is held as it was told: a change of it is another one.
+using SharedReceipt = std::shared_ptr<const OperationReceipt>;
+using ActivityEntry = std::variant<SharedReceipt, SystemOperationReceipt>;
+
+/// Null for a handoff.
+const OperationReceipt* operationOf(const ActivityEntry& entry);
 
 UUID idOf(const ActivityEntry& entry);
 Date startOf(const ActivityEntry& entry);
@@ -42,14 +47,21 @@ public:
     int rowOf(const UUID& id) const;
 
 private:
+    struct Held {
+        SharedReceipt receipt;
+        std::optional<bool> isFound; ///< by the present query
+    };
+
     void update();
-    bool isFound(const OperationReceipt& receipt);
+    /// The receipts of the window; those that have not changed stay the objects that they were.
+    void takeOver();
+    bool isFound(Held& held) const;
 
     AppModel& app_;
     std::vector<SystemOperationReceipt> system_;
     std::string query_;
-    std::unordered_map<UUID, bool> found_; ///< by the present query; sources never change
-    std::vector<ActivityEntry> entries_;   ///< copies share their items
+    std::vector<Held> held_; ///< in the window's order
+    std::vector<ActivityEntry> entries_;
 };
 
 /// Two lines a receipt: what it was, and when and how it ended. The first of a day stands under its name.
@@ -70,7 +82,8 @@ public:
     enum Column { item, outcome, place, columns };
     using QAbstractTableModel::QAbstractTableModel;
 
-    void setReceipt(std::optional<OperationReceipt> receipt);
+    /// Null: none.
+    void setReceipt(SharedReceipt receipt);
     /// Null for no valid row.
     const OperationItemResult* result(const QModelIndex& index) const;
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -79,7 +92,7 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    std::optional<OperationReceipt> receipt_;
+    SharedReceipt receipt_;
 };
 
 /// "Completed", "Copied, original kept", "Failed".

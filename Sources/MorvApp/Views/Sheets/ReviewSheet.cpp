@@ -26,7 +26,6 @@ namespace {
 constexpr std::size_t fewWarnings = 3;
 constexpr std::size_t openedItems = 100;
 constexpr int sizeWidth = 90;
-constexpr int noteWidth = 210;
 
 QString titleOf(const FileOperationPlan& plan) {
     return QStringLiteral("Review: ") + ours(displayName(plan.kind));
@@ -119,10 +118,9 @@ void ReviewSheet::addTable() {
     table_->installEventFilter(this);
     auto* header = table_->header();
     header->setStretchLastSection(false);
-    header->setSectionResizeMode(PlanModel::source, QHeaderView::Stretch);
-    header->setSectionResizeMode(PlanModel::destination, QHeaderView::Stretch);
+    for (const auto column : {PlanModel::source, PlanModel::destination, PlanModel::note})
+        header->setSectionResizeMode(column, QHeaderView::Stretch);
     header->resizeSection(PlanModel::size, sizeWidth);
-    header->resizeSection(PlanModel::note, noteWidth);
     const auto remember = [this](bool isOpen) {
         return [this, isOpen](const QModelIndex& group) {
             if (!isFilling_)

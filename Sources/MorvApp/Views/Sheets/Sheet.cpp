@@ -47,10 +47,32 @@ Sheet::Sheet(const QString& title, QSize largest, Height height, QWidget* window
 
 void Sheet::leave() {
     // At once, and not with the deletion: by then another sheet may have the keyboard.
-    if (previousFocus_ && previousFocus_->isVisible())
+    const bool isAside = isHidden();
+    if (previousFocus_ && previousFocus_->isVisible() && !isAside)
         previousFocus_->setFocus();
     hide();
     deleteLater();
+}
+
+void Sheet::stepAside() {
+    auto* focused = QApplication::focusWidget();
+    ownFocus_ = focused && isAncestorOf(focused) ? focused : nullptr;
+    hide();
+}
+
+void Sheet::comeBack() {
+    place();
+    show();
+    raise();
+    if (ownFocus_)
+        ownFocus_->setFocus(Qt::OtherFocusReason);
+    else
+        focusNextPrevChild(true);
+}
+
+void Sheet::guardKeys(KeyGuard::Clock clock) {
+    delete guard_;
+    guard_ = new KeyGuard(*this, std::move(clock));
 }
 
 QLabel* Sheet::addText(const QString& text, const char* role) {

@@ -1,6 +1,8 @@
 // A card over the window's content, which waits behind a veil. Tab stays inside; Escape cancels. Main thread.
 #pragma once
 
+#include "MorvApp/Views/Sheets/KeyGuard.h"
+
 #include <QPointer>
 #include <QWidget>
 
@@ -24,6 +26,11 @@ public:
     /// Goes from the screen, gives the keyboard back to what had it if that is still there, and deletes
     /// itself from the event loop: it may be in the middle of the click that ends it.
     void leave();
+    /// Goes from the screen as it is, until comeBack() gives it the keyboard again.
+    void stepAside();
+    void comeBack();
+    /// For one that nobody has asked for just now: it does not take keys that were meant for something else.
+    void guardKeys(KeyGuard::Clock clock = std::chrono::steady_clock::now);
 
 Q_SIGNALS:
     void cancelled();
@@ -61,6 +68,8 @@ private:
     double arrival_ = 1; ///< 0 to 1: how far it has come
     QPushButton* default_ = nullptr;
     QPointer<QWidget> previousFocus_;
+    QPointer<QWidget> ownFocus_; ///< that has the keyboard again when it comes back
+    QPointer<KeyGuard> guard_;
 };
 
 } // namespace morv

@@ -85,6 +85,7 @@ private:
     void toggle(const QTreeWidgetItem& heading);
     void placeEject();
     void fillMenu(QMenu& menu, const SidebarRow& row);
+    void removeWorkspace(const UUID& id);
     void fillPlaceMenu(QMenu& menu, const SidebarRow& row);
     /// Carries the favourite of the row that stands at `place`, until it is let go.
     void reorder(const SidebarRow& row, QRect place);

@@ -1,5 +1,7 @@
 // What can be done with a row of the sidebar beside opening it.
+#include "MorvApp/Views/Sheets/ConfirmBox.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
+#include "MorvApp/Views/Theme/Text.h"
 
 #include <QContextMenuEvent>
 #include <QMenu>
@@ -36,11 +38,7 @@ void Sidebar::fillMenu(QMenu& menu, const SidebarRow& row) {
         if (const auto* workspace = library.workspace(row.id))
             add(menu, &app_, QStringLiteral("Edit Workspace…"),
                 [this, edited = *workspace] { app_.editWorkspace(edited); });
-        add(menu, &app_, QStringLiteral("Remove Workspace"), [this, id = row.id] {
-            if (app_.selectedWorkspaceID() == id)
-                app_.setSelectedWorkspaceID(std::nullopt);
-            app_.library().removeWorkspace(id);
-        });
+        add(menu, this, QStringLiteral("Remove Workspace…"), [this, id = row.id] { removeWorkspace(id); });
         return;
     case SidebarRow::Kind::search:
         add(menu, &app_, QStringLiteral("Remove Search"),
@@ -65,6 +63,25 @@ void Sidebar::fillMenu(QMenu& menu, const SidebarRow& row) {
     case SidebarRow::Kind::network:
         return fillPlaceMenu(menu, row);
     }
+}
+
+void Sidebar::removeWorkspace(const UUID& id) {
+    const auto* workspace = app_.library().workspace(id);
+    if (!workspace)
+        return;
+    const auto count = workspace->references.size();
+    askBefore(
+        *this,
+        {"confirmRemoval", QStringLiteral("Remove the workspace “%1”?").arg(shownBriefly(workspace->name)),
+         QStringLiteral("The list of its %1 is removed, and cannot be brought back. The originals stay in "
+                        "their folders.")
+             .arg(shownCount(count, "reference", "references")),
+         QStringLiteral("Keep"), QStringLiteral("Remove Workspace")},
+        [this, id] {
+            if (app_.selectedWorkspaceID() == id)
+                app_.setSelectedWorkspaceID(std::nullopt);
+            app_.library().removeWorkspace(id);
+        });
 }
 
 void Sidebar::fillPlaceMenu(QMenu& menu, const SidebarRow& row) {

@@ -174,6 +174,7 @@ const FolderSymbol* folderSymbol(std::string_view name) {
 
 void drawSymbol(QPainter& painter, const FolderSymbol& symbol, const QRectF& square, const QColor& colour) {
     painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.translate(square.topLeft());
     painter.scale(square.width() / grid, square.height() / grid);
     painter.setBrush(Qt::NoBrush);

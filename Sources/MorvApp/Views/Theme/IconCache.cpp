@@ -88,12 +88,6 @@ std::string lowerExtension(std::string_view name) {
 
 } // namespace
 
-QIcon applicationIcon(const std::string& name) {
-    const auto text = ours(name);
-    const auto icon = name.starts_with('/') ? QIcon(text) : QIcon::fromTheme(text);
-    return icon.isNull() ? QIcon::fromTheme(QStringLiteral("application-x-executable")) : icon;
-}
-
 QString IconCache::nameOf(const FileEntry& entry) {
     if (entry.isNavigable())
         return QStringLiteral("folder");

@@ -12,9 +12,6 @@
 
 namespace morv {
 
-/// Of an installed application, by its desktop entry's name or path; of any program where that gives none.
-QIcon applicationIcon(const std::string& name);
-
 class IconCache {
 public:
     /// `size` in device-independent pixels.

@@ -32,6 +32,21 @@ constexpr std::array symbols = {
                  "M 14 10.4 L 13.7 16.6"},
     FolderSymbol{"chevron.right", "Closed", "M 9.5 6 L 15.5 12 L 9.5 18"},
     FolderSymbol{"chevron.down", "Open", "M 6 9.5 L 12 15.5 L 18 9.5"},
+    FolderSymbol{"settings.general", "General",
+                 "M 3 7 L 13 7 M 19 7 L 21 7 O 16 7 2.6 M 3 17 L 5 17 M 11 17 L 21 17 O 8 17 2.6"},
+    FolderSymbol{"settings.keys", "Keys",
+                 "R 2.6 6 18.8 12 2.4 M 6.5 10 L 6.5 10.2 M 10.2 10 L 10.2 10.2 M 13.8 10 L 13.8 10.2 "
+                 "M 17.5 10 L 17.5 10.2 M 7.5 14.2 L 16.5 14.2"},
+    FolderSymbol{"settings.appearance", "Appearance",
+                 "O 12 12 8.6 M 12 3.4 L 12 20.6 M 12 8 L 19.4 8 M 12 12 L 20.6 12 M 12 16 L 19.4 16"},
+    FolderSymbol{"settings.suggestions", "Suggestions",
+                 "M 9 17.4 L 15 17.4 M 10 20.6 L 14 20.6 M 9 17.4 C 9 14.4 5.6 13.4 5.6 9.4 "
+                 "C 5.6 5.6 8.6 3 12 3 C 15.4 3 18.4 5.6 18.4 9.4 C 18.4 13.4 15 14.4 15 17.4"},
+    FolderSymbol{"settings.developer", "Developer tools",
+                 "R 2.8 4.2 18.4 15.6 2.4 M 6.8 9 L 10 12 L 6.8 15 M 12 15 L 16.6 15"},
+    FolderSymbol{"settings.data", "Data",
+                 "M 4 6 C 4 2.4 20 2.4 20 6 C 20 9.6 4 9.6 4 6 M 4 6 L 4 18 C 4 21.6 20 21.6 20 18 "
+                 "L 20 6 M 4 12 C 4 15.6 20 15.6 20 12"},
 };
 
 class SymbolEngine : public QIconEngine {

@@ -1,14 +1,13 @@
 #include "MorvApp/Views/Theme/Theme.h"
 
+#include "MorvApp/Views/Theme/MorvStyle.h"
 #include "MorvApp/Views/Theme/Type.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QIcon>
-#include <QLabel>
 #include <QPalette>
-#include <QProxyStyle>
 
 namespace morv {
 
@@ -22,12 +21,8 @@ QToolButton:checked, QToolButton:pressed { border: 2px solid $text; padding: 4px
 QToolButton:focus { border: 3px solid $accent; padding: 3px; }
 QPushButton:focus { border: 3px solid $accent; padding: 4px 14px; }
 QPushButton:default:focus { border: 3px solid $text; padding: 4px 14px; }
-QCheckBox::indicator, QRadioButton::indicator { width: 12px; height: 12px; border: 2px solid $text;
-                                                background: $raised; }
-QRadioButton::indicator { border-radius: 8px; }
-QCheckBox::indicator:checked, QRadioButton::indicator:checked { background: $accent; }
 QLineEdit:focus { border: 3px solid $accent; padding: 3px 6px; }
-QComboBox:focus { border: 3px solid $accent; padding: 3px 6px; }
+QComboBox:focus, QSpinBox:focus { border: 3px solid $accent; padding: 3px 6px; }
 QCheckBox:focus, QRadioButton:focus { border: 3px solid $accent; border-radius: 6px; }
 QTreeView::item:selected, QListView::item:selected { border: 1px solid $text; }
 QMenu::item:selected { border: 1px solid $text; }
@@ -76,28 +71,6 @@ void chooseFont() {
         QApplication::setFont(font);
     }
 }
-
-/// The toolkit's own movements take as long as ours, and its labels show what they are given.
-class MorvStyle : public QProxyStyle {
-public:
-    MorvStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
-
-    using QProxyStyle::polish;
-    void polish(QWidget* widget) override {
-        QProxyStyle::polish(widget);
-        // Tooltips, messages and lines of status tell names of files. One that looks like HTML would be taken
-        // for it, and could have other files read in whole for a picture.
-        if (auto* label = qobject_cast<QLabel*>(widget); label && label->textFormat() == Qt::AutoText)
-            label->setTextFormat(Qt::PlainText);
-    }
-
-    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                  QStyleHintReturn* answer) const override {
-        if (hint == SH_Widget_Animation_Duration || hint == SH_Widget_Animate)
-            return Theme::shared().motion().press;
-        return QProxyStyle::styleHint(hint, option, widget, answer);
-    }
-};
 
 QString points(const QFont& font) {
     return font.pointSizeF() > 0 ? QString::number(font.pointSizeF(), 'f', 2) + QStringLiteral("pt")
@@ -183,6 +156,7 @@ QToolButton { border: none; border-radius: 6px; padding: 6px; background: transp
 QToolButton:hover, QToolButton:focus { background: $hover; }
 QToolButton:pressed, QToolButton:checked { background: $quiet; }
 QToolButton::menu-indicator { image: none; }
+QToolButton#searchLens { padding: 3px; }
 QToolButton#crumb { padding: 4px 6px; }
 QToolButton#lastCrumb { padding: 4px 6px; font-weight: 600; }
 QLabel#pathHint { background: $raised; color: $secondary; border: 1px solid $separator; border-radius: 6px;
@@ -246,7 +220,8 @@ QHeaderView#columns::section:first { padding-left: 16px; }
 QHeaderView::section:hover { color: $text; }
 QTreeView, QListView { background: $content; border: 1px solid $separator; border-radius: 6px; color: $text;
                        outline: none; }
-QTreeView::item { padding: 0 4px; }
+QTreeView::item { padding: 0 4px; background: transparent; }
+QListWidget::item { padding: 4px; }
 QListView#completions { background: $raised; padding: 4px; }
 QListView#completions::item { padding: 6px 8px; border-radius: 4px; }
 QTreeView::item:selected, QListView::item:selected { background: $selection; color: $text; }
@@ -265,6 +240,11 @@ QComboBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; 
 QComboBox::drop-down { border: none; width: 24px; }
 QComboBox::down-arrow { image: url(:/morv/$chevron); width: 12px; height: 12px; }
 QComboBox:focus { border-color: $accent; }
+QSpinBox { border: 1px solid $separator; border-radius: 6px; padding: 5px 8px; background: $raised; color: $text; }
+QSpinBox:focus { border-color: $accent; }
+QSpinBox::up-button, QSpinBox::down-button { border: none; width: 24px; background: transparent; }
+QSpinBox::up-arrow { image: url(:/morv/$upChevron); width: 12px; height: 12px; }
+QSpinBox::down-arrow { image: url(:/morv/$chevron); width: 12px; height: 12px; }
 QTreeView QHeaderView::section { padding: 6px 4px; }
 QProgressBar { border: none; border-radius: 2px; background: $quiet; max-height: 4px; min-height: 4px; }
 QProgressBar::chunk { border-radius: 2px; background: $accent; }
@@ -325,9 +305,10 @@ QLabel#failure { color: $failure; }
     };
     for (const auto& [name, colour] : names)
         sheet.replace(QLatin1String(name), css(colour));
-    sheet.replace(QLatin1String("$chevron"), look_.appearance == Appearance::dark
-                                                 ? QLatin1String("chevron-dark.svg")
-                                                 : QLatin1String("chevron-light.svg"));
+    const auto shade =
+        look_.appearance == Appearance::dark ? QLatin1String("-dark.svg") : QLatin1String("-light.svg");
+    sheet.replace(QLatin1String("$chevron"), QLatin1String("chevron") + shade);
+    sheet.replace(QLatin1String("$upChevron"), QLatin1String("chevron-up") + shade);
     const auto base = QApplication::font();
     sheet.replace(QLatin1String("$captionSize"), points(Type::caption(base)));
     sheet.replace(QLatin1String("$titleSize"), points(Type::title(base)));

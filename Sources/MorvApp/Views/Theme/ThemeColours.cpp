@@ -4,6 +4,10 @@ namespace morv {
 
 namespace {
 
+SourceColours allOf(const QColor& colour) {
+    return {colour, colour, colour, colour, colour, colour, colour, colour};
+}
+
 const ThemeColours lightColours{
     .window = QColor(0xF5, 0xF6, 0xF8),
     .content = QColor(0xFF, 0xFF, 0xFF),
@@ -20,6 +24,17 @@ const ThemeColours lightColours{
     .failure = QColor(0xB9, 0x2C, 0x2C),
     .success = QColor(0x1F, 0x7A, 0x46),
     .scrim = QColor(0x14, 0x18, 0x20, 0x59),
+    .source =
+        {
+            .comment = QColor(0x5B, 0x64, 0x72),
+            .string = QColor(0x22, 0x70, 0x3F),
+            .keyword = QColor(0x6B, 0x3F, 0xC0),
+            .type = QColor(0x0B, 0x69, 0x77),
+            .number = QColor(0x9A, 0x4A, 0x00),
+            .preprocessor = QColor(0xA1, 0x30, 0x6E),
+            .function = QColor(0x1F, 0x57, 0xC8),
+            .variable = QColor(0x8A, 0x3B, 0x2E),
+        },
 };
 
 const ThemeColours darkColours{
@@ -38,6 +53,17 @@ const ThemeColours darkColours{
     .failure = QColor(0xF2, 0x7C, 0x7C),
     .success = QColor(0x6C, 0xCB, 0x93),
     .scrim = QColor(0x00, 0x00, 0x00, 0x8C),
+    .source =
+        {
+            .comment = QColor(0x96, 0x9E, 0xAC),
+            .string = QColor(0x8C, 0xCB, 0x9B),
+            .keyword = QColor(0xC3, 0xA6, 0xFF),
+            .type = QColor(0x6F, 0xC7, 0xD3),
+            .number = QColor(0xF0, 0xB2, 0x7A),
+            .preprocessor = QColor(0xF2, 0x9B, 0xC6),
+            .function = QColor(0x8F, 0xB4, 0xFF),
+            .variable = QColor(0xE8, 0xA3, 0x98),
+        },
 };
 
 /// Black on white: nothing but what is selected, focused or of a meaning has a colour.
@@ -57,6 +83,7 @@ const ThemeColours lightHighContrast{
     .failure = QColor(0x8F, 0x00, 0x00),
     .success = QColor(0x00, 0x52, 0x1F),
     .scrim = QColor(0x00, 0x00, 0x00, 0xCC),
+    .source = allOf(QColor(0x00, 0x00, 0x00)),
 };
 
 const ThemeColours darkHighContrast{
@@ -75,6 +102,7 @@ const ThemeColours darkHighContrast{
     .failure = QColor(0xFF, 0xA8, 0xA8),
     .success = QColor(0x8C, 0xFF, 0xB0),
     .scrim = QColor(0x3A, 0x3A, 0x3A, 0xCC),
+    .source = allOf(QColor(0xFF, 0xFF, 0xFF)),
 };
 
 } // namespace

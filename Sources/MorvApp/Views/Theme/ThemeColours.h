@@ -7,6 +7,18 @@
 
 namespace morv {
 
+/// Of the words of a source text, on `content`.
+struct SourceColours {
+    QColor comment;
+    QColor string;
+    QColor keyword;
+    QColor type;
+    QColor number;
+    QColor preprocessor;
+    QColor function;
+    QColor variable;
+};
+
 struct ThemeColours {
     QColor window;  ///< behind bars and sheets
     QColor content; ///< behind files
@@ -23,6 +35,7 @@ struct ThemeColours {
     QColor failure;
     QColor success;
     QColor scrim; ///< over what a sheet covers
+    SourceColours source;
 };
 
 const ThemeColours& coloursOf(Appearance appearance, Contrast contrast);

@@ -7,6 +7,7 @@
 #include "MorvApp/Views/Sheets/FolderDialog.h"
 #include "MorvApp/Views/Sheets/TrashBand.h"
 #include "MorvApp/Views/Sidebar/Sidebar.h"
+#include "MorvApp/Views/Theme/Announcement.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/PaneView.h"
@@ -69,10 +70,12 @@ MainWindow::MainWindow(MorvServices& services, ClipboardBoard& board, const std:
     // A frame takes its part of the screen.
     resize(screen() ? firstSize.boundedTo(screen()->availableSize() - frameRoom) : firstSize);
     actions_ = new WindowActions(app_, *this, [this](FileCommand command) { carryOut(command); });
-    actions_->fill(*menuBar());
+    for (const auto menu : {CommandMenu::file, CommandMenu::edit, CommandMenu::view})
+        actions_->addMenu(*menuBar(), menu);
     workspaceMenu_ = menuBar()->addMenu(QStringLiteral("Workspaces"));
     connect(workspaceMenu_, &QMenu::aboutToShow, this, &MainWindow::fillWorkspaceMenu);
-    actions_->addMenu(*menuBar(), CommandMenu::help);
+    for (const auto menu : {CommandMenu::go, CommandMenu::files, CommandMenu::help})
+        actions_->addMenu(*menuBar(), menu);
     auto* content = new QWidget(this);
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
@@ -228,7 +231,7 @@ void MainWindow::fillWorkspaceMenu() {
     const auto& workspaces = app_.library().workspaceList();
     for (std::size_t i = 0; i < workspaces.size(); ++i) {
         auto* action = workspaceMenu_->addAction(workspaceMark(workspaces[i].color),
-                                                 buttonText(shown(workspaces[i].name)));
+                                                 buttonText(shownBriefly(workspaces[i].name)));
         connect(action, &QAction::triggered, &app_, [this, i] { app_.openWorkspace(i); });
     }
     if (!workspaces.empty())
@@ -446,9 +449,9 @@ void MainWindow::updateTitle() {
     const auto& location = app_.currentPane().location();
     const auto& selected = app_.selectedWorkspaceID();
     const auto* workspace = selected ? app_.library().workspace(*selected) : nullptr;
-    const auto name = workspace           ? shown(workspace->name)
+    const auto name = workspace           ? shownBriefly(workspace->name)
                       : location.isRoot() ? QStringLiteral("Computer")
-                                          : shown(location.lastComponent());
+                                          : shownBriefly(location.lastComponent());
     setWindowTitle(asWindowTitle(name + QStringLiteral(" — Morv")));
 }
 
@@ -462,14 +465,16 @@ void MainWindow::updateSortMenu() {
 
 void MainWindow::updateError() {
     errorLine_->setVisible(app_.errorMessage().has_value());
-    errorText_->setText(app_.errorMessage() ? shown(*app_.errorMessage()) : QString());
+    errorText_->setText(app_.errorMessage() ? shownBriefly(*app_.errorMessage()) : QString());
+    if (app_.errorMessage())
+        announce(*errorText_);
 }
 
 void MainWindow::showToolFailure(const std::string& sentence) {
     const auto title = QStringLiteral("Couldn’t Open Developer Tool");
     auto* box = new QMessageBox(QMessageBox::Warning, title, title, QMessageBox::Ok, this);
     box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setInformativeText(shown(sentence));
+    box->setInformativeText(shownBriefly(sentence));
     // It may tell names of files, which are no markup; the box's own setting reaches only its title.
     for (auto* label : box->findChildren<QLabel*>())
         label->setTextFormat(Qt::PlainText);

@@ -1,5 +1,7 @@
 #include "MorvApp/Views/Window/ManagedFileWindow.h"
 
+#include "MorvApp/Views/Window/ScreenKeeper.h"
+
 #include <QAbstractButton>
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -23,6 +25,7 @@ ManagedFileWindow::ManagedFileWindow(MorvServices& services, ClipboardBoard& boa
                                      const std::optional<FileURL>& location)
     : MainWindow(services, board, location), services_(services) {
     setAttribute(Qt::WA_DeleteOnClose);
+    new ScreenKeeper(*this);
     if (const auto frame = services.defaults.windowFrame(); !frame.empty())
         restoreGeometry(QByteArray::fromStdString(frame));
     else if (services.windows.anyVisible())

@@ -141,8 +141,8 @@ void PaneView::setSplit(bool split, bool active) {
 
 void PaneView::updateTitle() {
     const auto& location = pane_.location();
-    title_->setText(location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent()));
-    title_->setToolTip(shown(location.path()));
+    title_->setText(location.isRoot() ? QStringLiteral("Computer") : shownBriefly(location.lastComponent()));
+    title_->setToolTip(shownBriefly(location.path()));
 }
 
 void PaneView::updateSearchLine() {
@@ -156,9 +156,9 @@ void PaneView::updateSearchLine() {
         parts << QStringLiteral("Tag “%1”").arg(shown(*pane_.tagFilter()));
     if (pane_.isLoading())
         parts << QStringLiteral("Searching “%1” and everything below…")
-                     .arg(shown(pane_.location().lastComponent()));
+                     .arg(shownBriefly(pane_.location().lastComponent()));
     else if (pane_.searchNote())
-        parts << shown(*pane_.searchNote());
+        parts << shownBriefly(*pane_.searchNote());
     searchText_->setText(parts.join(QStringLiteral(" · ")));
     searchText_->setToolTip(searchText_->text());
 }

@@ -1,6 +1,7 @@
 #include "MorvApp/Views/Window/PathBar.h"
 
 #include "MorvApp/Views/Drag/DropArea.h"
+#include "MorvApp/Views/Theme/Announcement.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/GitBadge.h"
@@ -21,6 +22,8 @@ namespace {
 
 constexpr int barHeight = 36;
 constexpr int widestCrumb = 220;
+/// A path of a record may have more folders than any bar, and than anybody walks up.
+constexpr std::size_t mostCrumbs = 64;
 /// The badge has this part of the bar at most.
 constexpr int badgeShare = 3;
 
@@ -118,7 +121,7 @@ void PathBar::rebuild() {
 
     std::vector<FileURL> way{pane_->location()};
     const auto home = homeFolder();
-    while (!way.back().isRoot() && way.back() != home)
+    while (!way.back().isRoot() && way.back() != home && way.size() < mostCrumbs)
         way.push_back(way.back().parent());
     std::ranges::reverse(way);
 
@@ -134,12 +137,12 @@ void PathBar::rebuild() {
         button->setObjectName(&folder == &way.back() ? QStringLiteral("lastCrumb") : QStringLiteral("crumb"));
         button->setCursor(Qt::ArrowCursor);
         button->setFocusPolicy(Qt::TabFocus);
-        auto name = folder == home    ? QStringLiteral("Home")
-                    : folder.isRoot() ? QStringLiteral("Computer")
-                                      : shown(folder.lastComponent());
-        button->setToolTip(shown(folder.path()));
-        name = button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb);
-        button->setText(buttonText(name));
+        const auto name = folder == home    ? QStringLiteral("Home")
+                          : folder.isRoot() ? QStringLiteral("Computer")
+                                            : shownBriefly(folder.lastComponent());
+        button->setToolTip(shownBriefly(folder.path()));
+        button->setAccessibleName(name);
+        button->setText(buttonText(button->fontMetrics().elidedText(name, Qt::ElideMiddle, widestCrumb)));
         connect(button, &QToolButton::clicked, this, [this, folder] { Q_EMIT folderChosen(folder); });
         layout_->insertWidget(place++, button);
         button->show();
@@ -181,13 +184,13 @@ void PathBar::showHiddenFolders() {
     menu->setAttribute(Qt::WA_DeleteOnClose);
     for (const auto& crumb : crumbs_)
         if (!crumb.button->isVisible())
-            connect(menu->addAction(crumb.button->text()), &QAction::triggered, this,
+            connect(menu->addAction(buttonText(crumb.button->accessibleName())), &QAction::triggered, this,
                     [this, folder = crumb.folder] { Q_EMIT folderChosen(folder); });
     menu->popup(overflow_->mapToGlobal(QPoint(0, overflow_->height())));
 }
 
 void PathBar::beginEditing() {
-    originalText_ = shown(pane_->location().path());
+    originalText_ = shownBriefly(pane_->location().path());
     completion_.begin(typedBytes(originalText_), pane_->location());
     editor_->setText(originalText_);
     editor_->setGeometry(rect());
@@ -262,6 +265,7 @@ void PathBar::showHint(const QString& hint) {
     hint_->move(mapTo(window(), QPoint(0, height() + 2)));
     hint_->show();
     hint_->raise();
+    announce(*hint_);
 }
 
 bool PathBar::event(QEvent* event) {

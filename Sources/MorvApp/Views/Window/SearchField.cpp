@@ -3,6 +3,7 @@
 #include "MorvApp/Model/AppModel.h"
 #include "MorvApp/Model/SearchTokens.h"
 #include "MorvApp/Views/Tags/TagChip.h"
+#include "MorvApp/Views/Theme/PlaceSymbols.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/Unicode.h"
@@ -13,7 +14,6 @@
 #include <QCompleter>
 #include <QKeyEvent>
 #include <QMenu>
-#include <QPainter>
 #include <QStringListModel>
 #include <QStyle>
 #include <QToolButton>
@@ -32,18 +32,6 @@ constexpr int narrowest = 150;
 constexpr int narrowestWithChips = 300;
 constexpr std::size_t mostTagsInMenu = 20;
 constexpr std::string_view tagName = "tag:";
-
-QIcon lensIcon(qreal density) {
-    QPixmap picture(QSize(16, 16) * density);
-    picture.setDevicePixelRatio(density);
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(Theme::shared().colours().secondaryText, 1.5, Qt::SolidLine, Qt::RoundCap));
-    painter.drawEllipse(QPointF(6.5, 6.5), 4.5, 4.5);
-    painter.drawLine(QPointF(9.9, 9.9), QPointF(13.5, 13.5));
-    return picture;
-}
 
 /// As the tag is spelled where it is in use.
 std::string spelled(const std::string& tag, const std::vector<std::string>& known) {
@@ -66,7 +54,9 @@ SearchField::SearchField(AppModel& app, QWidget* parent)
     lens_->setToolTip(QStringLiteral("Where to search, and for which tag and kind (Alt+Down)"));
     lens_->setAccessibleName(QStringLiteral("Search options"));
     connect(lens_, &QToolButton::clicked, this, &SearchField::showMenu);
-    const auto tint = [this] { lens_->setIcon(lensIcon(devicePixelRatioF())); };
+    const auto tint = [this] {
+        lens_->setIcon(placeIcon("search", Theme::shared().colours().secondaryText));
+    };
     connect(&Theme::shared(), &Theme::changed, this, tint);
     tint();
     completer_->setModel(words_);
@@ -162,8 +152,8 @@ bool SearchField::takeLastToken() {
 
 void SearchField::followPane() {
     const auto& pane = app_.activePane();
-    const auto name =
-        pane.location().isRoot() ? QStringLiteral("this computer") : shown(pane.location().lastComponent());
+    const auto name = pane.location().isRoot() ? QStringLiteral("this computer")
+                                               : shownBriefly(pane.location().lastComponent());
     setAccessibleName(QStringLiteral("Search %1 and everything below it").arg(name));
     if (pane.tagFilter() != shownTag_ || pane.kindFilter() != shownKind_)
         updateChips();
@@ -240,10 +230,8 @@ void SearchField::offer(const std::string& open) {
         else
             for (const auto kind : allFileKinds)
                 words << ours(title(kind));
-        auto value = open.substr(open.find(':') + 1);
-        std::erase(value, '"');
         words_->setStringList(words);
-        completer_->setCompletionPrefix(editableName(value));
+        completer_->setCompletionPrefix(editableName(tokenValue(open)));
     }
     if (words.isEmpty() || completer_->completionCount() == 0)
         return completer_->popup()->hide();
@@ -252,13 +240,12 @@ void SearchField::offer(const std::string& open) {
 }
 
 void SearchField::complete(const QString& word) {
-    const auto name = QString::fromStdString(open_.substr(0, open_.find(':') + 1));
     auto text = this->text();
     const auto at = text.lastIndexOf(editableName(open_));
     if (open_.empty() || at < 0)
         return;
-    text.replace(at, editableName(open_).size(), name + QLatin1Char('"') + word + QStringLiteral("\" "));
-    // A kind's title has no quotes to lose; a tag may have blanks.
+    const auto chosen = open_.substr(0, open_.find(':') + 1) + quotedValue(typedBytes(word));
+    text.replace(at, editableName(open_).size(), editableName(chosen) + QLatin1Char(' '));
     setText(text);
     search(text, Meaning::typing);
 }

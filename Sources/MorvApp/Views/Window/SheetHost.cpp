@@ -37,29 +37,59 @@ SheetHost::SheetHost(AppModel& app, WindowActions& actions, QWidget* window)
 }
 
 SheetHost::~SheetHost() {
-    // It refers to the model, which may go before the window does.
+    // They refer to the model, which may go before the window does.
+    delete review_;
     delete sheet_;
 }
 
+Sheet* SheetHost::sheet() const {
+    return review_ ? review_.data() : sheet_.data();
+}
+
 void SheetHost::update() {
+    if (sheet_ && app_.sheet() != shown_)
+        end(sheet_);
     // What was unchecked in a review stands, whatever is to be shown after it.
-    const auto* review = qobject_cast<ReviewSheet*>(sheet_.data());
-    if (review && app_.reviewPlan() && review->planID() == app_.reviewPlan()->id)
+    if (review_ && (!app_.reviewPlan() || review_->planID() != app_.reviewPlan()->id))
+        end(review_);
+    actions_.setAsleep(app_.reviewPlan() || app_.sheet());
+    if (app_.reviewPlan())
+        showReview();
+    else if (app_.sheet())
+        showSheet();
+}
+
+template <class Kind>
+void SheetHost::end(QPointer<Kind>& sheet) {
+    const bool wasSeen = !sheet->isHidden();
+    if (wasSeen)
+        Q_EMIT leaving();
+    std::exchange(sheet, nullptr)->leave();
+}
+
+void SheetHost::showReview() {
+    if (review_)
         return;
     if (sheet_) {
+        sheet_->stepAside();
         Q_EMIT leaving();
-        std::exchange(sheet_, nullptr)->leave();
     }
-    const bool isWanted = app_.reviewPlan() || app_.sheet();
-    actions_.setAsleep(isWanted);
-    if (!isWanted)
+    review_ = new ReviewSheet(app_, *app_.reviewPlan(), window_);
+    review_->guardKeys();
+}
+
+void SheetHost::showSheet() {
+    if (sheet_) {
+        if (sheet_->isHidden())
+            sheet_->comeBack();
         return;
-    if (app_.reviewPlan())
-        sheet_ = new ReviewSheet(app_, *app_.reviewPlan(), window_);
-    else
-        sheet_ = make(*app_.sheet());
+    }
+    shown_ = app_.sheet();
+    sheet_ = make(*shown_);
     if (!sheet_)
         app_.closeSheet();
+    else if (app_.sheetCameByItself())
+        sheet_->guardKeys();
 }
 
 Sheet* SheetHost::make(AppSheet wanted) {

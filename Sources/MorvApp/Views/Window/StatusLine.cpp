@@ -1,5 +1,6 @@
 #include "MorvApp/Views/Window/StatusLine.h"
 
+#include "MorvApp/Views/Theme/Announcement.h"
 #include "MorvApp/Views/Theme/Text.h"
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvCore/Foundation/ByteCount.h"
@@ -29,7 +30,12 @@ constexpr int sizePause = 30;
 StatusLine::StatusLine(AppModel& app, QWidget* parent) : QFrame(parent), app_(app) {
     setObjectName(QStringLiteral("bar"));
     build();
-    connect(&app_, &AppModel::statusChanged, this, &StatusLine::update);
+    connect(&app_, &AppModel::statusChanged, this, [this] {
+        update();
+        // Not every step of an operation: how it ended.
+        if (!app_.isOperating())
+            announce(*status_);
+    });
     for (const auto signal : {&AppModel::activePaneUpdated, &AppModel::activePaneChanged,
                               &AppModel::selectedWorkspaceChanged, &AppModel::fileSnapshotRevisionChanged})
         connect(&app_, signal, this, &StatusLine::schedule);
@@ -130,7 +136,7 @@ void StatusLine::showCounts() {
 }
 
 void StatusLine::showStatus() {
-    const auto status = app_.status() ? shown(*app_.status()) : QString();
+    const auto status = app_.status() ? shownBriefly(*app_.status()) : QString();
     status_->setEnabled(!status.isEmpty());
     status_->setText(buttonText(
         status_->fontMetrics().elidedText(status, Qt::ElideMiddle, status_->width() - 2 * Space::small)));

@@ -195,16 +195,16 @@ void TabArea::addCloseButton(int index) {
 
 void TabArea::updateTitle(const FileTab& tab, int index) {
     const auto& location = tab.pane->location();
-    auto title = location.isRoot() ? QStringLiteral("Computer") : shown(location.lastComponent());
+    auto title = location.isRoot() ? QStringLiteral("Computer") : shownBriefly(location.lastComponent());
     if (tab.second)
-        title += QStringLiteral(" | ") + shown(tab.second->location().lastComponent());
+        title += QStringLiteral(" | ") + shownBriefly(tab.second->location().lastComponent());
     if (title.size() > widestTab)
         title = title.left(widestTab - 1) + QStringLiteral("…");
     title = buttonText(title);
     if (bar_->tabText(index) != title)
         bar_->setTabText(index, title);
     // Two folders of one name differ in nothing else.
-    if (const auto path = shown(location.path()); bar_->tabToolTip(index) != path)
+    if (const auto path = shownBriefly(location.path()); bar_->tabToolTip(index) != path)
         bar_->setTabToolTip(index, path);
 }
 

@@ -9,16 +9,8 @@
 #include <QMenuBar>
 #include <QSet>
 #include <algorithm>
-#include <array>
 
 namespace morv {
-
-namespace {
-
-constexpr std::array menus = {CommandMenu::file, CommandMenu::edit, CommandMenu::view, CommandMenu::go,
-                              CommandMenu::files};
-
-} // namespace
 
 WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(FileCommand)> carryOut)
     : QObject(&window), app_(app), keys_(app.services().keys),
@@ -29,10 +21,16 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
         if (!isOffered(row.command))
             continue;
         auto* action = new QAction(buttonText(ours(row.title)), this);
+        action->setAutoRepeat(FileManagerCommands::mayRepeat(row.command));
         action->setCheckable(FileManagerCommands::isChecked(row.command, app).has_value());
         connect(action, &QAction::triggered, this, [carryOut, command = row.command] { carryOut(command); });
         window.addAction(action);
         actions_.emplace(row.command, action);
+        if (row.otherTitle.empty())
+            continue;
+        auto* other = new QAction(this);
+        connect(other, &QAction::triggered, action, &QAction::trigger);
+        others_.emplace(row.command, other);
     }
     // At once and not in a later turn: the next key may be in the queue already.
     for (const auto signal : {&AppModel::activePaneUpdated, &AppModel::activePaneChanged,
@@ -41,6 +39,7 @@ WindowActions::WindowActions(AppModel& app, QWidget& window, std::function<void(
         connect(&app_, signal, this, &WindowActions::update);
     connect(&keys_, &KeyBindings::changed, this, [this] {
         readKeys();
+        update();
         assignKeys();
     });
     readKeys();
@@ -59,11 +58,6 @@ bool WindowActions::isOffered(FileCommand command) {
     return !later.contains(static_cast<int>(command));
 }
 
-void WindowActions::fill(QMenuBar& bar) {
-    for (const auto place : menus)
-        addMenu(bar, place);
-}
-
 void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
     auto* menu = bar.addMenu(ours(title(place)));
     for (const auto& row : FileManagerCommands::rows()) {
@@ -72,6 +66,8 @@ void WindowActions::addMenu(QMenuBar& bar, CommandMenu place) {
         if (row.startsGroup)
             menu->addSeparator();
         menu->addAction(action(row.command));
+        if (const auto other = others_.find(row.command); other != others_.end())
+            menu->addAction(other->second);
     }
     if (place == CommandMenu::files) {
         menu->addSeparator();
@@ -105,10 +101,12 @@ void WindowActions::update() {
         const bool isEnabled = !isAsleep_ && FileManagerCommands::isEnabled(command, &app_);
         keysMove = keysMove || isEnabled != action->isEnabled();
         action->setEnabled(isEnabled);
-        action->setText(buttonText(ours(FileManagerCommands::titleNow(command, &app_))));
+        action->setText(buttonText(ours(FileManagerCommands::titleNow(command, &app_))) + filesKey(command));
         if (const auto on = FileManagerCommands::isChecked(command, app_))
             action->setChecked(*on);
     }
+    for (const auto& [command, other] : others_)
+        other->setEnabled(action(command)->isEnabled());
     if (keysMove)
         assignKeys();
 }
@@ -135,6 +133,19 @@ void WindowActions::readKeys() {
     }
 }
 
+/// A menu shows what stands behind a tab as the key. Return and Space are keys of the files and not of the window,
+/// so the action has no shortcut to show.
+QString WindowActions::filesKey(FileCommand command) const {
+    const auto own = sequences_.find(command);
+    if (own != sequences_.end() && !own->second.isEmpty())
+        return {};
+    const auto key = command == spaceCommand_    ? Qt::Key_Space
+                     : command == returnCommand_ ? Qt::Key_Return
+                                                 : Qt::Key_unknown;
+    return key == Qt::Key_unknown ? QString()
+                                  : QLatin1Char('\t') + QKeySequence(key).toString(QKeySequence::NativeText);
+}
+
 void WindowActions::assignKeys() {
     // Qt runs neither of two enabled actions with one key, so only one of them carries it at a time.
     QSet<QString> taken;
@@ -154,12 +165,18 @@ void WindowActions::assignKeys() {
         }
         if (action->shortcuts() != keys)
             action->setShortcuts(keys);
+        const auto title = action->iconText().section(QLatin1Char('\t'), 0, 0);
         const auto tip = keys.isEmpty()
-                             ? action->iconText()
-                             : action->iconText() + QStringLiteral(" (") +
+                             ? title
+                             : title + QStringLiteral(" (") +
                                    keys.front().toString(QKeySequence::NativeText) + QStringLiteral(")");
         if (action->toolTip() != tip)
             action->setToolTip(tip);
+        if (const auto other = others_.find(row.command); other != others_.end())
+            other->second->setText(buttonText(ours(row.otherTitle)) +
+                                   (keys.size() > 1
+                                        ? QLatin1Char('\t') + keys[1].toString(QKeySequence::NativeText)
+                                        : QString()));
     }
 }
 

@@ -36,8 +36,6 @@ public:
     QAction* action(FileCommand command) const { return actions_.at(command); }
     /// Beside the table: no command of files or of a window, but of the whole system.
     QAction* emptyTrash() const { return emptyTrash_; }
-    /// The menus of files and windows.
-    void fill(QMenuBar& bar);
     void addMenu(QMenuBar& bar, CommandMenu place);
     /// Groups between separators; what is not offered or not enabled is left out.
     void fill(QMenu& menu, const std::vector<std::vector<FileCommand>>& groups) const;
@@ -52,10 +50,12 @@ private:
     void update();
     void readKeys();
     void assignKeys();
+    QString filesKey(FileCommand command) const;
 
     AppModel& app_;
     KeyBindings& keys_;
     std::map<FileCommand, QAction*> actions_;
+    std::map<FileCommand, QAction*> others_; ///< of a second title; the keys belong to the first
     QAction* emptyTrash_;
     std::map<FileCommand, QList<QKeySequence>> sequences_;
     std::optional<FileCommand> returnCommand_;

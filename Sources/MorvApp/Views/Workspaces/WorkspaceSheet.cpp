@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -74,7 +75,7 @@ WorkspaceSheet::WorkspaceSheet(AppModel& app, QWidget* window)
     tools->addStretch(1);
     body()->addLayout(tools);
     addCancel(QStringLiteral("Cancel"));
-    auto* confirm = addDefault(isNew_ ? QStringLiteral("Create Workspace") : QStringLiteral("Save Changes"));
+    confirm_ = addDefault(isNew_ ? QStringLiteral("Create Workspace") : QStringLiteral("Save Changes"));
     connect(add, &QPushButton::clicked, this, &WorkspaceSheet::addReferences);
     connect(remove, &QPushButton::clicked, this, [this] {
         std::vector<FileURL> gone;
@@ -86,7 +87,7 @@ WorkspaceSheet::WorkspaceSheet(AppModel& app, QWidget* window)
     connect(references_, &QListWidget::itemSelectionChanged, remove,
             [this, remove] { remove->setEnabled(!references_->selectedItems().isEmpty()); });
     remove->setEnabled(false);
-    connect(confirm, &QPushButton::clicked, this, &WorkspaceSheet::save);
+    connect(confirm_, &QPushButton::clicked, this, &WorkspaceSheet::save);
     connect(this, &Sheet::cancelled, &app_, &AppModel::closeSheet);
     showReferences();
     present(name_);
@@ -95,7 +96,7 @@ WorkspaceSheet::WorkspaceSheet(AppModel& app, QWidget* window)
 void WorkspaceSheet::showReferences() {
     references_->clear();
     for (const auto& reference : workspace_.references)
-        references_->addItem(shownPath(reference));
+        references_->addItem(shownPathBriefly(reference));
 }
 
 void WorkspaceSheet::addReferences() {
@@ -110,19 +111,30 @@ void WorkspaceSheet::save() {
     workspace_.name = typedBytes(name_->text());
     workspace_.color = typedBytes(color_->currentData().toString());
     if (trimmed(workspace_.name).empty()) {
-        problem_->setText(QStringLiteral("Give this workspace a name."));
-        problem_->show();
+        showProblem(QStringLiteral("Give this workspace a name."));
         return name_->setFocus();
     }
-    // Closing the sheet takes this object away.
-    auto& app = app_;
-    const auto saved = workspace_;
-    const bool isNew = isNew_;
-    app.closeSheet();
-    if (isNew)
-        app.library().createWorkspace(saved.name, saved.references, saved.color);
+    // What was typed stands until it is in the record.
+    confirm_->setEnabled(false);
+    const auto answered = [sheet =
+                               QPointer<WorkspaceSheet>(this)](const std::optional<std::string>& failure) {
+        if (!sheet)
+            return;
+        sheet->confirm_->setEnabled(true);
+        if (failure)
+            sheet->showProblem(shownBriefly(*failure));
+        else
+            sheet->app_.closeSheet();
+    };
+    if (isNew_)
+        app_.library().createWorkspace(workspace_.name, workspace_.references, workspace_.color, answered);
     else
-        app.library().saveWorkspace(saved);
+        app_.library().saveWorkspace(workspace_, answered);
+}
+
+void WorkspaceSheet::showProblem(const QString& sentence) {
+    problem_->setText(sentence);
+    problem_->show();
 }
 
 } // namespace morv

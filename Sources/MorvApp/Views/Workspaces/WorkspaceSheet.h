@@ -22,7 +22,9 @@ public:
 private:
     void addReferences();
     void showReferences();
+    /// The sheet stays until the record is written.
     void save();
+    void showProblem(const QString& sentence);
 
     AppModel& app_;
     Workspace workspace_;
@@ -31,6 +33,7 @@ private:
     QComboBox* color_;
     QListWidget* references_;
     QLabel* problem_;
+    QPushButton* confirm_;
 };
 
 } // namespace morv

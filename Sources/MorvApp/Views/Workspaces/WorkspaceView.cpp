@@ -181,7 +181,7 @@ void WorkspaceView::fill() {
 
 void WorkspaceView::fillHead(const Workspace& current) {
     mark_->setPixmap(workspaceMark(current.color).pixmap(16, 16));
-    title_->setText(shown(current.name));
+    title_->setText(shownBriefly(current.name));
     if (const auto query = editableName(app_.workspaceQuery()); query != query_->text()) {
         const QSignalBlocker quiet(query_);
         query_->setText(query);
@@ -240,14 +240,14 @@ void WorkspaceView::addSection(const WorkspaceSection& section) {
     heading->setForeground(0, Theme::shared().colours().secondaryText);
     for (const auto& card : section.cards) {
         const auto status = detail_.status(card);
-        auto* item = new QTreeWidgetItem(list_, {shown(card.url.lastComponent()), ours(status.status),
-                                                 shown(detail_.sourceLabel(card.url))});
+        auto* item = new QTreeWidgetItem(list_, {shownBriefly(card.url.lastComponent()), ours(status.status),
+                                                 shownBriefly(detail_.sourceLabel(card.url))});
         item->setData(0, referenceRole, QByteArray::fromStdString(card.url.path()));
         item->setSizeHint(0, QSize(0, rowHeight));
         item->setIcon(0, QIcon::fromTheme(iconName(card)));
         if (!card.isUnread())
             item->setIcon(1, statusIcon(status.statusSymbol));
-        item->setToolTip(0, shown(card.error.value_or(card.url.path())));
+        item->setToolTip(0, shownBriefly(card.error.value_or(card.url.path())));
     }
 }
 

@@ -1,0 +1,15 @@
+#include "MorvApp/Views/Theme/Announcement.h"
+
+#include <QAccessible>
+#include <QWidget>
+
+namespace morv {
+
+void announce(QWidget& widget) {
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent event(&widget, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+}
+
+} // namespace morv
