@@ -142,7 +142,7 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
     find<QLineEdit>("workspaceQuery")->clear();
     list->setFocus();
 
-    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
+    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum() / 2);
     const int scrolled = list->verticalScrollBar()->value();
     ASSERT_GT(scrolled, 0);
     std::filesystem::remove(originals[3].path());
@@ -155,13 +155,14 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
 
     list->setCurrentItem(list->topLevelItem(1));
     key(Qt::Key_Space);
-    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isVisible(); }));
+    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isActiveWindow(); }));
     EXPECT_EQ(window->preview()->pane().entry()->url(), originals[0]);
-    QTest::keyClick(window->preview(), Qt::Key_Down);
-    EXPECT_TRUE(eventually([&] { return window->preview()->pane().entry()->url() == originals[1]; }));
-    window->preview()->close();
+    key(Qt::Key_Right);
+    EXPECT_EQ(window->preview()->pane().entry()->url(), originals[1]);
+    key(Qt::Key_Space);
+    EXPECT_FALSE(window->preview()->isVisible());
+    ASSERT_TRUE(eventually([&] { return window->isActiveWindow() && list->hasFocus(); }));
 
-    list->setFocus();
     list->clearSelection();
     list->topLevelItem(1)->setSelected(true);
     list->topLevelItem(2)->setSelected(true);
