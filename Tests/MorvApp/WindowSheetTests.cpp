@@ -128,7 +128,7 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
     app().changeTab(-1);
     ASSERT_TRUE(settled());
     Workspace workspace{UUID::random(), "Harbour", originals, "teal", Date::now()};
-    app().library().saveWorkspace(workspace, {});
+    app().library().saveWorkspace(workspace, [](const auto&) {});
     ASSERT_TRUE(eventually([&] { return app().library().workspaceList().size() == 1; }));
     app().openWorkspace(0);
     auto* list = find<QTreeWidget>("references");
