@@ -260,8 +260,8 @@ TEST(TaskScope, notMoreThanSoManyThreadsAreLent) {
     EXPECT_TRUE(eventually([&] { return isServed; }));
     EXPECT_EQ(hung.begun(), most) << "the rest waits";
     hung.release();
-    EXPECT_TRUE(reads(pools));
     EXPECT_TRUE(eventually([&] { return hung.begun() == 2 * most; }));
+    EXPECT_TRUE(reads(pools));
 }
 
 } // namespace
