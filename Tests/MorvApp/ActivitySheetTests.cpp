@@ -172,7 +172,7 @@ TEST_F(ActivityTest, aPathOfMegabytesIsGoneToWithoutAFreeze) {
     QTest::mouseClick(find<QPushButton>("activityShowStaging"), Qt::LeftButton);
     ASSERT_TRUE(eventually([&] { return app().activePane().error().has_value(); }));
     window->grab();
-    EXPECT_LT(time.elapsed(), 5'000);
+    EXPECT_LT(time.elapsed(), 20'000) << "a button for each of its folders takes minutes";
     EXPECT_LT(window->windowTitle().size(), 5'000);
     EXPECT_LT(window->findChildren<QToolButton*>(QStringLiteral("crumb")).size(), 100);
     key(Qt::Key_L, Qt::ControlModifier);
