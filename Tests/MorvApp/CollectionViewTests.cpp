@@ -320,8 +320,9 @@ TEST_F(CollectionViewTest, aRowOfTheListTellsWhatItHasNoRoomFor) {
         return QToolTip::isVisible() ? QToolTip::text().toStdString() : std::string();
     };
     EXPECT_EQ(tip(2), longName);
-    EXPECT_TRUE(eventually([&] { return tip(1) == "b.txt\nTags: " + std::string(80, 't'); }))
-        << tip(1) << ": the others stand behind the name";
+    EXPECT_TRUE(eventually([&] {
+        return tip(1).starts_with("b.txt\nTags: ") && tip(1).ends_with(std::string(80, 't'));
+    })) << tip(1);
     EXPECT_TRUE(eventually([&] { return tip(0).empty(); })) << "all of it can be seen";
 }
 

@@ -183,8 +183,8 @@ TEST_F(InspectorModelTest, tagsChangeWithoutTouchingTheOthers) {
                 app->setErrorMessage(std::nullopt);
                 app->undo();
             }
-            return undone ==
-                   std::ranges::count(app->receipts(), OperationStatus::undone, &OperationReceipt::status);
+            return !app->isUndoing() && undone == std::ranges::count(app->receipts(), OperationStatus::undone,
+                                                                     &OperationReceipt::status);
         }));
     }
     EXPECT_TRUE(eventually([&] { return are(a, {"Red", "Old"}) && are(b, {"Old"}) && are(c, {"Late"}); }));

@@ -51,7 +51,7 @@ TEST_F(PlanModelTest, manyItemsStandByFolderAndFateWithCountsAndSizes) {
     EXPECT_THAT(row(model, 2), ElementsAre("1 item", "/to", "1 KB", "Keep Both, under a new name"));
     EXPECT_THAT(row(model, 3), ElementsAre("1 item", "/other", "10 bytes", "Will be copied"));
     EXPECT_THAT(row(model, 0, model.index(2, 0)),
-                ElementsAre("/from/b.txt", "/to/b 2.txt", "1 KB", plan.warnings[0]))
+                ElementsAre("/from/b.txt", "b 2.txt", "1 KB", plan.warnings[0]))
         << "a warning stands beside its item";
     EXPECT_THAT(model.generalWarnings(), ElementsAre(plan.warnings[1]));
 

@@ -286,7 +286,7 @@ TEST_F(PreviewTest, aTextIsThereAtOnceAndItsColoursComeLaterOrNever) {
     key(Qt::Key_End);
     key(Qt::Key_Space);
     ASSERT_TRUE(eventually([&] { return window->preview()->isActiveWindow(); }));
-    ASSERT_TRUE(highlighter->gate.waitUntilReached());
+    ASSERT_TRUE(eventually([&] { return highlighter->gate.isReached(); }));
     EXPECT_TRUE(showsWords({}));
     EXPECT_EQ(pane().text().toPlainText(), QStringLiteral("int a; int b;"));
     key(Qt::Key_Left);

@@ -44,7 +44,7 @@ TEST_F(ReadingLineTest, aFolderThatGoesUnderItsFilesSaysSoAboveThem) {
     ASSERT_TRUE(eventually([&] { return line.isVisible(); }));
     EXPECT_EQ(app().activePane().entries().size(), 1U) << "the files stay on the screen";
     EXPECT_THAT(line.accessibleDescription().toStdString(),
-                HasSubstr("The files shown here may not be what is there now."));
+                HasSubstr("These files may be incomplete or out of date. The item doesn’t exist"));
     EXPECT_THAT(buttons(line), ElementsAre("Go Up", "Try Again"));
     press(line, QStringLiteral("Try Again"));
     EXPECT_TRUE(app().activePane().isLoading());

@@ -3,7 +3,6 @@
 #include "MorvApp/Views/Sheets/ReviewSheet.h"
 #include "Tests/MorvApp/WindowFixture.h"
 
-#include <QAccessible>
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
@@ -214,30 +213,6 @@ TEST_F(SheetFlowTest, aKeyThatIsHeldChangesFilesOnceAndStillMovesAmongTabs) {
     EXPECT_EQ(app().tabIndex(), 0U);
     ASSERT_TRUE(settled());
     EXPECT_EQ(*opened, 0);
-}
-
-std::vector<std::pair<const QObject*, QAccessible::Event>> told;
-
-TEST_F(SheetFlowTest, whatAppearsWithoutTheKeyboardIsTold) {
-    const auto a = file("a.txt");
-    open();
-    told.clear();
-    const auto before = QAccessible::installUpdateHandler(
-        [](QAccessibleEvent* event) { told.emplace_back(event->object(), event->type()); });
-    QAccessible::setActive(true);
-    const auto isTold = [this](const char* name) {
-        return std::ranges::count(
-            told, std::pair<const QObject*, QAccessible::Event>(find<QWidget>(name), QAccessible::Alert));
-    };
-    app().setErrorMessage("It did not work.");
-    EXPECT_EQ(isTold("errorText"), 1);
-    key(Qt::Key_A, Qt::ControlModifier);
-    key(Qt::Key_D, Qt::ControlModifier);
-    EXPECT_TRUE(becomes(work, {"a 2.txt", "a.txt"}));
-    EXPECT_TRUE(eventually([&] { return isTold("statusText") > 0; }));
-    EXPECT_FALSE(app().errorMessage()) << "a plan that is begun takes the message away";
-    QAccessible::setActive(false);
-    QAccessible::installUpdateHandler(before);
 }
 
 } // namespace

@@ -159,7 +159,7 @@ TEST_F(ThumbnailCacheTest, requestsThatHangDoNotHoldUpTheOthers) {
     ask(photo("live"));
     maker->permit(1);
     ASSERT_TRUE(answered(7));
-    EXPECT_EQ(answers.back(), "live.jpg");
+    EXPECT_EQ(std::ranges::count(answers, "live.jpg"), 1);
     EXPECT_EQ(std::ranges::count(answers, "dead.jpg none"), 1);
     ask(dead);
     EXPECT_EQ(answers.size(), 8U) << "while it hangs it has no picture";

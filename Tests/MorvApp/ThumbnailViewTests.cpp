@@ -109,6 +109,18 @@ TEST_F(ThumbnailViewTest, whatIsOnlyScrolledPastIsNotAskedFor) {
     EXPECT_TRUE(isShown(0)) << "what is kept is there at once";
 }
 
+TEST_F(ThumbnailViewTest, aViewThatIsLaidOutAllTheTimeAsksAllTheSame) {
+    file("a.jpg");
+    open();
+    services->thumbnails.setMaker(maker);
+    int width = 1000;
+    EXPECT_TRUE(eventually([&] {
+        width = width == 1000 ? 1001 : 1000;
+        window->resize(width, 700);
+        return maker->wasAsked("a.jpg");
+    })) << "as while a large folder is read";
+}
+
 /// Red and slow for a size of 100 points, green for others.
 class SizedMaker : public ThumbnailMaker {
 public:

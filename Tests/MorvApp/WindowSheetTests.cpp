@@ -113,7 +113,7 @@ TEST_F(WindowTest, aWorkspaceIsMadeShownAndTouchesNoOriginal) {
             eventually([&] { return !sidebar->findChild<QMessageBox*>() && !sidebar->findChild<QMenu*>(); }));
     }
     EXPECT_TRUE(eventually([&] { return !list->isVisible(); })) << "a workspace that has gone is not shown";
-    EXPECT_THAT(app().library().workspaceList(), IsEmpty());
+    EXPECT_TRUE(eventually([&] { return app().library().workspaceList().empty(); }));
     EXPECT_TRUE(exists(original));
 }
 
@@ -128,7 +128,7 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
     app().changeTab(-1);
     ASSERT_TRUE(settled());
     Workspace workspace{UUID::random(), "Harbour", originals, "teal", Date::now()};
-    app().library().saveWorkspace(workspace);
+    app().library().saveWorkspace(workspace, [](const auto&) {});
     ASSERT_TRUE(eventually([&] { return app().library().workspaceList().size() == 1; }));
     app().openWorkspace(0);
     auto* list = find<QTreeWidget>("references");
@@ -142,7 +142,7 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
     find<QLineEdit>("workspaceQuery")->clear();
     list->setFocus();
 
-    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
+    list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum() / 2);
     const int scrolled = list->verticalScrollBar()->value();
     ASSERT_GT(scrolled, 0);
     std::filesystem::remove(originals[3].path());
@@ -155,13 +155,14 @@ TEST_F(WindowTest, aWorkspaceHasKeysAndAListOfItsOwn) {
 
     list->setCurrentItem(list->topLevelItem(1));
     key(Qt::Key_Space);
-    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isVisible(); }));
+    ASSERT_TRUE(eventually([&] { return window->preview() && window->preview()->isActiveWindow(); }));
     EXPECT_EQ(window->preview()->pane().entry()->url(), originals[0]);
-    QTest::keyClick(window->preview(), Qt::Key_Down);
-    EXPECT_TRUE(eventually([&] { return window->preview()->pane().entry()->url() == originals[1]; }));
-    window->preview()->close();
+    key(Qt::Key_Right);
+    EXPECT_EQ(window->preview()->pane().entry()->url(), originals[1]);
+    key(Qt::Key_Space);
+    EXPECT_FALSE(window->preview()->isVisible());
+    ASSERT_TRUE(eventually([&] { return window->isActiveWindow() && list->hasFocus(); }));
 
-    list->setFocus();
     list->clearSelection();
     list->topLevelItem(1)->setSelected(true);
     list->topLevelItem(2)->setSelected(true);

@@ -112,12 +112,17 @@ TEST_F(WindowTest, theMenusHoldTheCommandsInTheirOrderWithTheirKeys) {
         qsizetype last = -1;
         for (const auto& row : rows) {
             SCOPED_TRACE(row.title);
-            const auto found = std::ranges::find(actions, QString::fromUtf8(row.title), &QAction::text);
+            // What a menu shows of a key that is not the window's own stands behind a tab.
+            const auto found =
+                std::ranges::find_if(actions, [whole = QString::fromUtf8(row.title)](const QAction* action) {
+                    return action->text() == whole ||
+                           action->text().section(QLatin1Char('\t'), 0, 0) == whole;
+                });
             ASSERT_NE(found, actions.end());
             EXPECT_GT(found - actions.begin(), last);
             last = found - actions.begin();
-            if (*row.key)
-                EXPECT_TRUE((*found)->shortcuts().contains(QKeySequence(QLatin1String(row.key))));
+            const QKeySequence key(QLatin1String(row.key));
+            EXPECT_TRUE(key.isEmpty() || (*found)->shortcuts().contains(key));
         }
     }
 }

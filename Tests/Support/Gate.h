@@ -16,6 +16,10 @@ public:
         changed_.notify_all();
         changed_.wait_for(lock, std::chrono::seconds(30), [&] { return open_; });
     }
+    bool isReached() {
+        const std::lock_guard lock(mutex_);
+        return reached_;
+    }
     bool waitUntilReached() {
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return reached_; });

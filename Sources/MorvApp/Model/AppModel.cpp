@@ -40,7 +40,7 @@ AppModel::AppModel(MorvServices& services, ClipboardBoard& board,
             setSelectedWorkspaceID(std::nullopt);
     });
     connect(&developerTools_, &DeveloperToolsUI::editorChoiceRequested, this,
-            [this] { bringSheet(AppSheet::chooseEditor); });
+            [this] { showSheet(AppSheet::chooseEditor); });
     if (auto* source = volumes())
         connect(source, &VolumeSource::volumesChanged, this, [this] {
             ++fileSnapshotRevision_;

@@ -270,7 +270,7 @@ void InspectorPanel::showSubject() {
     const auto& item = model_.item();
     name_->setText(!item            ? QStringLiteral("Nothing to inspect")
                    : item->isRoot() ? QStringLiteral("Computer")
-                                    : shown(item->lastComponent()),
+                                    : shownBriefly(item->lastComponent()),
                    item ? ValueText::Tone::plain : ValueText::Tone::secondary);
     scroll_->setAccessibleName(QStringLiteral("About ") + name_->text());
     kind_->setText(item ? QStringLiteral("Reading…") : QString(), ValueText::Tone::secondary);
@@ -292,7 +292,7 @@ void InspectorPanel::updateInformation() {
     if (patience_.isActive())
         showSubject();
     if (model_.state() == InspectorModel::State::failed)
-        return showProblem(shown(model_.problem()));
+        return showProblem(shownBriefly(model_.problem()));
     const auto& information = *model_.information();
     updateInsight();
     updateMedia();

@@ -30,7 +30,7 @@ NewFolderSheet::NewFolderSheet(AppModel& app, QWidget* window)
     : Sheet(QStringLiteral("New Folder"), smallCard, Height::fitting, window) {
     // The window may be sent elsewhere while the sheet is up.
     const auto parent = app.currentPane().location();
-    addText(QStringLiteral("In ") + shownPath(parent));
+    addText(QStringLiteral("In ") + shownPathBriefly(parent));
     auto* name = new QLineEdit(QStringLiteral("Untitled Folder"), this);
     name->setObjectName(QStringLiteral("newFolderName"));
     name->setAccessibleName(QStringLiteral("Name"));

@@ -163,7 +163,7 @@ void ViewOptionsSheet::change(const std::function<void(FolderViewPreferences&)>&
 void ViewOptionsSheet::showPresent() {
     const auto& pane = app_.currentPane();
     const auto& shownNow = pane.preferences();
-    folder_->setText(QStringLiteral("Of %1. Kept for this folder.").arg(shownPath(pane.location())));
+    folder_->setText(QStringLiteral("Of %1. Kept for this folder.").arg(shownPathBriefly(pane.location())));
     if (auto* button = views_->button(static_cast<int>(app_.activePane().preferences().view)))
         button->setChecked(true);
     select(*sort_, static_cast<int>(shownNow.sort));

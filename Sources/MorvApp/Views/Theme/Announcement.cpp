@@ -6,8 +6,6 @@
 namespace morv {
 
 void announce(QWidget& widget) {
-    if (!QAccessible::isActive())
-        return;
     QAccessibleEvent event(&widget, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);
 }

@@ -5,7 +5,7 @@ class QWidget;
 
 namespace morv {
 
-/// `widget` has something to say, by its accessible name or its text. Nothing happens while nobody listens.
+/// `widget` has something to say, by its accessible name or its text.
 void announce(QWidget& widget);
 
 } // namespace morv

@@ -136,7 +136,7 @@ MainWindow::~MainWindow() {
     // The views below refer to the model, which goes first as a member. A column that goes with them would
     // tell those that have gone already.
     app_.setColumnPane(nullptr);
-    delete preview_;
+    delete std::exchange(preview_, nullptr);
     delete sheets_;
     delete takeCentralWidget();
     delete actions_;

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QTimerEvent>
 #include <QToolButton>
+#include <QVBoxLayout>
 
 namespace morv {
 
@@ -19,23 +20,34 @@ constexpr int signSize = 16;
 
 ReadingLine::ReadingLine(QWidget* parent) : QFrame(parent) {
     setObjectName(QStringLiteral("readingLine"));
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(Space::large, Space::tiny, Space::small, Space::tiny);
-    row->setSpacing(Space::small);
-    sign_ = new QLabel(this);
-    sign_->setPixmap(QIcon::fromTheme(QStringLiteral("dialog-warning")).pixmap(signSize, signSize));
-    row->addWidget(sign_);
-    text_ = new QLabel(this);
-    text_->setTextFormat(Qt::PlainText);
-    text_->setWordWrap(true);
-    // A path without a place to break must not make the pane wider.
-    text_->setMinimumWidth(1);
-    row->addWidget(text_, 1);
-    const auto button = [this, row](const QString& words) {
+    auto* rows = new QVBoxLayout(this);
+    rows->setContentsMargins(Space::large, Space::small, Space::small, Space::tiny);
+    rows->setSpacing(0);
+    auto* first = new QHBoxLayout;
+    first->setSpacing(Space::small);
+    auto* sign = new QLabel(this);
+    sign->setPixmap(QIcon::fromTheme(QStringLiteral("emblem-warning")).pixmap(signSize, signSize));
+    first->addWidget(sign);
+    const auto label = [this](QHBoxLayout* row) {
+        auto* made = new QLabel(this);
+        made->setTextFormat(Qt::PlainText);
+        // What does not fit is in the tooltip: words must not make the pane wider.
+        made->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        row->addWidget(made, 1);
+        return made;
+    };
+    title_ = label(first);
+    rows->addLayout(first);
+    auto* second = new QHBoxLayout;
+    second->setSpacing(0);
+    detail_ = label(second);
+    detail_->setObjectName(QStringLiteral("secondary"));
+    rows->addLayout(second);
+    const auto button = [this, second](const QString& words) {
         auto* made = new QToolButton(this);
         made->setText(words);
         made->setFocusPolicy(Qt::TabFocus);
-        row->addWidget(made);
+        second->addWidget(made);
         return made;
     };
     goUp_ = button(QStringLiteral("Go Up"));
@@ -106,17 +118,30 @@ void ReadingLine::say(State state) {
     state_ = state;
     if (state == State::nothing)
         return hide();
-    const auto doubt = QStringLiteral(" The files shown here may not be what is there now.");
-    if (state == State::failed)
-        text_->setText(pane_->isSearch() ? shown(*pane_->error()) : shown(*pane_->error()) + doubt);
-    else
-        text_->setText(QStringLiteral("This folder is not answering.") + doubt);
-    text_->setToolTip(text_->text());
-    setAccessibleDescription(text_->text());
+    doubt_ = pane_->isSearch() ? QStringLiteral("These results may be incomplete")
+                               : QStringLiteral("These files may be incomplete or out of date");
+    title_->setToolTip(doubt_);
+    sentence_ =
+        state == State::failed ? shown(*pane_->error()) : QStringLiteral("This folder is not answering.");
+    detail_->setToolTip(sentence_);
+    setAccessibleDescription(doubt_ + QStringLiteral(". ") + sentence_);
     goUp_->setVisible(state == State::failed && !pane_->location().isRoot());
     tryAgain_->setVisible(state == State::failed);
     cancel_->setVisible(state == State::silent);
     show();
+    // The buttons leave the sentence another width.
+    layout()->activate();
+    elide();
+}
+
+void ReadingLine::elide() {
+    title_->setText(title_->fontMetrics().elidedText(doubt_, Qt::ElideRight, title_->width()));
+    detail_->setText(detail_->fontMetrics().elidedText(sentence_, Qt::ElideRight, detail_->width()));
+}
+
+void ReadingLine::resizeEvent(QResizeEvent* event) {
+    QFrame::resizeEvent(event);
+    elide();
 }
 
 } // namespace morv

@@ -34,6 +34,7 @@ Q_SIGNALS:
 
 protected:
     void timerEvent(QTimerEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     enum class State : std::uint8_t { nothing, failed, silent };
@@ -42,14 +43,17 @@ private:
     void leaveFolder();
     void tell();
     void say(State state);
+    void elide();
 
     QPointer<PaneModel> pane_;
     State state_ = State::nothing;
     bool isSilent_ = false;
     std::chrono::milliseconds patience_ = std::chrono::seconds(10);
     QBasicTimer silence_;
-    QLabel* sign_;
-    QLabel* text_;
+    QString doubt_;
+    QString sentence_;
+    QLabel* title_;
+    QLabel* detail_;
     QToolButton* goUp_;
     QToolButton* tryAgain_;
     QToolButton* cancel_;
