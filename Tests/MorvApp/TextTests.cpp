@@ -4,6 +4,9 @@
 #include "Tests/MorvApp/Support.h"
 
 #include <QDateTime>
+#include <QGuiApplication>
+#include <QScopeGuard>
+#include <QTextLayout>
 
 namespace morv {
 namespace {
@@ -99,6 +102,27 @@ TEST(ProgressStrip, saysOnlyWhatIsKnown) {
               QStringLiteral("1.2 GB of 3.6 GB · 20 MB/s · about 2 minutes left"));
     progress.bytesDone = progress.bytesTotal - 1;
     EXPECT_TRUE(ProgressStrip::amounts(progress).endsWith(QLatin1String("a few seconds left")));
+}
+
+TEST(Text, namesPathsAndAmountsReadInTheirOwnDirectionInAMirroredWindow) {
+    const auto back = qScopeGuard([] { QGuiApplication::setLayoutDirection(Qt::LeftToRight); });
+    for (const auto* text : {"~/Documents/Harbour", "49.45 GB free", "2025.pdf", "(draft)"})
+        for (const auto direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+            SCOPED_TRACE(testing::Message() << text << (direction == Qt::RightToLeft ? ", mirrored" : ""));
+            QGuiApplication::setLayoutDirection(direction);
+            const auto drawn = inOwnDirection(QString::fromUtf8(text));
+            QTextLayout layout(drawn);
+            QTextOption option;
+            option.setTextDirection(direction);
+            layout.setTextOption(option);
+            layout.beginLayout();
+            const auto line = layout.createLine();
+            layout.endLayout();
+            const auto first = static_cast<int>(drawn.indexOf(QString::fromUtf8(text)));
+            const auto last = first + static_cast<int>(qstrlen(text)) - 1;
+            for (int at = first + 1; at < last; ++at)
+                EXPECT_LT(line.cursorToX(at), line.cursorToX(at + 1)) << at;
+        }
 }
 
 } // namespace
