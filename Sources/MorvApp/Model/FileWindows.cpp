@@ -192,11 +192,16 @@ void FileWindows::open(std::string_view url, std::set<std::string> selection,
 void FileWindows::read(std::function<std::vector<Destination>()> find, FirstWindow first,
                        const std::optional<CommandCall>& command) {
     ++readings_;
+    const auto number = ++requests_;
+    if (first == FirstWindow::visible)
+        newest_ = number;
     tasks_.run(
         TaskLane::reading, [find = std::move(find)](const std::stop_token&) { return find(); },
-        [this, first, command, number = ++requests_](const std::vector<Destination>& found) {
+        [this, first, command, number](const std::vector<Destination>& found) {
+            // The window is about to go elsewhere: nothing is done on the way.
+            const bool acts = first == FirstWindow::own || number == newest_;
             if (first == FirstWindow::own || std::exchange(routed_, std::max(routed_, number)) < number)
-                route(found, first, command);
+                route(found, first, acts ? command : std::nullopt);
             --readings_;
         },
         [this](const std::exception_ptr&) { --readings_; });

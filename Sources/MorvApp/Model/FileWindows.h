@@ -176,7 +176,8 @@ private:
     std::function<void()> settingsAction_;
     std::vector<ManagerWindow> managers_;
     std::uint64_t requests_ = 0;
-    std::uint64_t routed_ = 0;
+    std::uint64_t routed_ = 0; ///< of the requests for the visible window, the last that was shown
+    std::uint64_t newest_ = 0; ///< of those, the last that was made
     std::size_t readings_ = 0; ///< requests whose files are being looked up
     TaskScope tasks_;
 };
