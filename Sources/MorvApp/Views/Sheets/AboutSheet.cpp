@@ -41,6 +41,7 @@ constexpr std::array libraries = {
     Library{"librsvg", "librsvg2-2", "LGPL-2+"},
     Library{"cairo", "libcairo2", "LGPL-2.1 or MPL-1.1"},
     Library{"Poppler", "libpoppler-glib8", "GPL-2 or GPL-3"},
+    Library{"GNU Source-highlight", "libsource-highlight4v5", "GPL-3+"},
     Library{"FFmpeg", "libavformat59, libavcodec59", "LGPL-2.1+, GPL-2+"},
     Library{"Breeze icons", "breeze-icon-theme", "LGPL-3+"},
     Library{"Inter", "fonts-inter", "OFL-1.1"},

@@ -9,8 +9,8 @@
 
 namespace morv {
 
-/// Opens over `parent` on the home directory and deletes itself; `chosen` runs with the folder, and not at all without one or once `parent`
-/// has gone.
+/// Opens over `parent` on the home folder and deletes itself; `chosen` runs with the folder, and not at all without one
+/// or once `parent` has gone.
 QFileDialog* askForFolder(QWidget& parent, const QString& title, std::function<void(const FileURL&)> chosen);
 
 /// Goes to `folder` as soon as that has answered, unless the user has gone elsewhere by then: a panel asks the disk on
