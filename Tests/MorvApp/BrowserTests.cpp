@@ -62,6 +62,22 @@ public:
     mutable std::atomic<int> asked = 0;
 };
 
+TEST_F(BrowserTest, aViewThatComesBeforeItsWindowIsActiveHasTheKeyboardWhenItIs) {
+    file("a.txt");
+    open();
+    // As at the start, when how a folder was left is known before the desktop has made the window active.
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(eventually([&] { return other.isActiveWindow(); }));
+    auto preferences = app().activePane().preferences();
+    preferences.view = BrowserViewMode::columns;
+    app().activePane().setPreferences(preferences);
+    window->activateWindow();
+    ASSERT_TRUE(eventually([&] { return window->isActiveWindow(); }));
+    EXPECT_TRUE(columns()->collection().hasFocus());
+}
+
 TEST_F(BrowserTest, theKeyboardWalksThroughColumns) {
     folder("work/a");
     folder("work/a/b");

@@ -8,7 +8,6 @@
 #include "MorvApp/Views/Theme/Theme.h"
 #include "MorvApp/Views/Window/ReadingLine.h"
 
-#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QStyle>
@@ -60,7 +59,8 @@ void PaneView::followView() {
         return;
     browser_ = wanted;
     auto* before = files_;
-    const auto* holder = QApplication::focusWidget();
+    // The window's own, which may not be the active one yet.
+    const auto* holder = window()->focusWidget();
     const bool hadFocus = before && holder && (before == holder || before->isAncestorOf(holder));
     collection_ = nullptr;
     columns_ = nullptr;
